@@ -1,0 +1,18 @@
+#pragma once
+
+/**
+ * Attributes of the public headers.
+ *
+ * LM_API puts a class or function into the library's dynamic symbol table. LM_GUARDED_BY names the
+ * mutex that must be held to touch a member; clang's -Wthread-safety checks it where libbase's
+ * annotations are installed.
+ */
+
+#define LM_API [[gnu::visibility("default")]]
+
+#if defined(__clang__) && __has_include(<android-base/thread_annotations.h>)
+#include <android-base/thread_annotations.h>
+#define LM_GUARDED_BY(lock) GUARDED_BY(lock)
+#else
+#define LM_GUARDED_BY(lock)
+#endif

@@ -1,0 +1,172 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <atomic>
+#include <cstdio>
+#include <sstream>
+#include <thread>
+
+#include "AsyncEventsMgr.h"
+#include "Distribution.h"
+#include "HostCore.h"
+#include "HostNameNode.h"
+#include "Lmctl.h"
+#include "TestSource.h"
+#include "WatchVsync.h"
+#include "config/DynamicLoader.h"
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+namespace {
+
+using std::chrono::microseconds;
+
+class Lmctl : public testing::Test {
+ protected:
+  int run(std::vector<const char*> arguments) {
+    mOut.str("");
+    mErr.str("");
+    arguments.insert(arguments.begin(), "lmctl");
+    return lmctl(static_cast<int>(arguments.size()), arguments.data(), mConsole);
+  }
+
+  std::ostringstream mOut;
+  std::ostringstream mErr;
+  Console mConsole{mOut, mErr, false};
+};
+
+TEST_F(Lmctl, HelpIsThereOnEveryLevel) {
+  const std::pair<std::vector<const char*>, const char*> cases[] = {
+      {{"--help"}, "watch"},
+      {{"watch", "--help"}, "vsync"},
+      {{"watch", "vsync", "--help"}, "--node PATH"},
+      {{"demo", "-h"}, "--seconds N"},
+  };
+  for (const auto& [arguments, text] : cases) {
+    EXPECT_EQ(run(arguments), kSuccess);
+    EXPECT_THAT(mOut.str(), HasSubstr(text));
+    EXPECT_THAT(mErr.str(), IsEmpty());
+  }
+}
+
+TEST_F(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
+  hostcore::clearItem(kVsyncNodeItem);
+  const std::string longPath(150, 'x');
+  struct Case {
+    std::vector<const char*> arguments;
+    int status;
+    const char* error;
+    const char* advice;
+  };
+  for (const Case& c : {
+           Case{{}, kUsage, "lmctl: ", "see 'lmctl --help'"},
+           Case{{"watch"}, kUsage, "lmctl watch: ", "see 'lmctl watch --help'"},
+           Case{{"nonsense"}, kUsage, "lmctl: ", "nonsense"},
+           Case{{"watch", "vsync", "--seconds", "x"},
+                kUsage,
+                "lmctl watch vsync: ",
+                "see 'lmctl watch vsync --help'"},
+           Case{{"watch", "vsync", "--seconds", "-1"}, kUsage, "lmctl watch vsync: ", "--seconds"},
+           Case{{"demo", "--seconds", "0"}, kUsage, "lmctl demo: ", "--seconds"},
+           Case{{"watch", "vsync", "--node", longPath.c_str()},
+                kUsage,
+                "lmctl watch vsync: ",
+                "longer than 149 bytes"},
+           Case{{"watch", "vsync"},
+                kFailure,
+                "lmctl: no vsync node: item 22 is not configured",
+                "--node PATH"},
+           Case{{"watch", "vsync", "--node", "/nowhere"},
+                kFailure,
+                "lmctl: no vsync node: /nowhere: No such file",
+                "--node PATH"},
+       }) {
+    EXPECT_EQ(run(c.arguments), c.status);
+    EXPECT_THAT(mErr.str(), StartsWith(c.error));
+    EXPECT_THAT(mErr.str(), HasSubstr(c.advice));
+    EXPECT_EQ(mErr.str().find('\n'), mErr.str().size() - 1) << mErr.str();
+    EXPECT_THAT(mOut.str(), IsEmpty());
+  }
+}
+
+TEST_F(Lmctl, WatchSumsUpWhatArrived) {
+  const HostNameNode node;
+  hostcore::setItem(kVsyncNodeItem, HostNameNode::kPath);
+  std::atomic<bool> done = false;
+  std::thread display([&] {
+    while (!done) {
+      node.notify();
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  });
+  for (const bool json : {true, false}) {
+    TestSource source(node);
+    mOut.str("");
+    EXPECT_EQ(watchVsync(source, {.seconds = 1.2, .json = json}, mConsole), kSuccess);
+    if (json) {
+      const auto summary = nlohmann::json::parse(mOut.str());
+      EXPECT_GT(summary["events"], 10);
+      EXPECT_GE(summary["seconds"], 1.2);
+      EXPECT_GT(summary["rate_hz"], 10);
+      EXPECT_LE(summary["interval_us"]["median"], summary["interval_us"]["p99"]);
+    } else {
+      EXPECT_THAT(mOut.str(), testing::ContainsRegex(
+                                  "^[0-9]+ events +[0-9.]+ Hz\nvsync +[0-9]+ events.*\ninterval"));
+    }
+  }
+  done = true;
+  display.join();
+}
+
+/** Runs a shell command; returns its exit status and output. */
+std::pair<int, std::string> shell(const std::string& command) {
+  FILE* const pipe = popen(command.c_str(), "r");
+  std::string output;
+  for (std::array<char, 256> text; fgets(text.data(), text.size(), pipe) != nullptr;) {
+    output += text.data();
+  }
+  return {WEXITSTATUS(pclose(pipe)), output};
+}
+
+TEST(LmctlProcess, DemoDeliversEvents) {
+  const auto [status, output] = shell(LMCTL " demo --seconds 0.5");
+  EXPECT_EQ(status, kSuccess);
+  EXPECT_THAT(output, testing::ContainsRegex("[1-9][0-9]* sent +[1-9][0-9]* received"));
+  EXPECT_THAT(output, HasSubstr("latency"));
+}
+
+TEST(LmctlProcess, CtrlCEndsAWatchWithItsSummary) {
+  const auto [status, output] =
+      shell(std::string("timeout --preserve-status -s INT 1 " LMCTL " watch vsync --node ") +
+            HostNameNode::kPath);
+  EXPECT_EQ(status, kSuccess);
+  EXPECT_THAT(output, HasSubstr("interval"));
+}
+
+TEST(Distribution, PercentilesAreValuesThatOccurred) {
+  const Distribution values({5, 1, 4, 2, 3});
+  EXPECT_EQ(values.percentile(0), 1);
+  EXPECT_EQ(values.percentile(0.2), 1);
+  EXPECT_EQ(values.percentile(0.21), 2);
+  EXPECT_EQ(values.median(), 3);
+  EXPECT_EQ(values.largest(), 5);
+  EXPECT_EQ(Distribution({}).median(), 0);
+}
+
+TEST(Distribution, AnEventBelongsToTheLastNotificationBeforeIt) {
+  const Clock::time_point zero;
+  const std::vector<Clock::time_point> notified = {zero + microseconds(100),
+                                                   zero + microseconds(200)};
+  const Distribution times =
+      latencies(notified, {zero + microseconds(50), zero + microseconds(130),
+                           zero + microseconds(199), zero + microseconds(201)});
+  EXPECT_EQ(times.percentile(0), 1);
+  EXPECT_EQ(times.median(), 30);
+  EXPECT_EQ(times.largest(), 99);
+}
+
+}  // namespace

@@ -1,0 +1,88 @@
+#include "Distribution.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iomanip>
+#include <ostream>
+#include <sstream>
+
+namespace {
+
+constexpr int kBins = 7;
+constexpr std::size_t kBarWidth = 40;
+
+double toUs(Clock::duration duration) {
+  return std::chrono::duration<double, std::micro>(duration).count();
+}
+
+}  // namespace
+
+Distribution::Distribution(std::vector<double> valuesUs) : mSorted(std::move(valuesUs)) {
+  std::sort(mSorted.begin(), mSorted.end());
+}
+
+double Distribution::percentile(double fraction) const {
+  if (mSorted.empty()) {
+    return 0;
+  }
+  const double rank = std::ceil(fraction * static_cast<double>(mSorted.size()));
+  return mSorted[static_cast<std::size_t>(std::max(rank, 1.0)) - 1];
+}
+
+void Distribution::printSummary(std::ostream& out) const {
+  std::ostringstream line;
+  line << std::fixed << std::setprecision(1) << "median " << median() << " us   p99 "
+       << percentile(0.99) << " us   largest " << largest() << " us\n";
+  out << line.str();
+}
+
+void Distribution::printHistogram(std::ostream& out) const {
+  if (empty()) {
+    return;
+  }
+  const double low = percentile(0.05);
+  const double width = std::max(percentile(0.95) - low, 1.0) / kBins;
+  std::vector<std::size_t> counts(kBins + 2);  // the first and last are outside
+  for (const double value : mSorted) {
+    const double bin = std::floor((value - low) / width);
+    ++counts[static_cast<std::size_t>(std::clamp(bin, -1.0, double{kBins}) + 1)];
+  }
+  const std::size_t highest = *std::max_element(counts.begin(), counts.end());
+  std::ostringstream lines;
+  lines << std::fixed << std::setprecision(1);
+  for (int bin = -1; bin <= kBins; ++bin) {
+    const std::size_t count = counts[static_cast<std::size_t>(bin + 1)];
+    lines << (bin < 0 ? "  below " : "   from ") << std::setw(9) << low + std::max(bin, 0) * width
+          << " us " << std::setw(7) << count << "  "
+          << std::string((count * kBarWidth + highest - 1) / highest, '#') << "\n";
+  }
+  out << lines.str();
+}
+
+nlohmann::ordered_json Distribution::toJson() const {
+  return {{"median", median()}, {"p99", percentile(0.99)}, {"max", largest()}};
+}
+
+Distribution intervals(const std::vector<Clock::time_point>& arrivals) {
+  return jitter(arrivals, Clock::duration::zero());
+}
+
+Distribution jitter(const std::vector<Clock::time_point>& arrivals, Clock::duration period) {
+  std::vector<double> valuesUs;
+  for (std::size_t i = 1; i < arrivals.size(); ++i) {
+    valuesUs.push_back(toUs(arrivals[i] - arrivals[i - 1] - period));
+  }
+  return Distribution(std::move(valuesUs));
+}
+
+Distribution latencies(const std::vector<Clock::time_point>& notified,
+                       const std::vector<Clock::time_point>& arrivals) {
+  std::vector<double> valuesUs;
+  for (const Clock::time_point arrival : arrivals) {
+    const auto next = std::upper_bound(notified.begin(), notified.end(), arrival);
+    if (next != notified.begin()) {
+      valuesUs.push_back(toUs(arrival - *std::prev(next)));
+    }
+  }
+  return Distribution(std::move(valuesUs));
+}

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <chrono>
+#include <iosfwd>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "EventRecorder.h"
+
+/** Durations in microseconds, ready for percentiles. */
+class Distribution {
+ public:
+  explicit Distribution(std::vector<double> valuesUs);
+
+  bool empty() const { return mSorted.empty(); }
+
+  /** The smallest value that a fraction in [0, 1] of the values does not exceed; 0 when empty. */
+  double percentile(double fraction) const;
+  double median() const { return percentile(0.5); }
+  double largest() const { return percentile(1); }
+
+  /** Prints "median 16667.1 us   p99 17012.4 us   largest 18330.0 us" and a newline. */
+  void printSummary(std::ostream& out) const;
+
+  /** Prints a bar for each of a few equal bins between the 5th and 95th percentile, and outside. */
+  void printHistogram(std::ostream& out) const;
+
+  nlohmann::ordered_json toJson() const;
+
+ private:
+  std::vector<double> mSorted;
+};
+
+/** The times between successive events. */
+Distribution intervals(const std::vector<Clock::time_point>& arrivals);
+
+/** How far the times between successive events are off period, signed. */
+Distribution jitter(const std::vector<Clock::time_point>& arrivals, Clock::duration period);
+
+/**
+ * From each event's notification to its arrival, both lists in order of time: an event belongs to
+ * the last notification before it.
+ */
+Distribution latencies(const std::vector<Clock::time_point>& notified,
+                       const std::vector<Clock::time_point>& arrivals);

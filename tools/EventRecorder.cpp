@@ -1,0 +1,38 @@
+#include "EventRecorder.h"
+
+void EventRecorder::onEvent(int, void*, int, void* recorder) {
+  const Clock::time_point now = Clock::now();
+  auto* const self = static_cast<EventRecorder*>(recorder);
+  std::lock_guard lock(self->mArrivalsLck);
+  self->mArrivals.push_back(now);
+  self->mArrived.notify_all();
+}
+
+std::size_t EventRecorder::count() const {
+  std::lock_guard lock(mArrivalsLck);
+  return mArrivals.size();
+}
+
+double EventRecorder::rateHz() const {
+  std::lock_guard lock(mArrivalsLck);
+  if (mArrivals.size() < 2) {
+    return 0;
+  }
+  const std::chrono::duration<double> span = mArrivals.back() - mArrivals.front();
+  return static_cast<double>(mArrivals.size() - 1) / span.count();
+}
+
+bool EventRecorder::waitFor(std::size_t count, Clock::duration limit) const {
+  std::unique_lock lock(mArrivalsLck);
+  return mArrived.wait_for(lock, limit, [&] { return mArrivals.size() >= count; });
+}
+
+std::vector<Clock::time_point> EventRecorder::arrivals() const {
+  std::lock_guard lock(mArrivalsLck);
+  return mArrivals;
+}
+
+void EventRecorder::clear() {
+  std::lock_guard lock(mArrivalsLck);
+  mArrivals.clear();
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <vector>
+
+#include "LMAttributes.h"
+
+using Clock = std::chrono::steady_clock;
+
+inline Clock::duration fromSeconds(double seconds) {
+  return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
+}
+
+/** Notes when each event arrives. */
+class EventRecorder {
+ public:
+  /** The callback to register, with the recorder as its user pointer. */
+  static void onEvent(int event, void* payload, int zero, void* recorder);
+
+  std::size_t count() const;
+
+  /** Events per second from the first arrival to the last; 0 for fewer than two. */
+  double rateHz() const;
+
+  /** Waits until count events have arrived; false when that takes longer than limit. */
+  bool waitFor(std::size_t count, Clock::duration limit) const;
+
+  std::vector<Clock::time_point> arrivals() const;
+
+  /** Forgets the arrivals so far. */
+  void clear();
+
+ private:
+  mutable std::mutex mArrivalsLck;
+  mutable std::condition_variable mArrived;
+  std::vector<Clock::time_point> mArrivals LM_GUARDED_BY(mArrivalsLck);
+};

@@ -1,0 +1,27 @@
+#include "HostNameNode.h"
+
+#include <sched.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string_view>
+#include <system_error>
+
+namespace {
+
+bool setHostName() {
+  static constexpr std::string_view kName = "vsync";
+  return sethostname(kName.data(), kName.size()) == 0;
+}
+
+}  // namespace
+
+HostNameNode::HostNameNode() {
+  const int flags = CLONE_NEWUTS | (geteuid() == 0 ? 0 : CLONE_NEWUSER);
+  if (unshare(flags) != 0 || !setHostName()) {
+    throw std::system_error(errno, std::system_category(),
+                            "no private UTS name space; run as root or allow user name spaces");
+  }
+}
+
+void HostNameNode::notify() const { setHostName(); }
