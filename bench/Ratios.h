@@ -1,0 +1,17 @@
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <string>
+#include <vector>
+
+/** A comparison to print after the run: the medians of a figure of two benchmarks. */
+struct Ratio {
+  std::string ours;
+  std::string other;
+  std::string counter;  ///< name of a counter, or empty for the time per iteration
+  std::string aim;      ///< what it should be, in words
+};
+
+/** Runs all benchmarks as the command line says and prints the ratios below the usual table. */
+int runBenchmarks(int argc, char** argv, const std::vector<Ratio>& ratios);
