@@ -1,12 +1,69 @@
-# A thin front of the CMake presets: see CMakePresets.json for an IDE.
+# A thin front of the CMake presets in CMakePresets.json. Every target installs the Debian packages
+# that it needs and that are missing: see packages.txt.
 
-SETUP = scripts/install-packages
-BUILD = build/release
-export CTEST_PARALLEL_LEVEL ?= 2
+SETUP := scripts/install-packages
+BUILD := build/release
+PREFIX ?= /usr/local
+FORMATTED = $(shell git ls-files '*.cpp' '*.h')
 
-.PHONY: demo
-demo: ## build a release and show what the library does
+export CTEST_PARALLEL_LEVEL ?= $(shell nproc)
+
+help: ## show this list
+	@sed -n 's/^\([a-z0-9-]*\):.*## /  make \1\t/p' Makefile | expand -t 20
+
+demo: ## show the library at work
 	@$(SETUP) build
 	@cmake --preset release >/dev/null
 	@cmake --build --preset release --target lmctl
 	@$(BUILD)/tools/lmctl demo
+
+test: test-release ## run the tests
+
+bench: ## measure against bare system calls and what else a user would pick
+	@$(SETUP) build bench
+	@cmake --preset release -DLMSUPPORT_BUILD_BENCH=ON >/dev/null
+	@cmake --build --preset release --target lmsupport_bench
+	@$(BUILD)/bench/lmsupport_bench --benchmark_enable_random_interleaving=true
+
+check: format-check tidy test-release test-asan test-tsan test-libcxx package ## everything CI checks
+
+format: ## format the sources
+	@$(SETUP) check
+	@clang-format -i $(FORMATTED)
+
+format-check:
+	@$(SETUP) check
+	@clang-format --dry-run --Werror $(FORMATTED)
+
+tidy: ## look for suspicious code
+	@$(SETUP) build check
+	@cmake --preset libcxx >/dev/null
+	@clang-tidy --quiet -p build/libcxx $(filter %.cpp,$(filter-out bench/% tests/%,$(FORMATTED)))
+
+test-%:
+	@$(SETUP) build $(if $(filter asan libcxx,$*),check)
+	@cmake --preset $* >/dev/null
+	@cmake --build --preset $*
+	@ctest --preset $*
+
+arm64: ## cross build for 64-bit ARM
+	@$(SETUP) build arm64
+	@cmake --preset arm64 >/dev/null
+	@cmake --build --preset arm64
+
+package: ## make Debian packages
+	@$(SETUP) build check
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release
+	@cd $(BUILD) && cpack
+
+install: ## install a release below DESTDIR
+	@$(SETUP) build
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release
+	@DESTDIR=$(DESTDIR) cmake --install $(BUILD) --prefix $(PREFIX)
+
+clean: ## remove what was built
+	@rm -rf build
+
+.PHONY: help demo test bench check format format-check tidy arm64 package install clean

@@ -9,7 +9,7 @@ using lmsupport::logCaught;
 
 namespace {
 
-constexpr std::size_t kExpectedProcesses = 10;
+constexpr int kExpectedProcesses = 10;
 
 }  // namespace
 
@@ -18,7 +18,8 @@ std::mutex AsyncEvent::mPidMapLck;
 
 AsyncEvent::AsyncEvent() {
   // reserve() may also shrink, so it is left alone where there is room.
-  if (mPidMap.bucket_count() * mPidMap.max_load_factor() >= kExpectedProcesses) {
+  if (static_cast<float>(mPidMap.bucket_count()) * mPidMap.max_load_factor() >=
+      kExpectedProcesses) {
     return;
   }
   try {

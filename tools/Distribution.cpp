@@ -1,6 +1,7 @@
 #include "Distribution.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <iomanip>
 #include <ostream>
@@ -42,19 +43,18 @@ void Distribution::printHistogram(std::ostream& out) const {
   }
   const double low = percentile(0.05);
   const double width = std::max(percentile(0.95) - low, 1.0) / kBins;
-  std::vector<std::size_t> counts(kBins + 2);  // the first and last are outside
+  std::array<std::size_t, kBins + 2> counts{};  // the first and last are outside
   for (const double value : mSorted) {
-    const double bin = std::floor((value - low) / width);
-    ++counts[static_cast<std::size_t>(std::clamp(bin, -1.0, double{kBins}) + 1)];
+    const double bin = std::floor((value - low) / width) + 1;
+    ++counts[static_cast<std::size_t>(std::clamp(bin, 0.0, kBins + 1.0))];
   }
   const std::size_t highest = *std::max_element(counts.begin(), counts.end());
   std::ostringstream lines;
   lines << std::fixed << std::setprecision(1);
-  for (int bin = -1; bin <= kBins; ++bin) {
-    const std::size_t count = counts[static_cast<std::size_t>(bin + 1)];
-    lines << (bin < 0 ? "  below " : "   from ") << std::setw(9) << low + std::max(bin, 0) * width
-          << " us " << std::setw(7) << count << "  "
-          << std::string((count * kBarWidth + highest - 1) / highest, '#') << "\n";
+  for (int i = 0; i < kBins + 2; ++i) {
+    lines << (i == 0 ? "  below " : "   from ") << std::setw(9) << low + std::max(i - 1, 0) * width
+          << " us " << std::setw(7) << counts[i] << "  "
+          << std::string((counts[i] * kBarWidth + highest - 1) / highest, '#') << "\n";
   }
   out << lines.str();
 }

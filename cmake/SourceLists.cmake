@@ -1,0 +1,18 @@
+# Writes each target's sources, one path a line and sorted, for scripts/check-android-bp.
+function(lmsupport_list_sources target module)
+  get_target_property(sources ${target} SOURCES)
+  get_target_property(folder ${target} SOURCE_DIR)
+  list(TRANSFORM sources PREPEND ${folder}/)
+  list(TRANSFORM sources REPLACE "^${PROJECT_SOURCE_DIR}/" "")
+  list(SORT sources)
+  list(JOIN sources "\n" lines)
+  file(WRITE ${PROJECT_BINARY_DIR}/sources/${module} "${lines}\n")
+endfunction()
+
+lmsupport_list_sources(lmsupport liblmsupport)
+lmsupport_list_sources(lmhost liblmhost)
+foreach(target lmctl lmctl_lib lmsupport_test lmsupport_bench)
+  if(TARGET ${target})
+    lmsupport_list_sources(${target} ${target})
+  endif()
+endforeach()
