@@ -1,5 +1,6 @@
 #include "Demo.h"
 
+#include <algorithm>
 #include <atomic>
 #include <iomanip>
 #include <ostream>
@@ -38,7 +39,7 @@ class Display {
 
  private:
   void run() {
-    for (auto next = Clock::now(); !mStopped; next += kPeriod) {
+    for (auto next = Clock::now(); !mStopped; next = std::max(next + kPeriod, Clock::now())) {
       std::this_thread::sleep_until(next);
       mNotified.push_back(Clock::now());
       mNode.notify();

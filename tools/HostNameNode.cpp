@@ -17,8 +17,8 @@ bool setHostName() {
 }  // namespace
 
 HostNameNode::HostNameNode() {
-  const int flags = CLONE_NEWUTS | (geteuid() == 0 ? 0 : CLONE_NEWUSER);
-  if (unshare(flags) != 0 || !setHostName()) {
+  const bool isPrivate = unshare(CLONE_NEWUTS) == 0 || unshare(CLONE_NEWUTS | CLONE_NEWUSER) == 0;
+  if (!isPrivate || !setHostName()) {
     throw std::system_error(errno, std::system_category(),
                             "no private UTS name space; run as root or allow user name spaces");
   }
