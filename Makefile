@@ -51,6 +51,17 @@ arm64: ## cross build for 64-bit ARM
 	@cmake --preset arm64 >/dev/null
 	@cmake --build --preset arm64
 
+device: arm64 ## build the simulated device
+	@$(SETUP) device
+	@device/build build/device
+
+device-test: device ## run all tests on the simulated device
+	@tests/device_run_test.sh
+	@device/run -- sh -c 'lmsupport_test; status=$$?; device_test && exit $$status'
+
+device-demo: device ## show the library at work on the simulated device
+	@device/run -- lmctl demo --device /sys/kernel/lmdevice
+
 package: ## make Debian packages
 	@$(SETUP) build check
 	@cmake --preset release >/dev/null
@@ -66,4 +77,5 @@ install: ## install a release below DESTDIR
 clean: ## remove what was built
 	@rm -rf build
 
-.PHONY: help demo test bench check format format-check tidy arm64 package install clean
+.PHONY: help demo test bench check format format-check tidy arm64 device device-test device-demo \
+  package install clean

@@ -1,66 +1,32 @@
 #include "Demo.h"
 
-#include <algorithm>
-#include <atomic>
 #include <iomanip>
+#include <memory>
 #include <ostream>
 #include <sstream>
-#include <thread>
 
 #include "AsyncEventsMgr.h"
+#include "Display.h"
 #include "Distribution.h"
-#include "HostNameNode.h"
 #include "NodeOverrides.h"
 #include "Progress.h"
 
 namespace {
 
-constexpr int kRateHz = 60;
-constexpr Clock::duration kPeriod = std::chrono::nanoseconds(1'000'000'000 / kRateHz);
-
-/** Plays the display driver: notifies the node once a period while it lives. */
-class Display {
- public:
-  explicit Display(const HostNameNode& node) : mNode(node), mThread([this] { run(); }) {}
-
-  ~Display() { stop(); }
-
-  void stop() {
-    mStopped = true;
-    if (mThread.joinable()) {
-      mThread.join();
-    }
+std::unique_ptr<Display> makeDisplay(const std::string& device) {
+  if (device.empty()) {
+    return std::make_unique<HostNameDisplay>();
   }
+  return std::make_unique<DeviceDisplay>(device);
+}
 
-  std::size_t count() const { return mCount; }
-
-  /** When each notification was raised. To be called after stop(). */
-  const std::vector<Clock::time_point>& notified() const { return mNotified; }
-
- private:
-  void run() {
-    for (auto next = Clock::now(); !mStopped; next = std::max(next + kPeriod, Clock::now())) {
-      std::this_thread::sleep_until(next);
-      mNotified.push_back(Clock::now());
-      mNode.notify();
-      ++mCount;
-    }
-  }
-
-  const HostNameNode& mNode;
-  std::atomic<bool> mStopped = false;
-  std::atomic<std::size_t> mCount = 0;
-  std::vector<Clock::time_point> mNotified;
-  std::thread mThread;  // last: it uses the others
-};
-
-/** Notifies until the first event shows that the polling thread waits on the node. */
-bool waitForSource(const HostNameNode& node, EventRecorder& recorder) {
+/** Waits until a first event shows that the polling thread waits on the node. */
+bool waitForSource(Display& display, EventRecorder& recorder) {
   constexpr int kAttempts = 200;
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    node.notify();
+    display.raise();
     if (recorder.waitFor(1, std::chrono::milliseconds(10))) {
-      std::this_thread::sleep_for(kPeriod);  // lets a second notification drain
+      std::this_thread::sleep_for(Display::kPeriod);  // lets a second event drain
       recorder.clear();
       return true;
     }
@@ -77,35 +43,35 @@ std::string sentAndReceived(const Display& display, const EventRecorder& recorde
 
 }  // namespace
 
-int runDemo(double seconds, Console& console) {
-  const HostNameNode node;
+int runDemo(const DemoOptions& options, Console& console) {
+  const std::unique_ptr<Display> display = makeDisplay(options.device);
   NodeOverrides nodes;
-  nodes.set(kVsyncNodeItem, HostNameNode::kPath);
+  nodes.set(kVsyncNodeItem, display->node());
   const StopSignals signals;
   EventRecorder recorder;
   VsyncEvent& source = *VsyncEvent::getInstance();
   source.registerCallBack(EventRecorder::onEvent, &recorder);
   source.startEvent(EventRecorder::onEvent);
-  if (!waitForSource(node, recorder)) {
+  if (!waitForSource(*display, recorder)) {
     source.pauseEvent(EventRecorder::onEvent);
-    console.err << "lmctl: no event arrived from " << HostNameNode::kPath
-                << "; check that /proc is mounted\n";
+    console.err << "lmctl: no event arrived from " << display->node()
+                << "; check that it can be read\n";
     return kFailure;
   }
 
-  console.out << "Vsync events from " << HostNameNode::kPath << ", notified at " << kRateHz
-              << " Hz for " << seconds << " s\n";
-  Display display(node);
-  showProgress(console, signals, Clock::now() + fromSeconds(seconds),
-               [&] { return sentAndReceived(display, recorder); });
-  display.stop();
-  recorder.waitFor(display.count(), std::chrono::seconds(1));
+  console.out << "Vsync events from " << display->node() << ", notified at " << Display::kRateHz
+              << " Hz for " << options.seconds << " s\n";
+  display->start(source);
+  showProgress(console, signals, Clock::now() + fromSeconds(options.seconds),
+               [&] { return sentAndReceived(*display, recorder); });
+  display->stop();
+  recorder.waitFor(display->count(), std::chrono::seconds(1));
   source.pauseEvent(EventRecorder::onEvent);
 
   const auto arrivals = recorder.arrivals();
-  console.out << "events     " << sentAndReceived(display, recorder) << "\nlatency    ";
-  latencies(display.notified(), arrivals).printSummary(console.out);
-  const Distribution offPeriod = jitter(arrivals, kPeriod);
+  console.out << "events     " << sentAndReceived(*display, recorder) << "\nlatency    ";
+  latencies(display->notified(), arrivals).printSummary(console.out);
+  const Distribution offPeriod = jitter(arrivals, Display::kPeriod);
   console.out << "jitter     ";
   offPeriod.printSummary(console.out);
   offPeriod.printHistogram(console.out);

@@ -53,12 +53,15 @@ int lmctl(int argc, const char* const* argv, Console& console) try {
 
   CLI::App* const demo =
       app.add_subcommand("demo", "Notify a real kernel node at 60 Hz and measure the delivery.");
-  double demoSeconds = 3;
-  demo->add_option("--seconds", demoSeconds, "How long")
+  DemoOptions demoOptions;
+  demo->add_option("--seconds", demoOptions.seconds, "How long")
       ->type_name("N")
       ->capture_default_str()
       ->check(CLI::Range(0.1, 3600.0));
-  demo->callback([&] { status = runDemo(demoSeconds, console); });
+  demo->add_option("--device", demoOptions.device,
+                   "Folder of the simulated device's nodes, instead of a private host name node")
+      ->type_name("DIR");
+  demo->callback([&] { status = runDemo(demoOptions, console); });
 
   try {
     app.parse(argc, argv);
