@@ -18,6 +18,9 @@ inline constexpr std::size_t kConfigValueSize = 150;
 /** Item whose value is the path of the kernel node that signals each vsync. */
 inline constexpr int kVsyncNodeItem = 22;
 
+/** Key whose text lists the user's favourite applications per time slot. */
+inline constexpr int kPreferredAppsKey = 5638;
+
 /** Turns item numbers into short texts. lookup is the third virtual function. */
 class LM_API ConfigStore {
  public:

@@ -2,7 +2,7 @@
 #include <limits>
 
 #include "AsyncEventsMgr.h"
-#include "config/log.h"
+#include "LMLog.h"
 
 using lmsupport::kAsyncEventsMgr;
 using lmsupport::logCaught;

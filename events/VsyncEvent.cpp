@@ -8,7 +8,7 @@
 
 #include "AsyncEventsMgr.h"
 #include "config/NodePath.h"
-#include "config/log.h"
+#include "LMLog.h"
 
 using lmsupport::kAsyncEventsMgr;
 

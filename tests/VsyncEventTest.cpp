@@ -165,8 +165,7 @@ TEST_F(Vsync, GetInstanceConstructsOnce) {
   EXPECT_EQ(store.mLookups, 1);
 }
 
-/** The plain destructor: a running thread ends with its poll, a paused one only once it is woken.
- */
+/** A running thread ends with its poll, a paused one only once somebody wakes it. */
 TEST_F(Vsync, DestructionWaitsForTheThreadAndWakesNobody) {
   for (const bool paused : {false, true}) {
     auto* const open = new OpenSource;
@@ -182,14 +181,19 @@ TEST_F(Vsync, DestructionWaitsForTheThreadAndWakesNobody) {
       waitUntilAsleep();
     }
     auto destruction = std::async(std::launch::async, [source] { delete source; });
-    EXPECT_EQ(destruction.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
-    EXPECT_EQ(source->getThreadState(), THREAD_EXIT);
     if (paused) {
+      while (source->getThreadState() != THREAD_EXIT) {
+        std::this_thread::yield();
+      }
+      EXPECT_EQ(destruction.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
       std::lock_guard lock(condLck);
       cond.notify_all();
     }
-    mNode.notify();
-    EXPECT_EQ(destruction.wait_for(kLimit), std::future_status::ready);
+    const auto end = Clock::now() + kLimit;
+    do {
+      mNode.notify();
+      ASSERT_LT(Clock::now(), end);
+    } while (destruction.wait_for(std::chrono::milliseconds(10)) != std::future_status::ready);
   }
   VsyncEvent neverStarted;
 }

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "LMAttributes.h"
+#include "LMDatabase.h"
+
+/**
+ * Turns the framework's text of favourite applications per time slot into two tables.
+ *
+ * The text holds up to eight entries, separated by "=", in the order week_day_1, week_end_1,
+ * week_day_2, … week_end_4; an entry is a list of application names, each followed by "/".
+ *
+ * Nothing is kept between calls and nothing is locked but the stores' caches: one population at a
+ * time for a set of stores. Nothing is thrown; what fails is logged.
+ *
+ * Note: an entry that does not end with "/" runs into the next one when the applications are told
+ * apart: "com.a/com.b=com.c" has the applications com.a and com.bcom.c.
+ */
+class LM_API FetchPreferredApps {
+ public:
+  using LaunchStore = LMDatabase<_preKill_User_Launched_Data>;
+  using SlotStore = LMDatabase<_preKill_Favorite_Time_Slot_Data>;
+
+  /** The configured text without a newline at its end, at most 32767 bytes; empty without one. */
+  std::string getWeekTimePreferredApps();
+
+  /**
+   * Appends the pieces of text between delimiters to out, empty ones included; a delimiter at the
+   * end adds none. Returns 0.
+   */
+  int stringSplit(std::string& text, std::vector<std::string>& out, char delimiter);
+
+  /** Removes every "=" from text and adds the pieces between delimiters to out. Returns 0. */
+  int getIndividualFavApps(std::string& text, std::unordered_set<std::string>& out, char delimiter);
+
+  /**
+   * Empties both tables, unless both are empty. The stores are open and stay the caller's.
+   *
+   * @return 0, or -1 when memory was short
+   */
+  int deleteAndReBuildFavDbs(LaunchStore* favouriteLaunches, SlotStore* timeSlots);
+
+  /**
+   * Replaces both favourite tables by what the configured text says: a row with each slot's text,
+   * and a row with the launch count of each distinct application.
+   *
+   * The count is -1 unless launchHistory has exactly one row for the application, with a count
+   * above 0. Entries after the eighth are logged and dropped. Blocks for the disk once per row, as
+   * each is a transaction of its own.
+   *
+   * @param favouriteLaunches emptied and written
+   * @param launchHistory     read
+   * @param timeSlots         emptied and written; texts are cut to 4095 bytes
+   */
+  void populateFavoriteApps(LaunchStore* favouriteLaunches, LaunchStore* launchHistory,
+                            SlotStore* timeSlots);
+};

@@ -1,0 +1,145 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <exception>
+#include <limits>
+#include <list>
+#include <mutex>
+#include <new>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "LMAttributes.h"
+#include "LMLog.h"
+
+/** Rows, keys and payloads of the row store in LMDatabase.h, which is the header to include. */
+
+/** The value of intcol1 that stands for none. */
+inline constexpr std::int32_t kNoIntcol1 = std::numeric_limits<std::int32_t>::max();
+
+/** Most rows that one read returns. */
+inline constexpr int kMaxRowsPerRead = 10000;
+
+/** Payload: how often the user launched an application, or -1. */
+struct LM_API _preKill_User_Launched_Data {
+  std::int32_t launchCount;
+};
+
+/** Payload: the favourite applications of one time slot, terminated by NUL. */
+struct LM_API _preKill_Favorite_Time_Slot_Data {
+  char slotText[4096];
+};
+
+static_assert(sizeof(_preKill_User_Launched_Data) == 4);
+static_assert(sizeof(_preKill_Favorite_Time_Slot_Data) == 4096);
+
+enum lmdbError : int { LMDB_SUCCESS = 0, LMDB_FAILURE = -1 };
+
+/** Accepted and ignored by reads. */
+enum lmdbOrderByCol : int { LMDB_COL_INTCOL1, LMDB_COL_APPNAME, LMDB_COL_RSVDNAME, LMDB_COL_ROWID };
+enum lmdbOrderByDir : int { LMDB_ASCENDING, LMDB_DESCENDING };
+
+/** One row. getRow() makes one with everything but the payload set. */
+template <typename T>
+struct LMDBDataRow {
+  static_assert(std::is_trivially_copyable_v<T>, "a payload is stored as its bytes");
+
+  std::int64_t rowId = 0;             ///< SQLite's rowid; 0 for a row that is to be inserted
+  std::int32_t intcol1 = kNoIntcol1;  ///< kNoIntcol1 for none
+  std::string appName;
+  std::string rsvdName;
+  T payload;
+};
+
+/** Selects rows by all fields that are set; every row when none is. */
+struct LMDBDataRowKey {
+  std::int32_t intcol1 = kNoIntcol1;  ///< kNoIntcol1: not part of the key
+  std::string appName;                ///< empty: not part of the key
+  std::string rsvdName;               ///< empty: not part of the key
+};
+
+namespace lmsupport {
+
+inline constexpr char kLmdbTag[] = "ANDR-PERF";
+inline constexpr char kLmdbComponent[] = "LMDB";
+
+/** A container of pointers that owns what they point to. */
+template <typename Container>
+struct Owned : Container {
+  Owned() = default;
+  explicit Owned(Container&& container) : Container(std::move(container)) {}
+  Owned(const Owned&) = delete;
+  Owned& operator=(const Owned&) = delete;
+  ~Owned() {
+    std::for_each(this->begin(), this->end(), [](auto* element) { delete element; });
+  }
+};
+
+/** For a catch (...) block: logs the exception being handled; one without a text as other. */
+inline void logLmdbCaught(const char* other, const char* function = __builtin_FUNCTION(),
+                          int line = __builtin_LINE()) noexcept {
+  try {
+    throw;
+  } catch (const std::exception& e) {
+    LM_LOGE_AS(kLmdbTag, kLmdbComponent, function, line, "Caught exception: %s in %s", e.what(),
+               function);
+  } catch (...) {
+    LM_LOGE_AS(kLmdbTag, kLmdbComponent, function, line, "%s in %s", other, function);
+  }
+}
+
+}  // namespace lmsupport
+
+/** The rows of a store that wait to be written, and the name of their table. */
+template <typename T>
+class LM_API LMDBDataTable {
+ public:
+  /** Rows that were read, in the reader's ownership. */
+  using vecT = std::vector<LMDBDataRow<T>*>;
+
+  explicit LMDBDataTable(std::string tableName) : mTableName(std::move(tableName)) {}
+
+  /** Deletes the rows that were never written, and logs how many. */
+  ~LMDBDataTable();
+
+  LMDBDataTable(const LMDBDataTable&) = delete;
+  LMDBDataTable& operator=(const LMDBDataTable&) = delete;
+
+  /** A fresh row, the caller's until it is cached; its payload is not cleared. Null without memory.
+   */
+  LMDBDataRow<T>* getRow();
+
+  std::list<LMDBDataRow<T>*> mRowCache LM_GUARDED_BY(mRowCacheLck);  ///< owned; the oldest first
+  std::mutex mRowCacheLck;
+  std::string mTableName;  ///< goes into the SQL text unquoted
+};
+
+template <typename T>
+LMDBDataTable<T>::~LMDBDataTable() {
+  std::lock_guard lock(mRowCacheLck);
+  if (!mRowCache.empty()) {
+    LM_LOGE_AS(lmsupport::kLmdbTag, lmsupport::kLmdbComponent, __func__, __LINE__,
+               "ERROR:Dbt=%s blstSz=%d, clstSz=%d\n", mTableName.c_str(), 0,
+               static_cast<int>(mRowCache.size()));
+  }
+  for (const LMDBDataRow<T>* const row : mRowCache) {
+    delete row;
+  }
+}
+
+template <typename T>
+LMDBDataRow<T>* LMDBDataTable<T>::getRow() {
+  auto* const row = new (std::nothrow) LMDBDataRow<T>;
+  if (row == nullptr) {
+    LM_LOGE_AS(lmsupport::kLmdbTag, lmsupport::kLmdbComponent, __func__, __LINE__,
+               "ERROR:Dbt=%s new operator failure, allocated=%zu\n", mTableName.c_str(),
+               std::size_t{0});
+  }
+  return row;
+}
+
+extern template class LMDBDataTable<_preKill_User_Launched_Data>;
+extern template class LMDBDataTable<_preKill_Favorite_Time_Slot_Data>;
