@@ -22,11 +22,13 @@ install(
   FILES
     ${CMAKE_CURRENT_BINARY_DIR}/lmsupportConfig.cmake
     ${CMAKE_CURRENT_BINARY_DIR}/lmsupportConfigVersion.cmake
+    cmake/FindAndroidLog.cmake
   DESTINATION ${cmake_dir}
   COMPONENT dev)
 
 file(RELATIVE_PATH prefix_from_pc
   ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+get_filename_component(AndroidLog_LIBRARY_DIR ${AndroidLog_LIBRARY} DIRECTORY)
 configure_file(cmake/lmsupport.pc.in lmsupport.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/lmsupport.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
@@ -53,6 +55,7 @@ set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME liblmsupport1)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME liblmsupport-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "android-liblog-dev, libsqlite3-dev")
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME lmctl)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
 include(CPack)

@@ -49,16 +49,16 @@ struct LMDBDataRow {
 
   std::int64_t rowId = 0;             ///< SQLite's rowid; 0 for a row that is to be inserted
   std::int32_t intcol1 = kNoIntcol1;  ///< kNoIntcol1 for none
-  std::string appName;
-  std::string rsvdName;
+  std::string appName{};
+  std::string rsvdName{};
   T payload;
 };
 
 /** Selects rows by all fields that are set; every row when none is. */
 struct LMDBDataRowKey {
   std::int32_t intcol1 = kNoIntcol1;  ///< kNoIntcol1: not part of the key
-  std::string appName;                ///< empty: not part of the key
-  std::string rsvdName;               ///< empty: not part of the key
+  std::string appName{};                ///< empty: not part of the key
+  std::string rsvdName{};               ///< empty: not part of the key
 };
 
 namespace lmsupport {

@@ -5,6 +5,8 @@
 #include <array>
 #include <atomic>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <sstream>
 #include <thread>
 
@@ -112,6 +114,48 @@ TEST_F(Lmctl, WatchSumsUpWhatArrived) {
   display.join();
 }
 
+TEST_F(Lmctl, StoresAreFilledShownAndEmptied) {
+  std::string folder = testing::TempDir() + "lmctl-XXXXXX";
+  ASSERT_NE(mkdtemp(folder.data()), nullptr);
+  const std::string db = folder + "/launch_history.db";
+  const std::string text = folder + "/text";
+  std::ofstream(text) << "b/=a/\n";
+  struct Step {
+    std::vector<const char*> arguments;
+    int status;
+    const char* out;
+  };
+  const char* const file = db.c_str();
+  const char* const table = "launch_history";
+  for (const Step& step : {
+           Step{{"db", "dump", file, table}, kFailure, ""},
+           Step{{"db", "put", file, table, "five", "--app", "a"}, kFailure, ""},
+           Step{{"db", "put", file, table, "5"}, kFailure, ""},
+           Step{{"db", "put", file, table, "5", "--app", "a", "--int", "3"}, kSuccess, ""},
+           Step{{"db", "put", file, table, "6", "--app", "b\xff"}, kSuccess, ""},
+           Step{{"db", "put", file, "x;y", "5", "--app", "a"}, kUsage, ""},
+           Step{{"db", "dump", file, table, "--app", "it's"}, kUsage, ""},
+           Step{{"db", "dump", file, table, "--app", "a"},
+                kSuccess,
+                "rowid  int  app  rsvd  launches\n1      3    a          5\n"},
+           Step{{"db", "dump", file, table, "--json"}, kSuccess, "\"app\": \"b\xef\xbf\xbd\""},
+           Step{{"favourites", "rebuild", "--dir", folder.c_str(), "--text-file", text.c_str()},
+                kSuccess,
+                "week_end_1        a/\n"},
+           Step{{"favourites", "rebuild", "--dir", folder.c_str(), "--text", "a/"},
+                kSuccess,
+                "favourite_launches\nrowid  int  app  rsvd  launches\n1      -    a          5\n"},
+           Step{{"db", "delete", file, table, "--int", "3"}, kSuccess, "deleted 1\n"},
+           Step{{"db", "delete", file, table}, kSuccess, "deleted 1\n"},
+           Step{{"db", "dump", file, table}, kSuccess, "(no rows)\n"},
+       }) {
+    EXPECT_EQ(run(step.arguments), step.status) << mErr.str();
+    EXPECT_THAT(mOut.str(), HasSubstr(step.out));
+    EXPECT_EQ(mErr.str().empty(), step.status == kSuccess);
+  }
+  std::filesystem::remove_all(folder);
+}
+
 /** Runs a shell command; returns its exit status and output. */
 std::pair<int, std::string> shell(const std::string& command) {
   FILE* const pipe = popen(command.c_str(), "r");
@@ -126,6 +170,7 @@ TEST(LmctlProcess, DemoDeliversEventsAndASignalEndsAWatchWithItsSummary) {
   const auto [status, output] = shell(LMCTL " demo --seconds 0.5");
   EXPECT_EQ(status, kSuccess);
   EXPECT_THAT(output, ContainsRegex("[1-9][0-9]* sent +[1-9][0-9]* received"));
+  EXPECT_THAT(output, ContainsRegex("com.chat +17\n"));
   const auto [watchStatus, watchOutput] =
       shell(std::string(LMCTL " watch vsync --node ") + HostNameNode::kPath +
             " & sleep 1; kill $!; wait $!");

@@ -5,7 +5,7 @@
 
 /**
  * The log lines written since it was made, each as "component: function() message" without the line
- * number, and checked to be an ERROR with the library's tag.
+ * number, and checked to be an ERROR with its tag.
  */
 class LogCapture {
  public:

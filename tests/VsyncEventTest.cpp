@@ -9,13 +9,13 @@
 #include <filesystem>
 #include <fstream>
 #include <future>
-#include <new>
 #include <stdexcept>
 #include <utility>
 #include <vector>
 
 #include "AsyncEventsMgr.h"
 #include "EventRecorder.h"
+#include "FailingNew.h"
 #include "HostCore.h"
 #include "HostNameNode.h"
 #include "LogCapture.h"
@@ -28,8 +28,6 @@ using testing::IsEmpty;
 namespace {
 
 constexpr auto kLimit = std::chrono::seconds(10);
-
-std::atomic<bool> gFailNothrowNew = false;
 
 /** A second callback beside EventRecorder::onEvent. */
 void checkArguments(int event, void* payload, int zero, void* recorder) {
@@ -224,9 +222,8 @@ TEST_F(Vsync, AThreadThatCannotBeCreatedIsTriedAgainByTheNextStart) {
   TestSource source(mNode);
   source.registerCallBack(EventRecorder::onEvent, &mFirst);
 
-  gFailNothrowNew = true;
+  failingnew::gNothrow = 1;
   source.startEvent(EventRecorder::onEvent);
-  gFailNothrowNew = false;
   EXPECT_FALSE(source.hasThread());
   EXPECT_THAT(mLog.texts(), IsEmpty());
   source.pauseEvent(EventRecorder::onEvent);
@@ -258,15 +255,3 @@ TEST_F(Vsync, ProcessCbPassesOnWhatACallbackThrows) {
 }
 
 }  // namespace
-
-/** Fails on demand; otherwise as the usual one. */
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  if (gFailNothrowNew) {
-    return nullptr;
-  }
-  try {
-    return ::operator new(size);
-  } catch (...) {
-    return nullptr;
-  }
-}

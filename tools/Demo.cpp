@@ -6,9 +6,9 @@
 #include <sstream>
 
 #include "AsyncEventsMgr.h"
+#include "ConfigOverrides.h"
 #include "Display.h"
 #include "Distribution.h"
-#include "NodeOverrides.h"
 #include "Progress.h"
 
 namespace {
@@ -45,8 +45,8 @@ std::string sentAndReceived(const Display& display, const EventRecorder& recorde
 
 int runDemo(const DemoOptions& options, Console& console) {
   const std::unique_ptr<Display> display = makeDisplay(options.device);
-  NodeOverrides nodes;
-  nodes.set(kVsyncNodeItem, display->node());
+  ConfigOverrides overrides;
+  overrides.set(kVsyncNodeItem, display->node());
   const StopSignals signals;
   EventRecorder recorder;
   VsyncEvent& source = *VsyncEvent::getInstance();

@@ -5,8 +5,6 @@
 #include <mutex>
 #include <vector>
 
-#include "LMAttributes.h"
-
 using Clock = std::chrono::steady_clock;
 
 inline Clock::duration fromSeconds(double seconds) {
@@ -35,5 +33,5 @@ class EventRecorder {
  private:
   mutable std::mutex mArrivalsLck;
   mutable std::condition_variable mArrived;
-  std::vector<Clock::time_point> mArrivals LM_GUARDED_BY(mArrivalsLck);
+  std::vector<Clock::time_point> mArrivals;
 };

@@ -1,11 +1,17 @@
 #include "Lmctl.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <memory>
 #include <ostream>
 
 #include "AsyncEventsMgr.h"
+#include "ConfigOverrides.h"
+#include "DbCommands.h"
 #include "Demo.h"
-#include "NodeOverrides.h"
+#include "Favourites.h"
 #include "WatchVsync.h"
 
 namespace {
@@ -17,9 +23,9 @@ std::string commandName(const CLI::App& app) {
 }
 
 int runWatchVsync(const std::string& node, const WatchOptions& options, Console& console) {
-  NodeOverrides nodes;
+  ConfigOverrides overrides;
   if (!node.empty()) {
-    nodes.set(kVsyncNodeItem, node);
+    overrides.set(kVsyncNodeItem, node);
   }
   if (const std::string problem = nodeProblem(kVsyncNodeItem); !problem.empty()) {
     console.err << "lmctl: no vsync node: " << problem << "; name one with --node PATH\n";
@@ -28,41 +34,115 @@ int runWatchVsync(const std::string& node, const WatchOptions& options, Console&
   return watchVsync(*VsyncEvent::getInstance(), options, console);
 }
 
+/** A command does its work while the arguments are parsed, and leaves its status here. */
+struct Run {
+  Console& console;
+  int status = kSuccess;
+};
+
+void addWatch(CLI::App& app, Run& run) {
+  CLI::App* const watch = app.add_subcommand("watch", "Show events as they arrive.");
+  watch->require_subcommand(1);
+  CLI::App* const vsync = watch->add_subcommand("vsync", "Show the display's vsync events.");
+  const auto node = std::make_shared<std::string>();
+  const auto options = std::make_shared<WatchOptions>();
+  vsync->add_option("--node", *node, "Kernel node to poll, instead of the configured one")
+      ->type_name("PATH")
+      ->check(CLI::Validator(nodePathProblem, "", ""));
+  vsync
+      ->add_option("--seconds", options->seconds,
+                   "How long to watch, up to a day; until Ctrl-C when not given")
+      ->type_name("N")
+      ->check(CLI::Range(0.1, 86400.0));
+  vsync->add_flag("--json", options->json, "Print one JSON object at the end");
+  vsync->callback([=, &run] { run.status = runWatchVsync(*node, *options, run.console); });
+}
+
+CLI::App* addDbCommand(CLI::App& db, Run& run, const char* name, const char* description,
+                       const std::shared_ptr<DbOptions>& options,
+                       int (*command)(const DbOptions&, Console&)) {
+  CLI::App* const app = db.add_subcommand(name, description);
+  app->add_option("FILE", options->file, "Database file")->required();
+  app->add_option("TABLE", options->table, "Its table")
+      ->required()
+      ->check(CLI::Validator(tableNameProblem, "", ""));
+  app->add_flag("--slots", options->slots, "The payload is a slot's text, not a launch count");
+  const CLI::Validator isKeyText(keyTextProblem, "", "");
+  app->add_option("--app", options->key.appName, "Application name")->check(isKeyText);
+  app->add_option("--rsvd", options->key.rsvdName, "Second name")->check(isKeyText);
+  app->add_option("--int", options->key.intcol1, "Integer column")->default_str("none");
+  app->callback([=, &run] { run.status = command(*options, run.console); });
+  return app;
+}
+
+void addDb(CLI::App& app, Run& run) {
+  CLI::App* const db = app.add_subcommand("db", "Look into a row store's file.");
+  db->require_subcommand(1);
+  const auto options = std::make_shared<DbOptions>();
+  addDbCommand(*db, run, "dump", "Print the rows that match the key.", options, dbDump)
+      ->add_flag("--json", options->json, "Print a JSON array");
+  addDbCommand(*db, run, "put", "Add a row with the key's fields.", options, dbPut)
+      ->add_option("VALUE", options->value, "The payload: a launch count or a slot's text")
+      ->required();
+  addDbCommand(*db, run, "delete", "Delete the rows that match the key; all without one.", options,
+               dbDelete)
+      ->add_flag("--json", options->json, "Print a JSON object");
+}
+
+void addFavourites(CLI::App& app, Run& run) {
+  CLI::App* const favourites = app.add_subcommand("favourites", "The favourite applications.");
+  favourites->require_subcommand(1);
+  CLI::App* const rebuild = favourites->add_subcommand(
+      "rebuild", "Rebuild the tables of favourites from their text, and print them.");
+  const auto options = std::make_shared<FavouritesOptions>();
+  rebuild->add_option("--dir", options->folder, "Folder of the three databases")
+      ->type_name("DIR")
+      ->required()
+      ->check(CLI::ExistingDirectory);
+  CLI::Option* const text =
+      rebuild->add_option("--text", options->text, "Text, instead of the configured one");
+  const auto file = std::make_shared<std::string>();
+  rebuild->add_option("--text-file", *file, "File with the text")
+      ->type_name("FILE")
+      ->check(CLI::ExistingFile)
+      ->excludes(text);
+  rebuild->add_flag("--json", options->json, "Print a JSON object");
+  rebuild->callback([=, &run] {
+    if (!file->empty()) {
+      std::ifstream stream(*file);
+      options->text = std::string(std::istreambuf_iterator<char>(stream), {});
+    }
+    run.status = rebuildFavourites(*options, run.console);
+  });
+}
+
+void addDemo(CLI::App& app, Run& run) {
+  CLI::App* const demo = app.add_subcommand("demo", "Show the library's services at work.");
+  const auto options = std::make_shared<DemoOptions>();
+  demo->add_option("--seconds", options->seconds, "How long to watch vsyncs")
+      ->type_name("N")
+      ->capture_default_str()
+      ->check(CLI::Range(0.1, 3600.0));
+  demo->add_option("--device", options->device,
+                   "Folder of the simulated device's nodes, instead of a private host name node")
+      ->type_name("DIR");
+  demo->callback([=, &run] {
+    run.status = runDemo(*options, run.console);
+    run.console.out << "\n";
+    run.status = std::max(run.status, demonstrateFavourites(run.console));
+  });
+}
+
 }  // namespace
 
 int lmctl(int argc, const char* const* argv, Console& console) try {
   CLI::App app("Tries out the services of liblmsupport.", "lmctl");
   app.require_subcommand(1);
-  int status = kSuccess;
-
-  CLI::App* const watch = app.add_subcommand("watch", "Show events as they arrive.");
-  watch->require_subcommand(1);
-  CLI::App* const vsync = watch->add_subcommand("vsync", "Show the display's vsync events.");
-  std::string node;
-  WatchOptions watchOptions;
-  vsync->add_option("--node", node, "Kernel node to poll, instead of the configured one")
-      ->type_name("PATH")
-      ->check(CLI::Validator(nodePathProblem, "", ""));
-  vsync
-      ->add_option("--seconds", watchOptions.seconds,
-                   "How long to watch, up to a day; until Ctrl-C when not given")
-      ->type_name("N")
-      ->check(CLI::Range(0.1, 86400.0));
-  vsync->add_flag("--json", watchOptions.json, "Print one JSON object at the end");
-  vsync->callback([&] { status = runWatchVsync(node, watchOptions, console); });
-
-  CLI::App* const demo =
-      app.add_subcommand("demo", "Notify a real kernel node at 60 Hz and measure the delivery.");
-  DemoOptions demoOptions;
-  demo->add_option("--seconds", demoOptions.seconds, "How long")
-      ->type_name("N")
-      ->capture_default_str()
-      ->check(CLI::Range(0.1, 3600.0));
-  demo->add_option("--device", demoOptions.device,
-                   "Folder of the simulated device's nodes, instead of a private host name node")
-      ->type_name("DIR");
-  demo->callback([&] { status = runDemo(demoOptions, console); });
-
+  Run run{console};
+  addWatch(app, run);
+  addDb(app, run);
+  addFavourites(app, run);
+  addDemo(app, run);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
@@ -75,7 +155,7 @@ int lmctl(int argc, const char* const* argv, Console& console) try {
                 << "; see '" << command << " --help'\n";
     return kUsage;
   }
-  return status;
+  return run.status;
 } catch (const std::exception& e) {
   console.err << "lmctl: " << e.what() << "\n";
   return kFailure;

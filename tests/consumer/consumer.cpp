@@ -1,4 +1,9 @@
 #include <AsyncEventsMgr.h>
+#include <LMDatabase.h>
+
+struct OwnPayload {
+  double value;
+};
 
 static void onVsync(int, void*, int, void* count) { ++*static_cast<int*>(count); }
 
@@ -6,5 +11,8 @@ int main() {
   int count = 0;
   VsyncEvent vsync;
   vsync.registerCallBack(onVsync, &count);
-  return AsyncEvent::updateSysNodes("/dev/null", count);
+  LMDatabase<OwnPayload> own("own", "", "");
+  LMDatabase<_preKill_User_Launched_Data> launches("launches", "", "");
+  return own.LMDatabaseInit() + launches.LMDatabaseInit() +
+         AsyncEvent::updateSysNodes("/dev/null", count);
 }

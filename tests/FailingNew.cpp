@@ -1,0 +1,23 @@
+#include "FailingNew.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+bool isLast(int& countdown) { return countdown > 0 && --countdown == 0; }
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  void* const memory = isLast(failingnew::gThrowing) ? nullptr : malloc(size);
+  return memory != nullptr ? memory : throw std::bad_alloc();
+}
+
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return isLast(failingnew::gNothrow) ? nullptr : malloc(size);
+}
+
+void operator delete(void* memory) noexcept { free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { free(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { free(memory); }

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "LMDatabase.h"
+#include "LogCapture.h"
+#include "SqliteHooks.h"
+
+using LaunchStore = LMDatabase<_preKill_User_Launched_Data>;
+using SlotStore = LMDatabase<_preKill_Favorite_Time_Slot_Data>;
+
+/** A directory for stores, and plain ways to fill and read them. */
+class StoreFixture : public testing::Test {
+ protected:
+  StoreFixture() {
+    std::string name = testing::TempDir() + "lmsupport-XXXXXX";
+    mDirectory = mkdtemp(name.data()) + std::string("/");
+    sqlitehooks::failCall("");
+    sqlitehooks::takeSql();
+  }
+
+  ~StoreFixture() override { std::filesystem::remove_all(mDirectory); }
+
+  template <typename T>
+  static void add(LMDatabase<T>& store, const LMDBDataRow<T>& row) {
+    std::lock_guard lock(store.mRowCacheLck);
+    store.mRowCache.push_back(new LMDBDataRow<T>(row));
+  }
+
+  template <typename T>
+  static std::size_t cachedRows(LMDatabase<T>& store) {
+    std::lock_guard lock(store.mRowCacheLck);
+    return store.mRowCache.size();
+  }
+
+  /** The rows as "rowid intcol1 appName rsvdName payload". */
+  template <typename T>
+  static std::vector<std::string> read(LMDatabase<T>& store, LMDBDataRowKey key = {}) {
+    std::vector<std::string> rows;
+    for (const auto* const row : lmsupport::Owned<typename LMDatabase<T>::vecT>(
+             store.readAllocateDR(key, 0, LMDB_COL_APPNAME, LMDB_DESCENDING))) {
+      rows.push_back(std::to_string(row->rowId) + " " + std::to_string(row->intcol1) + " " +
+                     row->appName + " " + row->rsvdName + " " + text(row->payload));
+    }
+    return rows;
+  }
+
+  /** What plain SQLite says of store.db: each row's columns, "-" for null, with a "|" after each.
+   */
+  std::vector<std::string> query(const char* sql) const {
+    std::vector<std::string> rows;
+    sqlite3* db = nullptr;
+    sqlite3_open((mDirectory + "store.db").c_str(), &db);
+    const auto addRow = [](void* all, int columns, char** texts, char**) {
+      auto& row = static_cast<std::vector<std::string>*>(all)->emplace_back();
+      for (int i = 0; i < columns; ++i) {
+        row += (texts[i] != nullptr ? texts[i] : "-") + std::string("|");
+      }
+      return 0;
+    };
+    EXPECT_EQ(sqlite3_exec(db, sql, addRow, &rows, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+    sqlite3_close(db);
+    return rows;
+  }
+
+  std::string mDirectory;  ///< with a "/" at its end
+  const LogCapture mLog;
+
+ private:
+  static std::string text(const _preKill_User_Launched_Data& payload) {
+    return std::to_string(payload.launchCount);
+  }
+  static std::string text(const _preKill_Favorite_Time_Slot_Data& payload) {
+    return payload.slotText;
+  }
+};

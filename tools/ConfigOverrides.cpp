@@ -1,0 +1,74 @@
+#include "ConfigOverrides.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "config/NodePath.h"
+
+namespace {
+
+/** For the text hook, which knows no object. */
+ConfigOverrides* gOverrides = nullptr;
+
+}  // namespace
+
+ConfigOverrides::ConfigOverrides()
+    : mConfiguredStore(DynamicLoader::getInstance()->mStore),
+      mConfiguredFetchText(DynamicLoader::getInstance()->mFetchConfigText) {
+  gOverrides = this;
+  DynamicLoader::getInstance()->mStore = this;
+  DynamicLoader::getInstance()->mFetchConfigText = fetchText;
+}
+
+ConfigOverrides::~ConfigOverrides() {
+  DynamicLoader::getInstance()->mStore = mConfiguredStore;
+  DynamicLoader::getInstance()->mFetchConfigText = mConfiguredFetchText;
+  gOverrides = nullptr;
+}
+
+void ConfigOverrides::set(int item, std::string path) {
+  mPaths.insert_or_assign(item, std::move(path));
+}
+
+int ConfigOverrides::lookup(int item, char* out) {
+  if (const auto entry = mPaths.find(item); entry != mPaths.end()) {
+    std::memcpy(out, entry->second.c_str(), entry->second.size() + 1);
+    return 0;
+  }
+  return mConfiguredStore != nullptr ? mConfiguredStore->lookup(item, out) : -1;
+}
+
+void ConfigOverrides::setText(int key, std::string text) {
+  mTexts.insert_or_assign(key, std::move(text));
+}
+
+char* ConfigOverrides::fetchText(int key) {
+  if (const auto entry = gOverrides->mTexts.find(key); entry != gOverrides->mTexts.end()) {
+    return strdup(entry->second.c_str());
+  }
+  const auto configured = gOverrides->mConfiguredFetchText;
+  return configured != nullptr ? configured(key) : nullptr;
+}
+
+std::string nodePathProblem(const std::string& path) {
+  if (path.empty()) {
+    return "the path is empty";
+  }
+  if (path.size() >= kConfigValueSize) {
+    return "the path is longer than " + std::to_string(kConfigValueSize - 1) + " bytes";
+  }
+  return {};
+}
+
+std::string nodeProblem(int item) {
+  const std::string path = lmsupport::configuredNodePath(item);
+  if (path.empty()) {
+    return "item " + std::to_string(item) + " is not configured";
+  }
+  if (access(path.c_str(), R_OK) != 0) {
+    return path + ": " + std::strerror(errno);
+  }
+  return {};
+}

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+
+#include "Console.h"
+#include "LMDatabase.h"
+
+struct DbOptions {
+  std::string file;
+  std::string table;
+  bool slots = false;  ///< the payload is a slot's text, not a launch count
+  bool json = false;
+  LMDBDataRowKey key{};
+  std::string value{};  ///< put: the payload, a whole number or a text
+};
+
+/** Why text cannot be a table's name in SQL that quotes nothing, or nothing. */
+std::string tableNameProblem(const std::string& text);
+
+/** Why text cannot be part of a key, whose texts are not escaped, or nothing. */
+std::string keyTextProblem(const std::string& text);
+
+/** Prints the rows that match the key. */
+int dbDump(const DbOptions& options, Console& console);
+
+/** Adds one row, with the key's fields and the value. Creates the file when there is none. */
+int dbPut(const DbOptions& options, Console& console);
+
+/** Deletes the rows that match the key and prints how many. */
+int dbDelete(const DbOptions& options, Console& console);
