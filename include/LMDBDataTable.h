@@ -57,8 +57,8 @@ struct LMDBDataRow {
 /** Selects rows by all fields that are set; every row when none is. */
 struct LMDBDataRowKey {
   std::int32_t intcol1 = kNoIntcol1;  ///< kNoIntcol1: not part of the key
-  std::string appName{};                ///< empty: not part of the key
-  std::string rsvdName{};               ///< empty: not part of the key
+  std::string appName{};              ///< empty: not part of the key
+  std::string rsvdName{};             ///< empty: not part of the key
 };
 
 namespace lmsupport {

@@ -29,6 +29,7 @@ inline constexpr char kLogTag[] = "ANDR-PERF-LM";
 /** Component names, the first word of a log line. */
 inline constexpr char kAsyncEventsMgr[] = "AsyncEventsMgr";
 inline constexpr char kFetchPreferredApps[] = "FetchPreferredApps";
+inline constexpr char kStatsProvider[] = "StatsProvider";
 
 /**
  * For a catch (...) block: logs the exception being handled in the name of the calling function.

@@ -3,9 +3,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <signal.h>
-#include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +13,7 @@
 
 #include "FailingNew.h"
 #include "LogCapture.h"
+#include "PrivateMounts.h"
 #include "SqliteHooks.h"
 #include "StoreFixture.h"
 
@@ -153,7 +152,7 @@ TEST_F(RowStore, AFailedCallIsLoggedAndTheRestOfTheWriteGoesOn) {
     add(store, {.intcol1 = 1, .appName = "a", .payload = {1}});
     add(store, {.intcol1 = 2, .appName = "b", .payload = {2}});
     const LogCapture log;
-    sqlitehooks::failCall(c.call, c.nth);
+    hooks::failCall(c.call, c.nth);
     EXPECT_EQ(store.LMDatabaseWriteCachedToDisk(), c.result) << c.call;
     EXPECT_EQ(cachedRows(store), c.cached) << c.call;
     EXPECT_EQ(log.texts(), c.log) << c.call;
@@ -174,11 +173,11 @@ TEST_F(RowStore, AFailedReadOrDeleteIsLogged) {
   for (const Case& c : {Case{"reset", 1, 0, {readCode}}, Case{"finalize", 1, 0, {readCode}},
                         Case{"step", 0, -1, {"deleteAllDR() sql:ERROR:Dbt=t info=10\n"}}}) {
     const LogCapture log;
-    sqlitehooks::failCall(c.call);
+    hooks::failCall(c.call);
     EXPECT_EQ(read(mStore, {}).size(), c.rows) << c.call;
     if (c.deleted != 0) {
       LMDBDataRowKey key;
-      sqlitehooks::failCall(c.call);
+      hooks::failCall(c.call);
       EXPECT_EQ(mStore.deleteAllDR(key), c.deleted);
     }
     EXPECT_EQ(log.texts(), c.log) << c.call;
@@ -225,7 +224,7 @@ TEST_F(RowStore, AStoreThatCannotBeOpenedIsClosed) {
         Case{"y.db", "CREATE", true, other + "not an error\n"}}) {
     const LogCapture log;
     LaunchStore store("t", mDirectory, c.file);
-    sqlitehooks::failCall(c.fail);
+    hooks::failCall(c.fail);
     EXPECT_EQ(store.LMDatabaseInit(), LMDB_FAILURE);
     EXPECT_EQ(store.mDb != nullptr, c.isOpen);
     EXPECT_THAT(log.texts(), ElementsAre(c.log));
@@ -323,17 +322,6 @@ TEST_F(RowStoreFile, AWriterKilledAtAnyPointLeavesWholeCalls) {
     EXPECT_THAT(query("PRAGMA integrity_check"), ElementsAre("ok|"));
     calls = std::stoi(query("SELECT max(intcol1) + 1 FROM t").front());
   }
-}
-
-/** Gives the process mounts of its own, as root or, while it has one thread, as anybody. */
-void makeMountsPrivate() {
-  const uid_t user = geteuid();
-  if (unshare(CLONE_NEWNS) != 0) {
-    ASSERT_EQ(unshare(CLONE_NEWUSER | CLONE_NEWNS), 0);
-    std::ofstream("/proc/self/setgroups") << "deny";
-    std::ofstream("/proc/self/uid_map") << "0 " << user << " 1";
-  }
-  ASSERT_EQ(mount("", "/", "", MS_REC | MS_PRIVATE, nullptr), 0);
 }
 
 TEST_F(RowStoreFile, AFullDiskLosesOnlyTheCallThatDidNotFit) {

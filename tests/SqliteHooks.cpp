@@ -1,6 +1,5 @@
 #include "SqliteHooks.h"
 
-#include <dlfcn.h>
 #include <sqlite3.h>
 
 #include <cstring>
@@ -8,63 +7,40 @@
 #include <utility>
 
 #include "FailingNew.h"
+#include "Hooks.h"
+
+using sqlitehooks::kFailure;
 
 namespace {
 
-std::mutex gHooksLck;
-std::string gCall;
-int gCallsUntilFailure = 0;
+std::mutex gSqlLck;
 std::vector<std::string> gSql;
 
-/** SQLite calls itself too; those calls are not counted. */
-thread_local int gDepth = 0;
-
-struct Inside {
-  Inside() { ++gDepth; }
-  ~Inside() { --gDepth; }
-};
-
-bool fails(const std::string& call) {
-  std::lock_guard lock(gHooksLck);
-  return gDepth == 1 && call == gCall && --gCallsUntilFailure == 0;
-}
-
-void note(const char* sql) {
+void note(const hooks::Call& call, const char* sql) {
   const failingnew::Pause pause;
-  std::lock_guard lock(gHooksLck);
-  if (gDepth == 1) {
+  std::lock_guard lock(gSqlLck);
+  if (call.isOutermost()) {
     gSql.emplace_back(sql);
   }
 }
 
 }  // namespace
 
-namespace sqlitehooks {
-
-void failCall(const std::string& call, int nth) {
-  std::lock_guard lock(gHooksLck);
-  gCall = call;
-  gCallsUntilFailure = nth;
-}
-
-std::vector<std::string> takeSql() {
-  std::lock_guard lock(gHooksLck);
+std::vector<std::string> sqlitehooks::takeSql() {
+  std::lock_guard lock(gSqlLck);
   return std::exchange(gSql, {});
 }
 
-}  // namespace sqlitehooks
-
-#define REAL(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
-#define FAIL_INSTEAD(name, call, parameters, arguments)                \
-  int name parameters {                                                \
-    const Inside inside;                                               \
-    return fails(call) ? sqlitehooks::kFailure : REAL(name) arguments; \
+#define FAIL_INSTEAD(name, word, parameters, arguments)        \
+  int name parameters {                                        \
+    const hooks::Call call;                                    \
+    return call.fails(word) ? kFailure : REAL(name) arguments; \
   }
-#define FAIL_AFTERWARDS(name, call, parameters, arguments) \
+#define FAIL_AFTERWARDS(name, word, parameters, arguments) \
   int name parameters {                                    \
-    const Inside inside;                                   \
+    const hooks::Call call;                                \
     const int code = REAL(name) arguments;                 \
-    return fails(call) ? sqlitehooks::kFailure : code;     \
+    return call.fails(word) ? kFailure : code;             \
   }
 
 extern "C" {
@@ -81,18 +57,19 @@ FAIL_INSTEAD(sqlite3_bind_int, "bind", (sqlite3_stmt * statement, int number, in
 
 int sqlite3_prepare_v2(sqlite3* db, const char* sql, int size, sqlite3_stmt** statement,
                        const char** tail) {
-  const Inside inside;
-  note(sql);
-  return fails("prepare") ? sqlitehooks::kFailure
-                          : REAL(sqlite3_prepare_v2)(db, sql, size, statement, tail);
+  const hooks::Call call;
+  note(call, sql);
+  return call.fails("prepare") ? kFailure
+                               : REAL(sqlite3_prepare_v2)(db, sql, size, statement, tail);
 }
 
 int sqlite3_exec(sqlite3* db, const char* sql, sqlite3_callback callback, void* data,
                  char** message) {
-  const Inside inside;
-  note(sql);
-  return fails({sql, strcspn(sql, " ")}) ? sqlitehooks::kFailure
-                                         : REAL(sqlite3_exec)(db, sql, callback, data, message);
+  const hooks::Call call;
+  note(call, sql);
+  return call.fails({sql, strcspn(sql, " ")})
+             ? kFailure
+             : REAL(sqlite3_exec)(db, sql, callback, data, message);
 }
 
 }  // extern "C"

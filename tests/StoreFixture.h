@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Hooks.h"
 #include "LMDatabase.h"
 #include "LogCapture.h"
 #include "SqliteHooks.h"
@@ -20,7 +21,7 @@ class StoreFixture : public testing::Test {
   StoreFixture() {
     std::string name = testing::TempDir() + "lmsupport-XXXXXX";
     mDirectory = mkdtemp(name.data()) + std::string("/");
-    sqlitehooks::failCall("");
+    hooks::failCall("");
     sqlitehooks::takeSql();
   }
 

@@ -12,6 +12,7 @@
 #include "DbCommands.h"
 #include "Demo.h"
 #include "Favourites.h"
+#include "StatsCommands.h"
 #include "WatchVsync.h"
 
 namespace {
@@ -116,6 +117,38 @@ void addFavourites(CLI::App& app, Run& run) {
   });
 }
 
+CLI::App* addStatsCommand(CLI::App& parent, Run& run, const char* name, const char* description,
+                          const std::shared_ptr<StatsOptions>& options,
+                          int (*command)(const StatsOptions&, Console&)) {
+  CLI::App* const app = parent.add_subcommand(name, description);
+  app->add_flag("--json", options->json, "Print JSON");
+  app->callback([=, &run] { run.status = command(*options, run.console); });
+  return app;
+}
+
+void addStats(CLI::App& app, Run& run) {
+  CLI::App* const stats = app.add_subcommand(
+      "stats", "Ask the kernel's statistics family; slots are as it fills them.");
+  stats->require_subcommand(1);
+  const auto options = std::make_shared<StatsOptions>();
+  addStatsCommand(*stats, run, "pid", "Show one process.", options, statsPid)
+      ->add_option("PID", options->pid, "Process identifier")
+      ->required()
+      ->check(CLI::Range(1, 4194304));
+  addStatsCommand(*stats, run, "sys", "Show the system.", options, statsSys);
+  CLI::App* const range =
+      addStatsCommand(*stats, run, "range", "Show the processes in a range.", options, statsRange);
+  const CLI::Range bounds(0, 65535);
+  range->add_option("FIRST", options->first, "Lowest process identifier")
+      ->required()
+      ->check(bounds);
+  range->add_option("LAST", options->last, "Highest one")->required()->check(bounds);
+  addStatsCommand(*stats, run, "name", "Show the processes with a name.", options, statsName)
+      ->add_option("NAME", options->name, "Process name")
+      ->required();
+  addStatsCommand(app, run, "mem", "Show swap and vmalloc figures.", options, showMemory);
+}
+
 void addDemo(CLI::App& app, Run& run) {
   CLI::App* const demo = app.add_subcommand("demo", "Show the library's services at work.");
   const auto options = std::make_shared<DemoOptions>();
@@ -130,6 +163,8 @@ void addDemo(CLI::App& app, Run& run) {
     run.status = runDemo(*options, run.console);
     run.console.out << "\n";
     run.status = std::max(run.status, demonstrateFavourites(run.console));
+    run.console.out << "\n";
+    run.status = std::max(run.status, demonstrateStats(run.console));
   });
 }
 
@@ -142,6 +177,7 @@ int lmctl(int argc, const char* const* argv, Console& console) try {
   addWatch(app, run);
   addDb(app, run);
   addFavourites(app, run);
+  addStats(app, run);
   addDemo(app, run);
   try {
     app.parse(argc, argv);

@@ -1,0 +1,119 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "LMAttributes.h"
+
+struct nl_msg;
+struct nlmsgerr;
+struct sockaddr_nl;
+
+/**
+ * Figures of processes and of the system.
+ *
+ *     StatsProvider stats;
+ *     SysStatsRecord memory = stats.getMemInfo();
+ *     std::printf("%llu kB of swap\n", (unsigned long long)memory.slots[kSwapTotalSlot]);
+ *     PidStatsRecord own = stats.getPIDStats(getpid());
+ *
+ * Most come from the kernel's generic-netlink family "SYSSTATS", as the kernel's own structures,
+ * byte for byte. An object asks once, when it is made, which requests the family can answer.
+ *
+ * All operations may be called on any thread and at once: nothing is shared or kept. Each request
+ * opens a netlink socket, blocks for the answer and closes the socket. There is no time-out: a
+ * kernel that never answers blocks the caller. Failures are logged; nothing is thrown.
+ */
+
+/** The kernel's statistics of one process, uninterpreted. */
+struct PidStatsRecord {
+  std::uint64_t slots[19];
+};
+
+/** The kernel's statistics of the system. This library knows three slots, each in kB. */
+struct SysStatsRecord {
+  std::uint64_t slots[36];
+};
+inline constexpr std::size_t kSwapUsedSlot = 4;
+inline constexpr std::size_t kSwapTotalSlot = 5;
+inline constexpr std::size_t kVmallocUsedSlot = 7;
+
+/** What getMemInfo() gives for a figure that is not known. */
+inline constexpr std::uint64_t kUnknownFigure = ~std::uint64_t{0};
+
+/** The kernel's entry of one process that bears a name, uninterpreted. */
+struct sysstats_pid {
+  std::uint8_t bytes[8];
+};
+
+static_assert(sizeof(PidStatsRecord) == 152);
+static_assert(sizeof(SysStatsRecord) == 288);
+static_assert(kSwapUsedSlot * 8 == 32 && kSwapTotalSlot * 8 == 40 && kVmallocUsedSlot * 8 == 56);
+static_assert(sizeof(sysstats_pid) == 8);
+
+class LM_API StatsProvider {
+ public:
+  /** Asks the kernel four times whether it has the family, and which version. */
+  StatsProvider();
+  ~StatsProvider();
+
+  /** Whether the family exists in at least this version. False after any failure. */
+  bool isApiSupported(int version);
+
+  /** One process; all zero when the family cannot be asked or did not answer. */
+  PidStatsRecord getPIDStats(int pid);
+
+  /** The system; all zero when the family cannot be asked or did not answer. */
+  SysStatsRecord getSysStats();
+
+  /**
+   * The processes in a range of PIDs; empty when the family cannot be asked, or what arrived before
+   * a failure.
+   *
+   * Note: only the low 16 bits of each bound reach the kernel, first below second.
+   */
+  std::vector<PidStatsRecord> getPIDStatsRange(int first, int second);
+
+  /** Appends the processes named processName to pids. Returns 0, or -1 after a failure. */
+  int getPIDsRange(const char* processName, std::vector<sysstats_pid>& pids);
+
+  /**
+   * Swap used, swap total and vmalloc used from /proc/meminfo, each kUnknownFigure when the file
+   * does not tell; all other slots are zero. Needs no netlink family.
+   *
+   * Note: a file with more free swap than total swap aborts the process.
+   */
+  SysStatsRecord getMemInfo();
+
+  /**
+   * One request and its answer.
+   *
+   * @param type        0 one process, 1 the system, 2 a range of PIDs, 3 the processes of a name
+   * @param value       the PID, or both bounds of a range in 16 bits each; types 0 to 2
+   * @param processName type 3
+   * @param parserArg   where the answer goes: a PidStatsRecord, a SysStatsRecord, a vector of
+   *                    PidStatsRecord, a vector of sysstats_pid
+   * @return 0; -1 for bad arguments or no socket; -2 when the family could not be reached, or no
+   *         message made; -3 when the request could not be made or sent; -4 when no answer arrived
+   */
+  int sendRecvData(int type, int value, const char* processName, void* parserArg);
+
+  /** What the family can be asked, as found at construction and not looked up again. */
+  bool supportsPidStats;
+  bool supportsSysStats;
+  bool supportsPidStatsRange;
+  bool supportsPidsByName;
+};
+
+static_assert(sizeof(StatsProvider) == 4);
+
+/**
+ * libnl callback for a message of an answer: puts its attributes where arg points, as
+ * sendRecvData's parserArg. Returns NL_OK, or NL_STOP for a null argument and for a payload of the
+ * wrong size, of which the beginning was copied.
+ */
+LM_API int stats_parser(nl_msg* msg, void* arg);
+
+/** libnl callback for an error answer: logs it and returns NL_STOP. */
+LM_API int stats_nl_error_callback(sockaddr_nl* address, nlmsgerr* error, void* arg);

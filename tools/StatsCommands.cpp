@@ -1,0 +1,149 @@
+#include "StatsCommands.h"
+
+#include <array>
+#include <cstring>
+#include <iomanip>
+#include <ostream>
+#include <span>
+#include <sstream>
+#include <stdexcept>
+
+#include "Rows.h"
+#include "StatsProvider.h"
+
+namespace {
+
+struct KnownSlot {
+  std::size_t slot;
+  const char* name;
+};
+constexpr std::array kKnownSlots = {KnownSlot{kSwapUsedSlot, "swap_used_kb"},
+                                    KnownSlot{kSwapTotalSlot, "swap_total_kb"},
+                                    KnownSlot{kVmallocUsedSlot, "vmalloc_used_kb"}};
+
+std::string hex(std::uint64_t value) {
+  std::ostringstream text;
+  text << "0x" << std::hex << std::setfill('0') << std::setw(16) << value;
+  return text.str();
+}
+
+Rows slotRows(std::span<const std::uint64_t> slots) {
+  Rows rows = Rows::array();
+  for (std::size_t i = 0; i < slots.size(); ++i) {
+    rows.push_back({{"slot", std::to_string(i)}, {"hex", hex(slots[i])}, {"decimal", slots[i]}});
+  }
+  return rows;
+}
+
+/** Prints records one after the other, or all as one array. */
+int print(const std::vector<Rows>& records, bool json, Console& console) {
+  if (json) {
+    printJson(Rows(records), console.out);
+    return kSuccess;
+  }
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    console.out << (i > 0 ? "\n" : "");
+    printTable(records[i], console.out);
+  }
+  return kSuccess;
+}
+
+/** Throws when the kernel cannot be asked. */
+void require(bool supported) {
+  if (!supported) {
+    throw std::runtime_error(
+        "this kernel's netlink family SYSSTATS is missing or too old; load its module");
+  }
+}
+
+template <typename Record>
+bool isZero(const Record& record) {
+  const Record zero = {};
+  return std::memcmp(&record, &zero, sizeof(record)) == 0;
+}
+
+Rows memoryFigures(const SysStatsRecord& record) {
+  Rows figures;
+  for (const KnownSlot& known : kKnownSlots) {
+    const std::uint64_t value = record.slots[known.slot];
+    figures[known.name] = value != kUnknownFigure ? Rows(value) : Rows();
+  }
+  return figures;
+}
+
+}  // namespace
+
+int statsPid(const StatsOptions& options, Console& console) {
+  StatsProvider stats;
+  require(stats.supportsPidStats);
+  const PidStatsRecord record = stats.getPIDStats(options.pid);
+  if (isZero(record)) {
+    throw std::runtime_error("the kernel knows no process " + std::to_string(options.pid) +
+                             "; see the log");
+  }
+  return print({slotRows(record.slots)}, options.json, console);
+}
+
+int statsSys(const StatsOptions& options, Console& console) {
+  StatsProvider stats;
+  require(stats.supportsSysStats);
+  const SysStatsRecord record = stats.getSysStats();
+  if (isZero(record)) {
+    throw std::runtime_error("the kernel did not answer; see the log");
+  }
+  Rows rows = slotRows(record.slots);
+  for (const KnownSlot& known : kKnownSlots) {
+    rows[known.slot]["slot"] = known.name;
+  }
+  return print({rows}, options.json, console);
+}
+
+int statsRange(const StatsOptions& options, Console& console) {
+  StatsProvider stats;
+  require(stats.supportsPidStatsRange);
+  std::vector<Rows> records;
+  for (const PidStatsRecord& record : stats.getPIDStatsRange(options.first, options.last)) {
+    records.push_back(slotRows(record.slots));
+  }
+  return print(records, options.json, console);
+}
+
+int statsName(const StatsOptions& options, Console& console) {
+  StatsProvider stats;
+  require(stats.supportsPidsByName);
+  std::vector<sysstats_pid> pids;
+  if (stats.getPIDsRange(options.name.c_str(), pids) != 0) {
+    throw std::runtime_error("the kernel did not answer; see the log");
+  }
+  Rows rows = Rows::array();
+  for (const sysstats_pid& pid : pids) {
+    std::uint64_t value = 0;
+    std::memcpy(&value, pid.bytes, sizeof(value));
+    rows.push_back({{"hex", hex(value)}, {"decimal", value}});
+  }
+  if (options.json) {
+    printJson(rows, console.out);
+  } else {
+    printTable(rows, console.out);
+  }
+  return kSuccess;
+}
+
+int showMemory(const StatsOptions& options, Console& console) {
+  const Rows figures = memoryFigures(StatsProvider().getMemInfo());
+  if (options.json) {
+    printJson(figures, console.out);
+  } else {
+    printTable(Rows::array({figures}), console.out);
+  }
+  return kSuccess;
+}
+
+int demonstrateStats(Console& console) {
+  StatsProvider stats;
+  console.out << "Memory, from /proc/meminfo\n";
+  printTable(Rows::array({memoryFigures(stats.getMemInfo())}), console.out);
+  console.out << "The kernel's netlink family SYSSTATS is "
+              << (stats.supportsPidStats ? "there" : "not there") << "\n";
+  return kSuccess;
+}
