@@ -18,20 +18,20 @@
  * A typed row store: one SQLite file, one table, a payload of one type per row, and a cache of rows
  * that wait to be written.
  *
- *     LMDatabase<_preKill_User_Launched_Data> launches("launches", "/data/vendor/lm/",
- * "launches.db"); if (launches.LMDatabaseInit() != LMDB_SUCCESS) return;
+ *     LMDatabase<_preKill_User_Launched_Data> store("launches", "/data/vendor/lm/", "launches.db");
+ *     if (store.LMDatabaseInit() != LMDB_SUCCESS) return;
  *
- *     if (auto* row = launches.getRow()) {
+ *     if (auto* row = store.getRow()) {
  *       row->appName = "com.mail";
  *       row->payload.launchCount = 3;
- *       std::lock_guard lock(launches.mRowCacheLck);
- *       launches.mRowCache.push_back(row);  // the store's from here on
+ *       std::lock_guard lock(store.mRowCacheLck);
+ *       store.mRowCache.push_back(row);  // the store's from here on
  *     }
- *     launches.LMDatabaseWriteCachedToDisk();
+ *     store.LMDatabaseWriteCachedToDisk();
  *
  *     LMDBDataRowKey key;
  *     key.appName = "com.mail";
- *     for (auto* row : launches.readAllocateDR(key, 0, LMDB_COL_ROWID, LMDB_ASCENDING)) {
+ *     for (auto* row : store.readAllocateDR(key, 0, LMDB_COL_ROWID, LMDB_ASCENDING)) {
  *       std::printf("%d\n", row->payload.launchCount);
  *       delete row;  // a row that was read is the reader's
  *     }
@@ -49,18 +49,15 @@
  * - A key's texts go into the SQL text between single quotes as they are. A quote in them, or SQL
  *   after it, is for the caller to keep out.
  * - A row with an empty text, or intcol1 without a value, is written with the value of the row
- * before it in the same call and of the same kind (new or existing), since that stays bound.
- * - A write takes every row out of the cache and deletes it, whether it could be written or not,
- * and its result tells only of the statements' release. Without a transaction (BEGIN failed) the
- * rows are written one by one.
+ *   before it in the same call and of the same kind (new or existing), since that stays bound.
+ * - A write takes every row out of the cache and deletes it, whether it could be written or not, and
+ *   its result tells only of the statements' release. Without a transaction (BEGIN failed) the rows
+ *   are written one by one.
  * - Row ids above 2147483647 cannot be updated: the id is bound with 32 bits.
- * - A read returns at most 10000 rows, in SQLite's order; limit and order are ignored. Every
- * look-up by key reads the whole table: there is no index.
- * - closeLMdb() keeps the handle: a store that was closed by hand must neither be used nor
- * destroyed.
+ * - A read returns at most 10000 rows, in SQLite's order; limit and order are ignored. A look-up by
+ *   key reads the whole table, as there is no index: its cost grows with the number of rows.
+ * - closeLMdb() keeps the handle: a store closed by hand must neither be used nor destroyed.
  */
-
-/** The store: see the top of this file. */
 template <typename T>
 class LM_API LMDatabase : public LMDBDataTable<T> {
  public:

@@ -16,6 +16,8 @@
 #include <linux/sysfs.h>
 #include <linux/wait.h>
 
+#include "lmdevice.h"
+
 #define MAX_RATE_HZ 1000
 #define CONTROLS 4
 #define CONTROL_SIZE 256
@@ -230,7 +232,7 @@ static void init_ticker(struct ticker *ticker)
 	ticker->timer.function = on_timer;
 }
 
-static int __init lmdevice_init(void)
+static int __init add_nodes(void)
 {
 	int error;
 
@@ -249,8 +251,21 @@ static int __init lmdevice_init(void)
 	return 0;
 }
 
+static int __init lmdevice_init(void)
+{
+	int error = sysstats_init();
+
+	if (error)
+		return error;
+	error = add_nodes();
+	if (error)
+		sysstats_exit();
+	return error;
+}
+
 static void __exit lmdevice_exit(void)
 {
+	sysstats_exit();
 	/* A sleeping read would keep its file from going away. */
 	WRITE_ONCE(removing, true);
 	wake_up_all(&frames_made);
@@ -263,5 +278,5 @@ static void __exit lmdevice_exit(void)
 
 module_init(lmdevice_init);
 module_exit(lmdevice_exit);
-MODULE_DESCRIPTION("Simulated device: vsync, frame and control nodes");
+MODULE_DESCRIPTION("Simulated device: vsync, frame and control nodes, and SYSSTATS");
 MODULE_LICENSE("GPL");
