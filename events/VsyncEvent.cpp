@@ -7,8 +7,8 @@
 #include <android-base/unique_fd.h>
 
 #include "AsyncEventsMgr.h"
-#include "config/NodePath.h"
 #include "LMLog.h"
+#include "config/NodePath.h"
 
 using lmsupport::kAsyncEventsMgr;
 
