@@ -38,7 +38,7 @@ format-check:
 tidy: ## look for suspicious code
 	@$(SETUP) build check
 	@cmake --preset libcxx >/dev/null
-	@clang-tidy --quiet -p build/libcxx $(filter %.cpp,$(filter-out bench/% tests/%,$(FORMATTED)))
+	@clang-tidy --quiet -p build/libcxx $(filter %.cpp,$(filter-out bench/% fuzz/% tests/%,$(FORMATTED)))
 
 test-%:
 	@$(SETUP) build $(if $(filter asan libcxx,$*),check)

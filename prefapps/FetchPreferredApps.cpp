@@ -42,8 +42,8 @@ template <typename T>
 void writeRow(LMDatabase<T>& store, std::unique_ptr<LMDBDataRow<T>> row) {
   {
     std::lock_guard lock(store.mRowCacheLck);
-    store.mRowCache.push_back(row.get());
-    row.release();
+    store.mRowCache.push_back(nullptr);  // may throw, while row is still owned
+    store.mRowCache.back() = row.release();
   }
   store.writeCachedDRToDisk();
 }

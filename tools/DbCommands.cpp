@@ -90,8 +90,8 @@ int dbPut(const DbOptions& options, Console&) {
     setPayload(row->payload, options.value);
     {
       std::lock_guard lock(store.mRowCacheLck);
-      store.mRowCache.push_back(row.get());
-      row.release();
+      store.mRowCache.push_back(nullptr);  // may throw, while row is still owned
+      store.mRowCache.back() = row.release();
     }
     store.LMDatabaseWriteCachedToDisk();  // its result does not tell of the row
     if (sqlite3_total_changes(store.mDb) == 0) {
