@@ -38,7 +38,8 @@ format-check:
 tidy: ## look for suspicious code
 	@$(SETUP) build check
 	@cmake --preset libcxx >/dev/null
-	@clang-tidy --quiet -p build/libcxx $(filter %.cpp,$(filter-out bench/% fuzz/% tests/%,$(FORMATTED)))
+	@echo $(filter %.cpp,$(filter-out bench/% fuzz/% tests/%,$(FORMATTED))) | \
+	  xargs -n 1 -P $(CTEST_PARALLEL_LEVEL) clang-tidy --quiet -p build/libcxx
 
 test-%:
 	@$(SETUP) build $(if $(filter asan libcxx,$*),check)

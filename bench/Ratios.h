@@ -15,3 +15,10 @@ struct Ratio {
 
 /** Runs all benchmarks as the command line says and prints the ratios below the usual table. */
 int runBenchmarks(int argc, char** argv, const std::vector<Ratio>& ratios);
+
+/** Makes what the benchmarks of the vsync source need; to be called before any thread starts. */
+void setUpVsync();
+
+std::vector<Ratio> vsyncRatios();
+std::vector<Ratio> databaseRatios();
+std::vector<Ratio> statsRatios();

@@ -22,7 +22,7 @@
 
 namespace {
 
-/** Made before any thread, in main(). */
+/** Made before any thread, in setUpVsync(). */
 const HostNameNode* gNode;
 
 /** When the last event was received, in Clock ticks; 0 before. */
@@ -278,15 +278,17 @@ BENCHMARK(pausedFor5s)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  const HostNameNode node;
+void setUpVsync() {
+  static const HostNameNode node;
   gNode = &node;
   hostcore::setItem(kVsyncNodeItem, HostNameNode::kPath);
-  return runBenchmarks(argc, argv,
-                       {{"latencyVsyncEvent", "latencyBareLoop", "p50_us", "<= 1.05"},
-                        {"latencyVsyncEvent", "latencyLibuv", "p50_us", "< 1"},
-                        {"latencyVsyncEvent", "latencyLibuv", "p99_us", ""},
-                        {"dispatchVsyncEvent/1", "dispatchArray/1", "", ""},
-                        {"dispatchVsyncEvent/16", "dispatchArray/16", "", ""},
-                        {"dispatchVsyncEvent/256", "dispatchArray/256", "", ""}});
+}
+
+std::vector<Ratio> vsyncRatios() {
+  return {{"latencyVsyncEvent", "latencyBareLoop", "p50_us", "<= 1.05"},
+          {"latencyVsyncEvent", "latencyLibuv", "p50_us", "< 1"},
+          {"latencyVsyncEvent", "latencyLibuv", "p99_us", ""},
+          {"dispatchVsyncEvent/1", "dispatchArray/1", "", ""},
+          {"dispatchVsyncEvent/16", "dispatchArray/16", "", ""},
+          {"dispatchVsyncEvent/256", "dispatchArray/256", "", ""}};
 }

@@ -183,6 +183,8 @@ class LM_API VsyncEvent : public AsyncEvent {
   /**
    * The polling thread's body: delivers until the source's state is THREAD_EXIT. Returns early,
    * with an ERROR log, when the node cannot be opened.
+   *
+   * Note: a node that opens as descriptor 0 counts as not opened.
    */
   static void pollingThreadFunc(VsyncEvent* source);
 
