@@ -1,37 +1,28 @@
 #include "FakeKernel.h"
 
-#include <netlink/attr.h>
 #include <netlink/cache.h>
 #include <netlink/genl/ctrl.h>
 #include <netlink/genl/family.h>
 #include <netlink/genl/genl.h>
 #include <netlink/msg.h>
-#include <netlink/socket.h>
 #include <sys/socket.h>
 
-#include <algorithm>
-#include <cstring>
+#include <cerrno>
 
 #include "Hooks.h"
 
 namespace {
 
-constexpr int kFamilyId = 42;
-
 FakeKernel* gKernel = nullptr;
 
-Bytes bytesOf(nl_msg* message) {
-  const auto* const header = reinterpret_cast<const char*>(nlmsg_hdr(message));
-  const Bytes bytes(header, header + nlmsg_hdr(message)->nlmsg_len);
-  nlmsg_free(message);
-  return bytes;
+template <typename T>
+Bytes bytesOf(const T& value) {
+  return Bytes(reinterpret_cast<const char*>(&value), sizeof(value));
 }
 
-bool isFaked(int fd) {
-  int domain = 0;
-  socklen_t size = sizeof(domain);
-  return gKernel != nullptr && getsockopt(fd, SOL_SOCKET, SO_DOMAIN, &domain, &size) == 0 &&
-         domain == AF_NETLINK;
+Bytes netlinkMessage(std::uint16_t type, std::uint16_t flags, const Bytes& payload) {
+  const auto size = static_cast<std::uint32_t>(NLMSG_HDRLEN + payload.size());
+  return bytesOf(nlmsghdr{size, type, flags, 0, 0}) + payload;
 }
 
 }  // namespace
@@ -40,66 +31,43 @@ FakeKernel::FakeKernel() { gKernel = this; }
 
 FakeKernel::~FakeKernel() { gKernel = nullptr; }
 
-Bytes FakeKernel::message(const std::vector<std::pair<int, std::string>>& attributes, bool multi) {
-  const hooks::Call uncounted;
-  nl_msg* const message = nlmsg_alloc_size(65536);
-  genlmsg_put(message, mAsked.nlmsg_pid, mAsked.nlmsg_seq, mAsked.nlmsg_type, 0,
-              multi ? NLM_F_MULTI : 0, 1, 2);
+Bytes FakeKernel::message(const Attributes& attributes, std::uint16_t flags, std::uint16_t family) {
+  Bytes bytes = bytesOf(genlmsghdr{CTRL_CMD_NEWFAMILY, 2, 0});
   for (const auto& [type, payload] : attributes) {
-    nla_put(message, type, static_cast<int>(payload.size()), payload.data());
+    const auto size = static_cast<std::uint16_t>(NLA_HDRLEN + payload.size());
+    bytes += bytesOf(nlattr{size, type}) + payload;
+    bytes.resize(NLA_ALIGN(bytes.size()));
   }
-  return bytesOf(message);
+  return netlinkMessage(family, flags, bytes);
 }
 
-Bytes FakeKernel::done() {
-  nl_msg* const message = nlmsg_alloc();
-  nlmsg_put(message, mAsked.nlmsg_pid, mAsked.nlmsg_seq, NLMSG_DONE, sizeof(int), NLM_F_MULTI);
-  return bytesOf(message);
-}
+Bytes FakeKernel::done() { return netlinkMessage(NLMSG_DONE, NLM_F_MULTI, bytesOf(0)); }
 
 Bytes FakeKernel::error(int error) {
-  nl_msg* const message = nlmsg_alloc();
-  const nlmsgerr payload = {.error = error, .msg = mAsked};
-  std::memcpy(nlmsg_data(nlmsg_put(message, mAsked.nlmsg_pid, mAsked.nlmsg_seq, NLMSG_ERROR,
-                                   sizeof(payload), 0)),
-              &payload, sizeof(payload));
-  return bytesOf(message);
+  return netlinkMessage(NLMSG_ERROR, 0, bytesOf(nlmsgerr{error, {}}));
 }
 
-void FakeKernel::take(Bytes datagram) {
-  std::memcpy(&mAsked, datagram.data(), sizeof(mAsked));
-  waiting.clear();  // of a socket that was closed since
-  if (mAsked.nlmsg_type == GENL_ID_CTRL) {
-    answerController(mAsked);
-    return;
+void FakeKernel::take(const Bytes& datagram) {
+  request = datagram;
+  waiting = answer;
+  const auto& asked = *reinterpret_cast<const nlmsghdr*>(request.data());
+  if (asked.nlmsg_type == GENL_ID_CTRL) {
+    const std::uint16_t multi = (asked.nlmsg_flags & NLM_F_DUMP) != 0 ? NLM_F_MULTI : 0;
+    waiting = {message({{CTRL_ATTR_FAMILY_ID, bytesOf(kFamilyId)},
+                        {CTRL_ATTR_FAMILY_NAME, Bytes("SYSSTATS", sizeof("SYSSTATS"))},
+                        {CTRL_ATTR_VERSION, bytesOf(version)}},
+                       multi, GENL_ID_CTRL),
+               multi != 0 ? done() : error(0)};
   }
-  request = std::move(datagram);
-  const auto datagrams = answer();
-  waiting.insert(waiting.end(), datagrams.begin(), datagrams.end());
-}
-
-void FakeKernel::answerController(const nlmsghdr& header) {
-  const bool isDump = (header.nlmsg_flags & NLM_F_DUMP) == NLM_F_DUMP;
-  if (version != kNoFamily) {
-    nl_msg* const family = nlmsg_alloc();
-    genlmsg_put(family, header.nlmsg_pid, header.nlmsg_seq, GENL_ID_CTRL, 0,
-                isDump ? NLM_F_MULTI : 0, CTRL_CMD_NEWFAMILY, 2);
-    nla_put_u16(family, CTRL_ATTR_FAMILY_ID, kFamilyId);
-    nla_put_string(family, CTRL_ATTR_FAMILY_NAME, "SYSSTATS");
-    nla_put_u32(family, CTRL_ATTR_VERSION, static_cast<std::uint32_t>(version));
-    waiting.push_back(bytesOf(family));
-  }
-  if (isDump) {
-    waiting.push_back(done());
-  } else {
-    waiting.push_back(error(version != kNoFamily ? 0 : -ENOENT));
+  for (Bytes& each : waiting) {
+    reinterpret_cast<nlmsghdr*>(each.data())->nlmsg_seq = asked.nlmsg_seq;
   }
 }
 
-#define FAIL_INSTEAD(result, name, failure, parameters, arguments) \
-  result name parameters {                                         \
-    const hooks::Call call;                                        \
-    return call.fails(#name) ? failure : REAL(name) arguments;     \
+#define FAILABLE(result, name, failure, parameters, arguments) \
+  result name parameters {                                     \
+    const hooks::Call call;                                    \
+    return call.fails(#name) ? failure : REAL(name) arguments; \
   }
 #define NOTE(name, type)                            \
   void name(type* object) {                         \
@@ -112,31 +80,27 @@ void FakeKernel::answerController(const nlmsghdr& header) {
 
 extern "C" {
 
-constexpr int kFailure = FakeKernel::kFailure;
-FAIL_INSTEAD(nl_sock*, nl_socket_alloc, nullptr, (), ())
-FAIL_INSTEAD(int, genl_connect, kFailure, (nl_sock * socket), (socket))
-FAIL_INSTEAD(int, genl_ctrl_alloc_cache, kFailure, (nl_sock * socket, nl_cache** cache),
-             (socket, cache))
-FAIL_INSTEAD(int, genl_ctrl_resolve, kFailure, (nl_sock * socket, const char* name), (socket, name))
-FAIL_INSTEAD(nl_msg*, nlmsg_alloc, nullptr, (), ())
-FAIL_INSTEAD(void*, genlmsg_put, nullptr,
-             (nl_msg * message, uint32_t port, uint32_t seq, int family, int size, int flags,
-              uint8_t command, uint8_t version),
-             (message, port, seq, family, size, flags, command, version))
-FAIL_INSTEAD(int, nla_put, kFailure, (nl_msg * message, int type, int size, const void* data),
-             (message, type, size, data))
-FAIL_INSTEAD(int, nla_put_u32, kFailure, (nl_msg * message, int type, uint32_t value),
-             (message, type, value))
-FAIL_INSTEAD(int, nl_send_auto, kFailure, (nl_sock * socket, nl_msg* message), (socket, message))
-FAIL_INSTEAD(nl_cb*, nl_cb_alloc, nullptr, (nl_cb_kind kind), (kind))
-FAIL_INSTEAD(int, nl_cb_set, kFailure,
-             (nl_cb * callbacks, nl_cb_type type, nl_cb_kind kind, nl_recvmsg_msg_cb_t function,
-              void* arg),
-             (callbacks, type, kind, function, arg))
-FAIL_INSTEAD(int, nl_cb_err, kFailure,
-             (nl_cb * callbacks, nl_cb_kind kind, nl_recvmsg_err_cb_t function, void* arg),
-             (callbacks, kind, function, arg))
-FAIL_INSTEAD(int, nl_recvmsgs, kFailure, (nl_sock * socket, nl_cb* callbacks), (socket, callbacks))
+FAILABLE(nl_sock*, nl_socket_alloc, nullptr, (), ())
+FAILABLE(int, genl_connect, -5, (nl_sock * socket), (socket))
+FAILABLE(int, genl_ctrl_alloc_cache, -5, (nl_sock * socket, nl_cache** cache), (socket, cache))
+FAILABLE(int, genl_ctrl_resolve, -5, (nl_sock * socket, const char* name), (socket, name))
+FAILABLE(nl_msg*, nlmsg_alloc, nullptr, (), ())
+FAILABLE(void*, genlmsg_put, nullptr,
+         (nl_msg * message, uint32_t port, uint32_t seq, int family, int size, int flags,
+          uint8_t command, uint8_t version),
+         (message, port, seq, family, size, flags, command, version))
+FAILABLE(int, nla_put, -5, (nl_msg * message, int type, int size, const void* data),
+         (message, type, size, data))
+FAILABLE(int, nla_put_u32, -5, (nl_msg * message, int type, uint32_t value), (message, type, value))
+FAILABLE(int, nl_send_auto, -5, (nl_sock * socket, nl_msg* message), (socket, message))
+FAILABLE(nl_cb*, nl_cb_alloc, nullptr, (nl_cb_kind kind), (kind))
+FAILABLE(int, nl_cb_set, -5,
+         (nl_cb * all, nl_cb_type type, nl_cb_kind kind, nl_recvmsg_msg_cb_t function, void* arg),
+         (all, type, kind, function, arg))
+FAILABLE(int, nl_cb_err, -5,
+         (nl_cb * all, nl_cb_kind kind, nl_recvmsg_err_cb_t function, void* arg),
+         (all, kind, function, arg))
+FAILABLE(int, nl_recvmsgs, -5, (nl_sock * socket, nl_cb* callbacks), (socket, callbacks))
 NOTE(nl_socket_free, nl_sock)
 NOTE(nl_cache_free, nl_cache)
 NOTE(genl_family_put, genl_family)
@@ -144,17 +108,16 @@ NOTE(nlmsg_free, nl_msg)
 NOTE(nl_cb_put, nl_cb)
 
 ssize_t sendmsg(int fd, const msghdr* message, int flags) {
-  if (!isFaked(fd)) {
+  if (gKernel == nullptr) {
     return REAL(sendmsg)(fd, message, flags);
   }
-  const hooks::Call uncounted;
-  const auto* const data = static_cast<const char*>(message->msg_iov[0].iov_base);
-  gKernel->take(Bytes(data, data + message->msg_iov[0].iov_len));
-  return static_cast<ssize_t>(message->msg_iov[0].iov_len);
+  const iovec& data = message->msg_iov[0];
+  gKernel->take(Bytes(static_cast<const char*>(data.iov_base), data.iov_len));
+  return static_cast<ssize_t>(data.iov_len);
 }
 
 ssize_t recvmsg(int fd, msghdr* message, int flags) {
-  if (!isFaked(fd)) {
+  if (gKernel == nullptr) {
     return REAL(recvmsg)(fd, message, flags);
   }
   if (gKernel->waiting.empty()) {
@@ -162,16 +125,12 @@ ssize_t recvmsg(int fd, msghdr* message, int flags) {
     return -1;
   }
   const Bytes datagram = gKernel->waiting.front();
-  iovec& buffer = message->msg_iov[0];
-  std::copy_n(datagram.data(), std::min(datagram.size(), buffer.iov_len),
-              static_cast<char*>(buffer.iov_base));
+  const iovec& buffer = message->msg_iov[0];
+  datagram.copy(static_cast<char*>(buffer.iov_base), buffer.iov_len);
   if ((flags & MSG_PEEK) == 0) {
-    gKernel->waiting.pop_front();
+    gKernel->waiting.erase(gKernel->waiting.begin());
   }
-  const sockaddr_nl kernel = {.nl_family = AF_NETLINK, .nl_pad = 0, .nl_pid = 0, .nl_groups = 0};
-  std::memcpy(message->msg_name, &kernel, sizeof(kernel));
-  message->msg_namelen = sizeof(kernel);
-  message->msg_controllen = 0;
+  message->msg_namelen = sizeof(sockaddr_nl);
   message->msg_flags = datagram.size() > buffer.iov_len ? MSG_TRUNC : 0;
   return static_cast<ssize_t>(datagram.size());
 }

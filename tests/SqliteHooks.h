@@ -4,16 +4,7 @@
 #include <vector>
 
 /**
- * What stands between the tests and SQLite. hooks::failCall knows open, prepare, bind, step, reset,
- * finalize, close, and the first word of a text to execute. Calls that take or release something
- * still do when they fail.
+ * The SQL texts that SQLite was given. What notes them also lets calls fail: hooks::failCall knows
+ * bind, step, reset and finalize, which do their work first, prepare, and a text's first word.
  */
-namespace sqlitehooks {
-
-/** The code of a failed call: SQLITE_IOERR. */
-inline constexpr int kFailure = 10;
-
-/** The SQL texts since the last time. */
-std::vector<std::string> takeSql();
-
-}  // namespace sqlitehooks
+inline std::vector<std::string> gSql;

@@ -1,11 +1,10 @@
 #pragma once
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
 #include <filesystem>
-#include <string>
-#include <vector>
 
 #include "Hooks.h"
 #include "LMDatabase.h"
@@ -22,9 +21,8 @@ class StoreFixture : public testing::Test {
     std::string name = testing::TempDir() + "lmsupport-XXXXXX";
     mDirectory = mkdtemp(name.data()) + std::string("/");
     hooks::failCall("");
-    sqlitehooks::takeSql();
+    gSql.clear();
   }
-
   ~StoreFixture() override { std::filesystem::remove_all(mDirectory); }
 
   template <typename T>
@@ -33,26 +31,19 @@ class StoreFixture : public testing::Test {
     store.mRowCache.push_back(new LMDBDataRow<T>(row));
   }
 
-  template <typename T>
-  static std::size_t cachedRows(LMDatabase<T>& store) {
-    std::lock_guard lock(store.mRowCacheLck);
-    return store.mRowCache.size();
-  }
-
   /** The rows as "rowid intcol1 appName rsvdName payload". */
-  template <typename T>
-  static std::vector<std::string> read(LMDatabase<T>& store, LMDBDataRowKey key = {}) {
+  static std::vector<std::string> read(LaunchStore& store, LMDBDataRowKey key = {}) {
     std::vector<std::string> rows;
-    for (const auto* const row : lmsupport::Owned<typename LMDatabase<T>::vecT>(
+    for (const auto* const row : lmsupport::Owned<LaunchStore::vecT>(
              store.readAllocateDR(key, 0, LMDB_COL_APPNAME, LMDB_DESCENDING))) {
       rows.push_back(std::to_string(row->rowId) + " " + std::to_string(row->intcol1) + " " +
-                     row->appName + " " + row->rsvdName + " " + text(row->payload));
+                     row->appName + " " + row->rsvdName + " " +
+                     std::to_string(row->payload.launchCount));
     }
     return rows;
   }
 
-  /** What plain SQLite says of store.db: each row's columns, "-" for null, with a "|" after each.
-   */
+  /** What plain SQLite says of store.db: rows of columns, "-" for null, with a "|" after each. */
   std::vector<std::string> query(const char* sql) const {
     std::vector<std::string> rows;
     sqlite3* db = nullptr;
@@ -71,12 +62,4 @@ class StoreFixture : public testing::Test {
 
   std::string mDirectory;  ///< with a "/" at its end
   const LogCapture mLog;
-
- private:
-  static std::string text(const _preKill_User_Launched_Data& payload) {
-    return std::to_string(payload.launchCount);
-  }
-  static std::string text(const _preKill_Favorite_Time_Slot_Data& payload) {
-    return payload.slotText;
-  }
 };

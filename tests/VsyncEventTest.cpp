@@ -1,201 +1,162 @@
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <filesystem>
 #include <fstream>
 #include <future>
 #include <stdexcept>
-#include <utility>
-#include <vector>
 
-#include "AsyncEventsMgr.h"
 #include "EventRecorder.h"
 #include "FailingNew.h"
 #include "HostCore.h"
-#include "HostNameNode.h"
 #include "LogCapture.h"
 #include "TestSource.h"
 #include "config/DynamicLoader.h"
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 namespace {
 
 constexpr auto kLimit = std::chrono::seconds(10);
+constexpr auto kOther = EventRecorder::onEvent;
 
-/** A second callback beside EventRecorder::onEvent. */
+std::atomic<pid_t> gPollingThread;
+
+/** A second callback beside kOther. */
 void checkArguments(int event, void* payload, int zero, void* recorder) {
-  EXPECT_EQ(event, 1);
-  EXPECT_EQ(payload, nullptr);
-  EXPECT_EQ(zero, 0);
+  gPollingThread = gettid();
+  EXPECT_TRUE(event == 1 && payload == nullptr && zero == 0);
   EventRecorder::onEvent(event, payload, zero, recorder);
 }
 
 class Vsync : public testing::Test {
  protected:
-  Vsync() { hostcore::setItem(kVsyncNodeItem, HostNameNode::kPath); }
+  Vsync() { registerAt(mSource); }
+
+  static void SetUpTestSuite() { hostcore::setItem(kVsyncNodeItem, HostNameNode::kPath); }
+
+  void registerAt(VsyncEvent& source) {
+    source.registerCallBack(checkArguments, &mFirst);
+    source.registerCallBack(kOther, &mSecond);
+  }
 
   /** Notifies until an event arrives: the polling thread may not have opened the node yet. */
   void notifyUntilReceived(const EventRecorder& recorder) const {
     const std::size_t before = recorder.count();
     const auto end = Clock::now() + kLimit;
-    do {
+    while (!recorder.waitFor(before + 1, std::chrono::milliseconds(10))) {
+      ASSERT_LT(Clock::now(), end);
       mNode.notify();
-    } while (!recorder.waitFor(before + 1, std::chrono::milliseconds(10)) && Clock::now() < end);
-    ASSERT_GT(recorder.count(), before);
+    }
   }
 
-  /** Waits until a thread other than this one waits on a condition or lock. */
-  static void waitUntilAsleep() {
+  /** Waits until the polling thread waits on a condition or lock. */
+  void waitUntilAsleep() const {
+    mNode.notify();  // ends the poll that was under way
+    const auto path = "/proc/self/task/" + std::to_string(gPollingThread) + "/syscall";
     const auto end = Clock::now() + kLimit;
-    while (Clock::now() < end) {
-      for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        long number = 0;
-        if (task.path().filename() != std::to_string(gettid()) &&
-            std::ifstream(task.path() / "syscall") >> number && number == SYS_futex) {
-          return;
-        }
-      }
-      std::this_thread::yield();
+    for (long number = 0; number != SYS_futex; std::ifstream(path) >> number) {
+      ASSERT_LT(Clock::now(), end) << "it does not go to sleep";
     }
-    FAIL() << "no thread went to sleep";
   }
 
   const HostNameNode mNode;
   const LogCapture mLog;
   EventRecorder mFirst;
   EventRecorder mSecond;
+  TestSource mSource{mNode};
 };
 
-TEST_F(Vsync, LosesNoAwaitedEvent) {
-  TestSource source(mNode);
-  source.registerCallBack(EventRecorder::onEvent, &mFirst);
-  source.startEvent(EventRecorder::onEvent);
+TEST_F(Vsync, LosesNoAwaitedEventAndCallsOnlyTheStartedOne) {
+  mSource.startEvent(checkArguments);
   notifyUntilReceived(mFirst);
   for (int i = 0; i < 10000; ++i) {
     const std::size_t before = mFirst.count();
     mNode.notify();
     ASSERT_TRUE(mFirst.waitFor(before + 1, kLimit)) << i;
   }
+  EXPECT_EQ(mSecond.count(), 0u);
 }
 
-TEST_F(Vsync, CallsOnlyStartedCallbacksWithTheirPointers) {
-  TestSource source(mNode);
-  source.registerCallBack(EventRecorder::onEvent, &mFirst);
-  source.registerCallBack(checkArguments, &mSecond);
-  source.startEvent(checkArguments);
-  notifyUntilReceived(mSecond);
-  EXPECT_EQ(mFirst.count(), 0u);
-  source.startEvent(EventRecorder::onEvent);
-  notifyUntilReceived(mFirst);
-  source.pauseEvent(EventRecorder::onEvent);
-  const std::size_t whenPaused = mFirst.count();
-  for (int i = 0; i < 10; ++i) {
-    notifyUntilReceived(mSecond);
-  }
-  EXPECT_EQ(mFirst.count(), whenPaused);
-}
-
-TEST_F(Vsync, APausedSourceSleepsAndResumes) {
-  TestSource source(mNode);
-  source.registerCallBack(EventRecorder::onEvent, &mFirst);
+TEST_F(Vsync, PausedCallbacksRestAndTheSourceSleepsOnceAllAre) {
   for (int round = 0; round < 20; ++round) {
-    source.startEvent(EventRecorder::onEvent);
+    mSource.startEvent(kOther);
+    mSource.startEvent(checkArguments);
+    notifyUntilReceived(mSecond);
+    mSource.pauseEvent(kOther);
+    const std::size_t whenPaused = mSecond.count();
     notifyUntilReceived(mFirst);
-    source.pauseEvent(EventRecorder::onEvent);
-    const std::size_t whenPaused = mFirst.count();
-    mNode.notify();  // ends the poll that was under way
+    mSource.pauseEvent(checkArguments);
+    const std::size_t whenAllPaused = mFirst.count();
     waitUntilAsleep();
-    EXPECT_EQ(mFirst.count(), whenPaused);
+    EXPECT_EQ(mFirst.count(), whenAllPaused);
+    EXPECT_EQ(mSecond.count(), whenPaused);
   }
 }
 
 TEST_F(Vsync, SurvivesAStormOfClients) {
-  TestSource source(mNode);
-  source.registerCallBack(EventRecorder::onEvent, &mFirst);
-  source.registerCallBack(checkArguments, &mSecond);
-  std::vector<std::thread> clients;
-  for (int i = 0; i < 4; ++i) {
-    clients.emplace_back([&, cb = i % 2 == 0 ? EventRecorder::onEvent : checkArguments] {
+  std::vector<std::future<void>> clients;
+  for (const auto cb : {kOther, checkArguments, kOther, checkArguments}) {
+    clients.push_back(std::async(std::launch::async, [this, cb] {
       for (int round = 0; round < 500; ++round) {
-        source.startEvent(cb);
-        source.registerCallBack([](int, void*, int, void*) {}, nullptr);
-        source.processCb();
+        mSource.startEvent(cb);
+        mSource.registerCallBack([](int, void*, int, void*) {}, nullptr);
+        mSource.processCb();
         mNode.notify();
-        source.pauseEvent(cb);
+        mSource.pauseEvent(cb);
       }
-    });
+    }));
   }
-  for (std::thread& client : clients) {
-    client.join();
-  }
-  EXPECT_EQ(source.getThreadState(), THREAD_PAUSED);
-  source.startEvent(checkArguments);
+  clients.clear();  // once they have ended
+  EXPECT_EQ(mSource.getThreadState(), THREAD_PAUSED);
+  mSource.startEvent(kOther);
   notifyUntilReceived(mSecond);
 }
 
 TEST_F(Vsync, GetInstanceConstructsOnce) {
   struct CountingStore final : ConfigStore {
-    int lookup(int item, char*) override {
-      EXPECT_EQ(item, kVsyncNodeItem);
+    int lookup(int, char*) override {
       ++mLookups;
       return -1;
     }
     std::atomic<int> mLookups = 0;
   } store;
   ConfigStore* const usual = std::exchange(DynamicLoader::getInstance()->mStore, &store);
-  std::vector<std::thread> threads;
-  std::vector<VsyncEvent*> instances(8);
-  for (VsyncEvent*& instance : instances) {
-    threads.emplace_back([&instance] { instance = VsyncEvent::getInstance(); });
+  std::vector<std::future<VsyncEvent*>> instances(8);
+  for (auto& instance : instances) {
+    instance = std::async(std::launch::async, VsyncEvent::getInstance);
   }
-  for (std::thread& thread : threads) {
-    thread.join();
+  for (auto& instance : instances) {
+    EXPECT_EQ(instance.get(), VsyncEvent::getInstance());
   }
   DynamicLoader::getInstance()->mStore = usual;
-  EXPECT_THAT(instances, testing::Each(VsyncEvent::getInstance()));
   EXPECT_EQ(store.mLookups, 1);
 }
 
 /** A running thread ends with its poll, a paused one only once somebody wakes it. */
 TEST_F(Vsync, DestructionWaitsForTheThreadAndWakesNobody) {
   for (const bool paused : {false, true}) {
-    auto* const open = new OpenSource;
-    std::mutex& condLck = open->mThreadCondLck;
-    std::condition_variable& cond = open->mThreadCond;
-    VsyncEvent* const source = open;
-    source->registerCallBack(EventRecorder::onEvent, &mFirst);
-    source->startEvent(EventRecorder::onEvent);
+    auto* const source = new VsyncEvent;
+    registerAt(*source);
+    source->startEvent(checkArguments);
     notifyUntilReceived(mFirst);
     if (paused) {
-      source->pauseEvent(EventRecorder::onEvent);
-      mNode.notify();  // ends the poll that was under way
+      source->pauseEvent(checkArguments);
       waitUntilAsleep();
     }
     auto destruction = std::async(std::launch::async, [source] { delete source; });
     if (paused) {
-      while (source->getThreadState() != THREAD_EXIT) {
-        std::this_thread::yield();
-      }
       EXPECT_EQ(destruction.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
-      std::lock_guard lock(condLck);
-      cond.notify_all();
+      source->startEvent(checkArguments);  // wakes the thread
     }
-    const auto end = Clock::now() + kLimit;
     do {
       mNode.notify();
-      ASSERT_LT(Clock::now(), end);
     } while (destruction.wait_for(std::chrono::milliseconds(10)) != std::future_status::ready);
   }
   VsyncEvent neverStarted;
 }
 
+/** Here no event comes while a callback throws: on the polling thread nobody would catch it. */
 TEST_F(Vsync, ANodeThatCannotBeOpenedIsLoggedOnceAndNeverTriedAgain) {
   const int input = dup(STDIN_FILENO);
   close(STDIN_FILENO);  // so that a node opens as descriptor 0
@@ -205,13 +166,15 @@ TEST_F(Vsync, ANodeThatCannotBeOpenedIsLoggedOnceAndNeverTriedAgain) {
     hostcore::setItem(kVsyncNodeItem, path);
     hostcore::enableStore(path == node);
     TestSource source(mNode);
-    source.registerCallBack(EventRecorder::onEvent, &mFirst);
-    source.startEvent(EventRecorder::onEvent);
+    const auto throws = [](int, void*, int, void*) { throw std::runtime_error("client"); };
+    source.registerCallBack(throws, nullptr);
+    source.startEvent(throws);
     expected.push_back("AsyncEventsMgr: pollingThreadFunc() Not able to open (" + path + ") fd(" +
                        (path == HostNameNode::kPath ? "0" : "-1") + ") \n");
     EXPECT_EQ(mLog.waitFor(expected.size()), expected);
-    source.pauseEvent(EventRecorder::onEvent);
-    source.startEvent(EventRecorder::onEvent);
+    EXPECT_THROW(source.processCb(), std::runtime_error);
+    source.pauseEvent(throws);  // would hang if the registry were still locked
+    source.startEvent(throws);
     EXPECT_TRUE(source.hasThread());
   }
   dup2(input, STDIN_FILENO);
@@ -219,39 +182,26 @@ TEST_F(Vsync, ANodeThatCannotBeOpenedIsLoggedOnceAndNeverTriedAgain) {
 }
 
 TEST_F(Vsync, AThreadThatCannotBeCreatedIsTriedAgainByTheNextStart) {
-  TestSource source(mNode);
-  source.registerCallBack(EventRecorder::onEvent, &mFirst);
-
   failingnew::gNothrow = 1;
-  source.startEvent(EventRecorder::onEvent);
-  EXPECT_FALSE(source.hasThread());
-  EXPECT_THAT(mLog.texts(), IsEmpty());
-  source.pauseEvent(EventRecorder::onEvent);
+  mSource.startEvent(checkArguments);
+  EXPECT_FALSE(mSource.hasThread());
+  EXPECT_TRUE(mLog.texts().empty());
+  mSource.pauseEvent(checkArguments);
 
   pthread_attr_t usual;
   pthread_getattr_default_np(&usual);
   pthread_attr_t huge = usual;
   pthread_attr_setstacksize(&huge, std::size_t{1} << 60);  // no address space holds it
-  ASSERT_EQ(pthread_setattr_default_np(&huge), 0);
-  source.startEvent(EventRecorder::onEvent);
+  EXPECT_EQ(pthread_setattr_default_np(&huge), 0);
+  mSource.startEvent(checkArguments);
   pthread_setattr_default_np(&usual);
-  EXPECT_FALSE(source.hasThread());
-  EXPECT_THAT(mLog.texts(), ElementsAre("AsyncEventsMgr: startThread() Thread Creation Failed"));
-  source.pauseEvent(EventRecorder::onEvent);
+  EXPECT_FALSE(mSource.hasThread());
+  EXPECT_THAT(mLog.texts(),
+              testing::ElementsAre("AsyncEventsMgr: startThread() Thread Creation Failed"));
+  mSource.pauseEvent(checkArguments);
 
-  source.startEvent(EventRecorder::onEvent);
+  mSource.startEvent(checkArguments);
   notifyUntilReceived(mFirst);
-}
-
-TEST_F(Vsync, ProcessCbPassesOnWhatACallbackThrows) {
-  hostcore::setItem(kVsyncNodeItem, "");  // no events: on the polling thread nobody would catch it
-  TestSource source(mNode);
-  const auto throws = [](int, void*, int, void*) { throw std::runtime_error("client"); };
-  source.registerCallBack(throws, nullptr);
-  source.startEvent(throws);
-  for (int i = 0; i < 2; ++i) {  // the second call would hang if the registry were still locked
-    EXPECT_THROW(source.processCb(), std::runtime_error);
-  }
 }
 
 }  // namespace
