@@ -13,8 +13,6 @@ class Pause {
  public:
   Pause() = default;
   ~Pause() { gThrowing = mThrowing; }
-  Pause(const Pause&) = delete;
-  Pause& operator=(const Pause&) = delete;
 
  private:
   const int mThrowing = std::exchange(gThrowing, 0);

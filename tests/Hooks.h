@@ -19,8 +19,6 @@ class Call {
  public:
   Call();
   ~Call();
-  Call(const Call&) = delete;
-  Call& operator=(const Call&) = delete;
 
   bool isOutermost() const;
   bool fails(const std::string& call) const;
