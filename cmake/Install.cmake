@@ -5,7 +5,7 @@ include(CMakePackageConfigHelpers)
 install(TARGETS lmsupport lmhost
   EXPORT lmsupportTargets
   LIBRARY COMPONENT library NAMELINK_COMPONENT dev)
-install(DIRECTORY include/ host/core/
+install(DIRECTORY include/ host/core/ host/thermal/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lmsupport
   COMPONENT dev
   FILES_MATCHING PATTERN *.h)

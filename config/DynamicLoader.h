@@ -15,8 +15,10 @@
 /** Size of the buffer that ConfigStore::lookup fills, terminator included. */
 inline constexpr std::size_t kConfigValueSize = 150;
 
-/** Item whose value is the path of the kernel node that signals each vsync. */
-inline constexpr int kVsyncNodeItem = 22;
+/** Items whose values are the paths of kernel nodes. */
+inline constexpr int kGfxDataNodeItem = 7;  ///< reports frames' stages
+inline constexpr int kGfxCtrlNodeItem = 8;  ///< switches those reports on and off
+inline constexpr int kVsyncNodeItem = 22;   ///< signals each vsync
 
 /** Key whose text lists the user's favourite applications per time slot. */
 inline constexpr int kPreferredAppsKey = 5638;

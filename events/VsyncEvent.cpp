@@ -2,13 +2,12 @@
 #include <poll.h>
 #include <unistd.h>
 
-#include <new>
-
 #include <android-base/unique_fd.h>
 
 #include "AsyncEventsMgr.h"
 #include "LMLog.h"
 #include "config/NodePath.h"
+#include "events/PollingThread.h"
 
 using lmsupport::kAsyncEventsMgr;
 
@@ -35,22 +34,10 @@ VsyncEvent::VsyncEvent() {
 
 VsyncEvent::~VsyncEvent() {
   setThreadState(THREAD_EXIT);
-  if (mThread != nullptr && mThread->joinable()) {
-    mThread->join();
-    delete mThread;
-  }
+  lmsupport::joinPollingThread(mThread);
 }
 
-void VsyncEvent::startThread() {
-  if (mThread != nullptr) {
-    return;
-  }
-  try {
-    mThread = new (std::nothrow) std::thread(pollingThreadFunc, this);
-  } catch (...) {
-    LM_LOGE(kAsyncEventsMgr, "Thread Creation Failed");
-  }
-}
+void VsyncEvent::startThread() { lmsupport::startPollingThread(mThread, this, kAsyncEventsMgr); }
 
 void VsyncEvent::pollingThreadFunc(VsyncEvent* source) {
   if (source == nullptr) {

@@ -7,6 +7,7 @@
 #include <thread>
 #include <tuple>
 #include <unordered_map>
+#include <vector>
 
 #include "LMAttributes.h"
 
@@ -34,8 +35,9 @@
  * source (it would deadlock), and must not throw (nothing on that thread would catch it, and the
  * process would terminate).
  *
- * @param event    what happened: 1, a vsync
- * @param payload  data of the event, valid only during the call; null for a vsync
+ * @param event    what happened: 1, a vsync; 2, a sample of graphics frames
+ * @param payload  data of the event, valid only during the call: null for a vsync, a GfxFrameData
+ *                 for a sample
  * @param zero     always 0
  * @param userData the pointer given to registerCallBack, unchanged
  */
@@ -128,8 +130,32 @@ class LM_API AsyncEvent {
   static int updateSysNodes(const std::string& path, int value);
 
   /**
-   * Process identifiers by process name. Not locked by the library: a program that uses the map on
-   * several threads serialises its own calls, with mPidMapLck if it likes.
+   * Looks for a process among the foreground tasks ("top-app") until it is there: up to five scans,
+   * each after a sleep of 200 ms, so it blocks for 0.2 s to 1 s. Does not consult the map.
+   *
+   * @param name the whole first argument of the command line; for an application, its package
+   * @return the process identifier of the first such process listed, or -1
+   *
+   * Note: the result is stored in mPidMap, also when it is -1.
+   */
+  static int getPid(std::string& name);
+
+  /** One such scan, which opens a file per task: the identifier, or -1. Any thread; no lock. */
+  static int getPidExpensive(std::string& name);
+
+  /** The result stored for name, or -1. See mPidMap. */
+  static int getPidFromMap(std::string& name);
+
+  /** Stores a result for name. Short of memory, it logs and leaves the map as it was. */
+  static void setPidOnMap(std::string& name, int pid);
+
+  /** Forgets all results. */
+  static void clearPidMap();
+
+  /**
+   * Process identifiers by process name. Not locked by the library: a program whose threads call
+   * getPid, getPidFromMap, setPidOnMap or clearPidMap concurrently serialises those calls, with
+   * mPidMapLck if it likes.
    *
    * Note: the construction of the first source reserves room in the map, without the lock.
    */
@@ -190,4 +216,146 @@ class LM_API VsyncEvent : public AsyncEvent {
 
   /** Delivers one vsync event from the calling thread. Passes on what a callback throws. */
   void processCb();
+};
+
+/**
+ * What one read of the graphics node told, each vector in the order of the reports. All in the
+ * driver's time unit, which it reports in thousandths.
+ */
+struct GfxFrameData {
+  /** From a frame's second stage, or its first when the second was not reported, to its third. */
+  std::vector<double> secondToThirdStage;
+
+  /**
+   * From the last counted frame start to the next; starts no more than 4.0 after it are not counted.
+   *
+   * Note: kept in single precision. The first interval ever is the first frame's own time.
+   */
+  std::vector<double> frameStartIntervals;
+
+  /** From a frame's first stage to its second. */
+  std::vector<double> firstToSecondStage;
+};
+
+/**
+ * Tells its clients of the graphics frames that the kernel reported: event 2, payload a
+ * GfxFrameData.
+ *
+ * The polling thread reads the kernel node that the framework configures as item 7, which blocks
+ * until there is news, and delivers after every read, also when it told nothing or failed. A control
+ * node, item 8, switches the reports on and off.
+ *
+ * Note: the thread opens the node once, by its path at the first start. Where the node does not
+ * block, at the end of a plain file for instance, the thread never rests.
+ *
+ * Note: destruction waits for the polling thread and does not wake it. A running thread ends after
+ * its current read, a paused one after another whole turn once somebody wakes it. A program that
+ * started the process-wide instance therefore ends with _exit, or sees to one last report.
+ */
+class LM_API GfxEvent : public AsyncEvent {
+ public:
+  /** The process-wide instance, created by the first call and destroyed at process exit. */
+  static GfxEvent* getInstance();
+
+  /** Clients use getInstance(); an instance of one's own is subject to the notes above. */
+  GfxEvent();
+  ~GfxEvent() override;
+
+  /** As VsyncEvent::startThread. */
+  void startThread() override;
+
+  /**
+   * Looks up the paths of both nodes; leaves them alone while the framework has no store. Called by
+   * construction and startEvent; a call of one's own must not overlap those.
+   */
+  void setGfxSysNodes();
+
+  /** The polling thread's body; ends as that of VsyncEvent does. */
+  static void pollingThreadFunc(GfxEvent* source);
+
+  /**
+   * Looks the nodes up again, forgets all pending frames, writes value to the control node and then
+   * does what AsyncEvent::startEvent does, whether or not other clients are active.
+   *
+   * Takes mFrameLock for the whole call; blocks as long as the control node's driver does. A
+   * control node that cannot be opened is logged and otherwise ignored.
+   *
+   * @param value what the driver takes for "on"
+   */
+  void startEvent(AsyncEventCallback cb, int value);
+
+  /**
+   * Forgets all pending frames, writes -1 to the control node and then does what
+   * AsyncEvent::pauseEvent does. Takes mFrameLock for the whole call.
+   *
+   * Note: the -1 is written even if other clients are still active.
+   */
+  void pauseEvent(AsyncEventCallback cb);
+
+  /**
+   * Reads the reports in text, terminated by NUL, and adds to out what they tell of the frames that
+   * are pending from this and earlier texts. Takes mFrameLock; does not change text.
+   *
+   * A report is "unused a b stage time unused", separated by spaces; ':' separates reports.
+   * Numbers are as strtoul reads them in base 0. Reports that make no sense are skipped; a null text
+   * is ignored.
+   *
+   * Note: aborts when a + b + 1 overflows. Passes on std::bad_alloc, with what was read so far in
+   * out.
+   */
+  void stringParser(char* text, GfxFrameData& out);
+
+  /** Delivers one sample from the calling thread. Passes on what a callback throws. */
+  void processCb(GfxFrameData& data);
+
+  /**
+   * Counts gaps in a sequence of numbers into sLostCount; a number that goes backwards starts a new
+   * sequence without counting. Not locked.
+   *
+   * Note: aborts when seq + 1 or the sum overflows. The library itself does not call it.
+   */
+  void dataLossCounter(unsigned long seq);
+
+  static unsigned long sExpectedSeq;  ///< the next number of the sequence; 0 before the first
+  static int sLostCount;              ///< numbers found missing
+
+ protected:
+  using FrameStages = std::unordered_map<unsigned long, std::vector<double>>;
+
+  FrameStages mFrameStages LM_GUARDED_BY(mFrameLock);   ///< three times of each pending frame
+  float mLastFrameStart LM_GUARDED_BY(mFrameLock) = 0;  ///< time of the last counted frame start
+  std::string mGfxCtrlNode;                             ///< path of the control node
+  std::vector<FrameStages::node_type> mSpareFrames LM_GUARDED_BY(mFrameLock);  ///< for reuse
+
+ private:
+  LM_LOCAL void forgetFrames();
+  LM_LOCAL void addFrame(unsigned long key, double time);
+  LM_LOCAL void countFrameStart(double time, GfxFrameData& out);
+};
+
+/**
+ * Keeps the device's thermal listener fetching: every 300 ms while a client is active.
+ *
+ * The listener is the platform's and tells its clients itself; callbacks registered here are never
+ * called and only serve to start and pause the fetching. Each start discards what the listener
+ * gathered so far.
+ *
+ * Note: destruction neither stops the polling thread nor waits for it. The thread of the
+ * process-wide instance goes on while the process exits, so a program that started it ends with
+ * _exit. An instance of one's own that was started must never be destroyed.
+ */
+class LM_API ThermalEvent : public AsyncEvent {
+ public:
+  /** The process-wide instance, created by the first call and destroyed at process exit. */
+  static ThermalEvent* getInstance();
+
+  /** Clients use getInstance(). */
+  ThermalEvent();
+  ~ThermalEvent() override;
+
+  /** Resets the listener's data, then does as VsyncEvent::startThread. */
+  void startThread() override;
+
+  /** The polling thread's body: fetches until the source's state is THREAD_EXIT. */
+  static void pollingThreadFunc(ThermalEvent* source);
 };

@@ -28,6 +28,10 @@ inline constexpr char kLogTag[] = "ANDR-PERF-LM";
 
 /** Component names, the first word of a log line. */
 inline constexpr char kAsyncEventsMgr[] = "AsyncEventsMgr";
+inline constexpr char kAsyncEventsMgrGfx[] = "AsyncEventsMgr_GFX";
+inline constexpr char kAsyncEventsMgrThermal[] = "AsyncEventsMgr_Thermal";
+inline constexpr char kCpPlhController[] = "CP_PLH_Controller";
+inline constexpr char kDependentServices[] = "DependentServices";
 inline constexpr char kFetchPreferredApps[] = "FetchPreferredApps";
 inline constexpr char kStatsProvider[] = "StatsProvider";
 

@@ -1,0 +1,107 @@
+#include "CpPLHController.h"
+
+#include <fstream>
+
+#include "LMLog.h"
+#include "config/NodePath.h"
+
+using lmsupport::kCpPlhController;
+
+namespace {
+
+enum CommandType : int { kFirstPreset, kSecondPreset, kAnyItem };
+
+/** What a look-up fills, with a byte more: terminated whatever the store writes. */
+using PathBuffer = char[kConfigValueSize + 1];
+
+/** For a catch (...) block: logs the exception being handled in the name of the calling function. */
+void logException(const char* function = __builtin_FUNCTION(), int line = __builtin_LINE()) {
+  try {
+    throw;
+  } catch (const std::exception& e) {
+    LM_LOGE_AS(lmsupport::kLogTag, kCpPlhController, function, line, "exception %s\n", e.what());
+  } catch (...) {
+    LM_LOGE_AS(lmsupport::kLogTag, kCpPlhController, function, line, "unknown exception\n");
+  }
+}
+
+}  // namespace
+
+CpPLHController::CpPLHController(std::vector<Command>& initial, Command& first, Command& second,
+                                 std::string name, void* (*initHook)())
+    : mName(std::move(name)), mSecondCmd(second), mFirstCmd(first) {
+  if (initHook != nullptr) {
+    initHook();
+  } else {
+    init(initial);
+  }
+}
+
+void CpPLHController::init(std::vector<Command>& initial) {
+  if (initial.empty()) {
+    mEnabled = false;
+    return;
+  }
+  try {
+    for (const auto& [item, setting] : initial) {
+      std::string value = setting;
+      PathBuffer path = {};
+      ConfigStore* const store = lmsupport::configStore();
+      if (store == nullptr) {
+        LM_LOGE(kCpPlhController, "mStore is NULL!!");
+      } else if (store->lookup(item, path) != 0) {
+        mEnabled = false;
+        return;
+      }
+      updateSysNodes(path, value);
+    }
+  } catch (...) {
+    logException();
+  }
+}
+
+int CpPLHController::commandCp(int type, std::string value, int item) {
+  if (!mEnabled) {
+    return 0;
+  }
+  try {
+    std::lock_guard lock(mCmdLock);
+    ConfigStore* const store = lmsupport::configStore();
+    if (store == nullptr || type < kFirstPreset || type > kAnyItem) {
+      return 0;
+    }
+    if (type != kAnyItem) {
+      const Command& preset = type == kFirstPreset ? mFirstCmd : mSecondCmd;
+      item = preset.first;
+      value = value.empty() ? preset.second : value;
+    }
+    PathBuffer path = {};
+    if (store->lookup(item, path) != 0) {
+      return 0;
+    }
+    updateSysNodes(path, value);
+    return 1;
+  } catch (...) {
+    logException();
+    return 0;
+  }
+}
+
+int CpPLHController::updateSysNodes(char* path, std::string& value) {
+  if (path == nullptr) {
+    return -1;
+  }
+  try {
+    std::ofstream node(path);
+    if (!node.is_open()) {
+      LM_LOGE(kCpPlhController, "Unable to open %s file", path);
+      return -1;
+    }
+    node << value;
+    node.close();
+    return 0;
+  } catch (...) {
+    logException();
+    return -1;
+  }
+}

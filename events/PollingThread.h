@@ -1,0 +1,35 @@
+#pragma once
+
+#include <new>
+#include <thread>
+
+#include "LMLog.h"
+
+namespace lmsupport {
+
+/**
+ * A source's startThread: creates the polling thread unless it exists. When that fails, thread stays
+ * null; a failure other than memory for the thread object is logged.
+ */
+template <typename Source>
+void startPollingThread(std::thread*& thread, Source* source, const char* component,
+                        const char* function = __builtin_FUNCTION(), int line = __builtin_LINE()) {
+  if (thread != nullptr) {
+    return;
+  }
+  try {
+    thread = new (std::nothrow) std::thread(Source::pollingThreadFunc, source);
+  } catch (...) {
+    LM_LOGE_AS(kLogTag, component, function, line, "Thread Creation Failed");
+  }
+}
+
+/** Waits for a polling thread that was told to exit. Wakes nobody. */
+inline void joinPollingThread(std::thread* thread) {
+  if (thread != nullptr && thread->joinable()) {
+    thread->join();
+    delete thread;
+  }
+}
+
+}  // namespace lmsupport

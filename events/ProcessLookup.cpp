@@ -1,0 +1,120 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <vector>
+
+#include <android-base/unique_fd.h>
+
+#include "AsyncEventsMgr.h"
+#include "LMLog.h"
+
+using android::base::unique_fd;
+using lmsupport::kAsyncEventsMgr;
+
+namespace {
+
+constexpr char kForegroundTasks[] = "/dev/cpuset/top-app/tasks";
+constexpr char kThreadGroupKey[] = "Tgid";
+constexpr int kAttempts = 5;
+constexpr useconds_t kAttemptDelayUs = 200000;
+
+/** The path of a file that /proc has for a task. */
+class TaskFile {
+ public:
+  TaskFile(int task, const char* name) {
+    snprintf(mPath, sizeof(mPath), "/proc/%d/%s", task, name);
+  }
+
+  const char* path() const { return mPath; }
+
+ private:
+  char mPath[32];
+};
+
+/**
+ * Whether the first NUL-terminated field of the task's command line is name. field is scratch space
+ * of a byte more than name has.
+ */
+bool isNamed(int task, const std::string& name, std::vector<char>& field) {
+  const unique_fd file(open(TaskFile(task, "cmdline").path(), O_RDONLY | O_CLOEXEC));
+  std::size_t size = 0;
+  for (ssize_t count;
+       size < field.size() && (count = read(file.get(), &field[size], field.size() - size)) > 0;) {
+    size += static_cast<std::size_t>(count);
+    if (std::memchr(field.data(), '\0', size) != nullptr) {
+      break;
+    }
+  }
+  const std::size_t length = strnlen(field.data(), size);
+  return length > 0 && length == name.size() && std::memcmp(field.data(), name.data(), length) == 0;
+}
+
+/** Reads the thread-group identifier: -1 without one, 0 for an unreadable one. */
+int threadGroup(std::istream& status) {
+  int group = -1;
+  for (std::string line; std::getline(status, line);) {
+    if (line.find(kThreadGroupKey) != std::string::npos) {
+      group = 0;
+      std::istringstream(line.substr(line.find(':') + 1)) >> group;
+    }
+  }
+  return group;
+}
+
+}  // namespace
+
+int AsyncEvent::getPid(std::string& name) {
+  int pid = -1;
+  for (int attempt = 0; attempt < kAttempts && pid <= 0; ++attempt) {
+    usleep(kAttemptDelayUs);
+    pid = getPidExpensive(name);
+  }
+  setPidOnMap(name, pid);
+  return pid;
+}
+
+int AsyncEvent::getPidExpensive(std::string& name) {
+  try {
+    std::ifstream list(kForegroundTasks);
+    if (!list.is_open()) {
+      return -1;
+    }
+    const std::vector<int> tasks{std::istream_iterator<int>(list), {}};
+    list.close();
+    std::vector<char> field(name.size() + 1);
+    for (const int task : tasks) {
+      if (!isNamed(task, name, field)) {
+        continue;
+      }
+      std::ifstream status(TaskFile(task, "status").path());
+      if (status.is_open()) {
+        return threadGroup(status);
+      }
+    }
+  } catch (...) {
+    lmsupport::logCaught(kAsyncEventsMgr);
+  }
+  return -1;
+}
+
+int AsyncEvent::getPidFromMap(std::string& name) {
+  const auto entry = mPidMap.find(name);
+  return entry != mPidMap.end() ? entry->second : -1;
+}
+
+void AsyncEvent::setPidOnMap(std::string& name, int pid) {
+  try {
+    mPidMap.insert_or_assign(name, pid);
+  } catch (const std::exception& e) {
+    LM_LOGE(kAsyncEventsMgr, "exception %s\n", e.what());
+  } catch (...) {
+    LM_LOGE(kAsyncEventsMgr, "Caught Exception");
+  }
+}
+
+void AsyncEvent::clearPidMap() { mPidMap.clear(); }

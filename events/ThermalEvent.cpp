@@ -1,0 +1,41 @@
+#include <chrono>
+
+#include "AsyncEventsMgr.h"
+#include "LMLog.h"
+#include "ThermalListenerV2.h"
+#include "events/PollingThread.h"
+
+#if __has_include(<aidl/android/hardware/thermal/IThermal.h>)
+#include <aidl/android/hardware/thermal/IThermal.h>
+#include <aidl/android/hardware/thermal/IThermalChangedCallback.h>
+#endif
+
+namespace {
+
+constexpr auto kFetchPeriod = std::chrono::milliseconds(300);
+
+}  // namespace
+
+ThermalEvent* ThermalEvent::getInstance() {
+  static ThermalEvent instance;
+  return &instance;
+}
+
+ThermalEvent::ThermalEvent() = default;
+
+ThermalEvent::~ThermalEvent() = default;
+
+void ThermalEvent::startThread() {
+  ThermalListenerV2::getInstance()->resetThermalData();
+  lmsupport::startPollingThread(mThread, this, lmsupport::kAsyncEventsMgrThermal);
+}
+
+void ThermalEvent::pollingThreadFunc(ThermalEvent* source) {
+  if (source == nullptr) {
+    return;
+  }
+  while (source->analyseThreadState() != THREAD_EXIT) {
+    ThermalListenerV2::getInstance()->getThermalData();
+    std::this_thread::sleep_for(kFetchPeriod);
+  }
+}

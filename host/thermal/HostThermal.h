@@ -1,0 +1,16 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "LMAttributes.h"
+
+namespace hostthermal {
+
+/** Temperatures in milli-degrees Celsius by the type of their zone, several zones may share one. */
+using Reading = std::multimap<std::string, int>;
+
+/** What the host's thermal listener fetched last; empty after a reset. Any thread. */
+LM_API Reading lastReading();
+
+}  // namespace hostthermal
