@@ -3,10 +3,9 @@
 /**
  * Attributes of the public headers.
  *
- * LM_API puts a class or function into the library's dynamic symbol table; LM_LOCAL keeps a member of
- * such a class out of it. LM_GUARDED_BY names the
- * mutex that must be held to touch a member; clang's -Wthread-safety checks it where libbase's
- * annotations are installed.
+ * LM_API puts a class or function into the library's dynamic symbol table; LM_LOCAL keeps a member
+ * of such a class out of it. LM_GUARDED_BY names the mutex that must be held to touch a member;
+ * clang's -Wthread-safety checks it where libbase's annotations are installed.
  */
 
 #define LM_API [[gnu::visibility("default")]]
