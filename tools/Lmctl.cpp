@@ -14,6 +14,7 @@
 #include "Favourites.h"
 #include "LookupCommand.h"
 #include "NodeCommands.h"
+#include "ServicesCommands.h"
 #include "StatsCommands.h"
 #include "WatchThermal.h"
 #include "WatchVsync.h"
@@ -172,6 +173,26 @@ void addLookup(CLI::App& app, Run& run) {
   pid->callback([=, &run] { run.status = lookUpProcess(*options, run.console); });
 }
 
+void addServices(CLI::App& app, Run& run) {
+  CLI::App* const services = app.add_subcommand("services", "Ask the platform's service tracker.");
+  services->require_subcommand(1);
+  const auto options = std::make_shared<ServicesOptions>();
+  const auto add = [&](const char* name, const char* description,
+                       int (*command)(const ServicesOptions&, Console&)) {
+    CLI::App* const query = services->add_subcommand(name, description);
+    query->add_flag("--json", options->json, "Print a JSON array");
+    query->callback([=, &run] { run.status = command(*options, run.console); });
+    return query;
+  };
+  add("clients", "Show the services connected to a service.", servicesClients)
+      ->add_option("NAME", options->name, "Service name")
+      ->required();
+  add("pids", "Show the processes of services.", servicesPids)
+      ->add_option("NAME", options->names, "Service names")
+      ->required();
+  add("active", "Show the processes of all active services.", servicesActive);
+}
+
 void addNode(CLI::App& app, Run& run) {
   CLI::App* const node = app.add_subcommand("node", "Kernel nodes by their item.");
   node->require_subcommand(1);
@@ -221,6 +242,8 @@ void addDemo(CLI::App& app, Run& run) {
     run.console.out << "\n";
     run.status = std::max(run.status, demonstrateThermal(run.console));
     run.console.out << "\n";
+    run.status = std::max(run.status, demonstrateServices(run.console));
+    run.console.out << "\n";
     run.status = std::max(run.status, demonstrateController(run.console));
   });
 }
@@ -238,6 +261,7 @@ int lmctl(int argc, const char* const* argv, Console& console) try {
   addFavourites(app, run);
   addStats(app, run);
   addLookup(app, run);
+  addServices(app, run);
   addNode(app, run);
   addDemo(app, run);
   try {
