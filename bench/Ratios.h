@@ -22,3 +22,4 @@ void setUpVsync();
 std::vector<Ratio> vsyncRatios();
 std::vector<Ratio> databaseRatios();
 std::vector<Ratio> statsRatios();
+std::vector<Ratio> servicesRatios();
