@@ -14,6 +14,8 @@ function(add_hidl_headers target folder)
   add_custom_command(
     OUTPUT ${hidl_HEADERS}
     COMMAND ${HIDL_GEN} -R -L c++-headers -o ${folder} ${hidl_ROOTS} ${hidl_PACKAGES}
+    # As later versions write it: without "inline", clang defines it once per object file.
+    COMMAND sed -i "s/^template<> constexpr/template<> inline constexpr/" ${hidl_HEADERS}
     DEPENDS ${hidl_SOURCES}
     COMMENT "Generating HIDL headers"
     VERBATIM)

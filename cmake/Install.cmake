@@ -2,7 +2,7 @@
 
 include(CMakePackageConfigHelpers)
 
-install(TARGETS lmsupport lmhost lmsupport_hidl
+install(TARGETS lmsupport lmhost
   EXPORT lmsupportTargets
   LIBRARY COMPONENT library NAMELINK_COMPONENT dev)
 install(DIRECTORY include/ host/core/ host/thermal/
@@ -12,10 +12,10 @@ install(DIRECTORY include/ host/core/ host/thermal/
 install(FILES host/hidl/HostServices.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lmsupport
   COMPONENT dev)
-install(DIRECTORY host/hidl/include/ ${PROJECT_BINARY_DIR}/host/hidl/generated/
+install(DIRECTORY host/hidl/include/ ${PROJECT_BINARY_DIR}/host/hidl/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lmsupport/hidl-host
   COMPONENT dev
-  FILES_MATCHING PATTERN *.h PATTERN *Hw*.h EXCLUDE PATTERN Bs*.h EXCLUDE)
+  FILES_MATCHING PATTERN *.h PATTERN *Hw*.h EXCLUDE PATTERN hw*.h EXCLUDE PATTERN Bs*.h EXCLUDE)
 install(FILES config/DynamicLoader.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lmsupport/config
   COMPONENT dev)

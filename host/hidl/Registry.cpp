@@ -115,11 +115,6 @@ using hosthidl::Registry;
 
 const char* IBase::descriptor = "android.hidl.base@1.0::IBase";
 
-Return<void> IBase::interfaceChain(interfaceChain_cb _hidl_cb) {
-  _hidl_cb({descriptor});
-  return hardware::Void();
-}
-
 Return<bool> IBase::linkToDeath(const sp<hardware::hidl_death_recipient>& recipient,
                                 std::uint64_t cookie) {
   return Registry::instance().link(*this, recipient, cookie);

@@ -11,7 +11,6 @@
 using android::sp;
 using android::status_t;
 using android::hardware::hidl_death_recipient;
-using android::hardware::hidl_string;
 using android::hardware::Return;
 using android::hardware::Void;
 using android::hidl::base::V1_0::IBase;
@@ -95,11 +94,11 @@ Return<void> IServicetracker::interfaceChain(interfaceChain_cb _hidl_cb) {
 
 Return<bool> IServicetracker::linkToDeath(const sp<hidl_death_recipient>& recipient,
                                           std::uint64_t cookie) {
-  return IBase::linkToDeath(recipient, cookie);
+  return V1_0::IServicetracker::linkToDeath(recipient, cookie);
 }
 
 Return<bool> IServicetracker::unlinkToDeath(const sp<hidl_death_recipient>& recipient) {
-  return IBase::unlinkToDeath(recipient);
+  return V1_0::IServicetracker::unlinkToDeath(recipient);
 }
 
 Return<sp<IServicetracker>> IServicetracker::castFrom(const sp<IServicetracker>& parent, bool) {

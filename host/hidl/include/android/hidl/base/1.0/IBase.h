@@ -29,7 +29,7 @@ struct IBase : virtual public RefBase {
       std::function<void(const hardware::hidl_vec<hardware::hidl_string>& descriptors)>;
 
   /** Passes the descriptors of the interface and of all that it extends, the last one first. */
-  virtual hardware::Return<void> interfaceChain(interfaceChain_cb _hidl_cb);
+  virtual hardware::Return<void> interfaceChain(interfaceChain_cb _hidl_cb) = 0;
 
   /**
    * Keeps the recipient until the service is declared dead, is destroyed, or the recipient is
