@@ -58,7 +58,7 @@ device: arm64 ## build the simulated device
 
 device-test: device ## run all tests on the simulated device
 	@tests/device_run_test.sh
-	@device/run -- sh -c 'lmsupport_test; status=$$?; device_test && exit $$status'
+	@device/run -- sh -c 'status=0; for test in lmsupport_test host_test device_test; do $$test || status=1; done; exit $$status'
 
 device-demo: device ## show the library at work on the simulated device
 	@device/run -- lmctl demo --device /sys/kernel/lmdevice
