@@ -60,7 +60,8 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
 
 TEST(Lmctl, DemoAndWatchSumUpWhatArrivedAlsoAfterASignal) {
   EXPECT_THAT(run("demo --seconds 0.5"),
-              Pair(kSuccess, ContainsRegex("[1-9][0-9]* sent +[1-9][0-9]* rec.*com.chat +17\n")));
+              Pair(kSuccess, ContainsRegex("[1-9][0-9]* sent +[1-9][0-9]* rec.*reported "
+                                           ".*\nframes .*\nlate .*com.chat +17\n")));
   const std::string watch = std::string("watch vsync --node ") + HostNameNode::kPath;
   const std::string demo = " & " LMCTL " demo --seconds 2 >/dev/null; ";
   EXPECT_THAT(run(watch + demo + "kill $!; wait $!"),

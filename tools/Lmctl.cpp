@@ -11,6 +11,7 @@
 #include "DbCommands.h"
 #include "Demo.h"
 #include "Favourites.h"
+#include "FramesDemo.h"
 #include "LookupCommand.h"
 #include "NodeCommands.h"
 #include "ServicesCommands.h"
@@ -184,7 +185,7 @@ void addItems(CLI::App& app, ConfigOverrides& overrides) {
 void addDemo(CLI::App& app, Run& run) {
   CLI::App* const demo = app.add_subcommand("demo", "Show the library's services at work.");
   const auto options = std::make_shared<DemoOptions>();
-  demo->add_option("--seconds", options->seconds, "How long to watch vsyncs")
+  demo->add_option("--seconds", options->seconds, "How long to watch vsyncs, and then frames")
       ->type_name("N")
       ->capture_default_str()
       ->check(CLI::Range(0.1, 3600.0));
@@ -195,6 +196,8 @@ void addDemo(CLI::App& app, Run& run) {
     run.status = demonstrateLookup(run.console);  // while there is only one thread
     run.console.out << "\n";
     run.status = std::max(run.status, runDemo(*options, run.console));
+    run.console.out << "\n";
+    run.status = std::max(run.status, demonstrateFrames(*options, run.console));
     run.console.out << "\n";
     run.status = std::max(run.status, demonstrateFavourites(run.console));
     run.console.out << "\n";
