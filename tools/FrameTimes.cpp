@@ -31,7 +31,7 @@ void FrameTimes::add(const GfxFrameData& sample, Clock::time_point arrival) {
   std::vector<double> sinceLast = sample.frameStartIntervals;
   if (started == 0 && !sinceLast.empty()) {
     started = 1;
-    sinceLast.erase(sinceLast.begin());  // no frame came before the first: it is a time of day
+    sinceLast.erase(sinceLast.begin());  // of the first: its own time
   }
   started += sinceLast.size();
   intervals.add(sinceLast, arrival);
