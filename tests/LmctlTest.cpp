@@ -10,6 +10,7 @@
 #include "HostCore.h"
 #include "HostNameNode.h"
 #include "Lmctl.h"
+#include "TemporaryFolder.h"
 #include "config/DynamicLoader.h"
 
 using testing::ContainsRegex;
@@ -30,6 +31,7 @@ std::pair<int, std::string> run(const std::string& words) {
 
 TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
   hostcore::clearItem(kVsyncNodeItem);
+  hostcore::clearItem(kGfxDataNodeItem);
   const std::string longPath(150, 'x');
   using Case = std::tuple<std::vector<const char*>, int, const char*>;
   for (auto [words, status, error] :
@@ -40,6 +42,10 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
         Case{{"demo", "--seconds", "0"}, kUsage, "lmctl demo: .*--seconds"},
         Case{{"watch", "vsync"}, kFailure, "item 22 is not configured.*--node PATH"},
         Case{{"watch", "vsync", "--node", "/none"}, kFailure, "/none: No such file.*--node PATH"},
+        Case{{"watch", "vsync", "--node", "/none", "--trace", ""}, kUsage, "no file name"},
+        Case{{"watch", "gfx"}, kFailure, "frame node: item 7 is not configured.*--node PATH"},
+        Case{{"watch", "gfx", "--node", "/proc/self/exe"}, kFailure, "neither a kernel node nor"},
+        Case{{"watch", "gfx", "--node", "/dev/null", "--ctrl", "/none"}, kFailure, "--ctrl PATH"},
         Case{{"watch", "vsync", "--help"}, kSuccess, "--node PATH"}}) {
     std::ostringstream out;
     std::ostringstream err;
@@ -54,17 +60,25 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
 
 TEST(Lmctl, DemoAndWatchSumUpWhatArrivedAlsoAfterASignal) {
   EXPECT_THAT(run("demo --seconds 0.5"),
-              Pair(kSuccess, ContainsRegex("[1-9][0-9]* sent +[1-9][0-9]* rec.*com.chat +17\n")));
+              Pair(kSuccess, ContainsRegex("[1-9][0-9]* sent +[1-9][0-9]* rec.*reported "
+                                           ".*\nframes .*\nlate .*com.chat +17\n")));
   const std::string watch = std::string("watch vsync --node ") + HostNameNode::kPath;
   const std::string demo = " & " LMCTL " demo --seconds 2 >/dev/null; ";
   EXPECT_THAT(run(watch + demo + "kill $!; wait $!"),
               Pair(kSuccess, ContainsRegex("^[0-9]+ events .*Hz\nvsync .* events .*\ninterval")));
-  const auto [status, text] = run(watch + " --json --seconds 1.2" + demo + "wait $!");
+  EXPECT_THAT(run(watch + " --seconds 60 --trace /none/x"), Pair(kFailure, ""));
+  const TemporaryFolder folder;
+  const std::string trace = folder.path() + "/trace";
+  const auto [status, text] =
+      run(watch + " --json --seconds 1.2 --trace " + trace + demo + "wait $!");
   EXPECT_EQ(status, kSuccess);
   const auto summary = nlohmann::json::parse(text);
   EXPECT_GT(summary["events"], 10);
   EXPECT_GE(summary["seconds"], 1.2);
   EXPECT_LE(summary["interval_us"]["median"], summary["interval_us"]["p99"]);
+  const auto events = nlohmann::json::parse(std::ifstream(trace))["traceEvents"];
+  const auto isInstant = [](const auto& event) { return event["ph"] == "i"; };
+  EXPECT_EQ(std::count_if(events.begin(), events.end(), isInstant), summary["events"]);
 }
 
 TEST(Lmctl, StoresAreFilledShownAndEmptied) {

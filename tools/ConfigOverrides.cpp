@@ -1,5 +1,8 @@
 #include "ConfigOverrides.h"
 
+#include <linux/magic.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,6 +15,24 @@ namespace {
 
 /** For the text hook, which knows no object. */
 ConfigOverrides* gOverrides = nullptr;
+
+/** Whether reading may mean to wait. The kernel's own nodes look like plain files. */
+bool mayBlock(const std::string& path) {
+  struct stat file;
+  struct statfs fileSystem;
+  if (stat(path.c_str(), &file) != 0 || statfs(path.c_str(), &fileSystem) != 0) {
+    return false;
+  }
+  switch (fileSystem.f_type) {
+    case SYSFS_MAGIC:
+    case PROC_SUPER_MAGIC:
+    case DEBUGFS_MAGIC:
+    case TRACEFS_MAGIC:
+      return S_ISREG(file.st_mode);
+    default:
+      return S_ISFIFO(file.st_mode) || S_ISCHR(file.st_mode);
+  }
+}
 
 }  // namespace
 
@@ -76,4 +97,13 @@ std::string nodeProblem(int item, int access) {
     return path + ": " + std::strerror(errno);
   }
   return {};
+}
+
+std::string blockingNodeProblem(int item) {
+  std::string problem = nodeProblem(item, R_OK);
+  const std::string path = lmsupport::configuredNodePath(item);
+  if (problem.empty() && !mayBlock(path)) {
+    problem = path + ": neither a kernel node nor a FIFO";
+  }
+  return problem;
 }

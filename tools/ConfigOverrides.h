@@ -43,3 +43,6 @@ std::string nodePathProblem(const std::string& path);
 
 /** Why the node configured for item cannot be read (R_OK) or written (W_OK), or nothing. */
 std::string nodeProblem(int item, int access);
+
+/** As that for reading, or why a reader of the node would never have to wait. */
+std::string blockingNodeProblem(int item);

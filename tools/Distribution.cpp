@@ -18,7 +18,8 @@ double toUs(Clock::duration duration) {
 
 }  // namespace
 
-Distribution::Distribution(std::vector<double> valuesUs) : mSorted(std::move(valuesUs)) {
+Distribution::Distribution(std::vector<double> values, Unit unit)
+    : mSorted(std::move(values)), mUnit(unit) {
   std::sort(mSorted.begin(), mSorted.end());
 }
 
@@ -32,8 +33,9 @@ double Distribution::percentile(double fraction) const {
 
 void Distribution::printSummary(std::ostream& out) const {
   std::ostringstream line;
-  line << std::fixed << std::setprecision(1) << "median " << median() << " us   p99 "
-       << percentile(0.99) << " us   largest " << largest() << " us\n";
+  line << std::fixed << std::setprecision(mUnit.digits) << "median " << median() << " "
+       << mUnit.name << "   p99 " << percentile(0.99) << " " << mUnit.name << "   largest "
+       << largest() << " " << mUnit.name << "\n";
   out << line.str();
 }
 
@@ -42,7 +44,7 @@ void Distribution::printHistogram(std::ostream& out) const {
     return;
   }
   const double low = percentile(0.05);
-  const double width = std::max(percentile(0.95) - low, 1.0) / kBins;
+  const double width = std::max((percentile(0.95) - low) / kBins, std::pow(10, -mUnit.digits));
   std::array<std::size_t, kBins + 2> counts{};  // the first and last are outside
   for (const double value : mSorted) {
     const double bin = std::floor((value - low) / width) + 1;
@@ -50,10 +52,10 @@ void Distribution::printHistogram(std::ostream& out) const {
   }
   const std::size_t highest = *std::max_element(counts.begin(), counts.end());
   std::ostringstream lines;
-  lines << std::fixed << std::setprecision(1);
+  lines << std::fixed << std::setprecision(mUnit.digits);
   for (int i = 0; i < kBins + 2; ++i) {
     lines << (i == 0 ? "  below " : "   from ") << std::setw(9) << low + std::max(i - 1, 0) * width
-          << " us " << std::setw(7) << counts[i] << "  "
+          << " " << mUnit.name << " " << std::setw(7) << counts[i] << "  "
           << std::string((counts[i] * kBarWidth + highest - 1) / highest, '#') << "\n";
   }
   out << lines.str();
@@ -72,7 +74,7 @@ Distribution jitter(const std::vector<Clock::time_point>& arrivals, Clock::durat
   for (std::size_t i = 1; i < arrivals.size(); ++i) {
     valuesUs.push_back(toUs(arrivals[i] - arrivals[i - 1] - period));
   }
-  return Distribution(std::move(valuesUs));
+  return {std::move(valuesUs), kMicroseconds};
 }
 
 Distribution latencies(const std::vector<Clock::time_point>& notified,
@@ -84,5 +86,5 @@ Distribution latencies(const std::vector<Clock::time_point>& notified,
       valuesUs.push_back(toUs(arrival - *std::prev(next)));
     }
   }
-  return Distribution(std::move(valuesUs));
+  return {std::move(valuesUs), kMicroseconds};
 }

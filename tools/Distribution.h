@@ -8,10 +8,18 @@
 
 #include "EventRecorder.h"
 
-/** Durations in microseconds, ready for percentiles. */
+/** How values are printed. One step of the last digit is the narrowest bar of a histogram. */
+struct Unit {
+  const char* name;
+  int digits;  ///< after the point
+};
+inline constexpr Unit kMicroseconds = {"us", 1};
+inline constexpr Unit kMilliseconds = {"ms", 2};
+
+/** Durations, ready for percentiles. */
 class Distribution {
  public:
-  explicit Distribution(std::vector<double> valuesUs);
+  Distribution(std::vector<double> values, Unit unit);
 
   bool empty() const { return mSorted.empty(); }
 
@@ -30,6 +38,7 @@ class Distribution {
 
  private:
   std::vector<double> mSorted;
+  Unit mUnit;
 };
 
 /** The times between successive events. */

@@ -7,17 +7,17 @@
 #include <memory>
 #include <ostream>
 
-#include "AsyncEventsMgr.h"
 #include "ConfigOverrides.h"
 #include "DbCommands.h"
 #include "Demo.h"
 #include "Favourites.h"
+#include "FramesDemo.h"
 #include "LookupCommand.h"
 #include "NodeCommands.h"
 #include "ServicesCommands.h"
 #include "StatsCommands.h"
+#include "WatchCommands.h"
 #include "WatchThermal.h"
-#include "WatchVsync.h"
 
 namespace {
 
@@ -27,50 +27,11 @@ std::string commandName(const CLI::App& app) {
   return named.empty() ? app.get_name() : app.get_name() + " " + commandName(*named.back());
 }
 
-int runWatchVsync(const std::string& node, const WatchOptions& options, Console& console) {
-  ConfigOverrides overrides;
-  if (!node.empty()) {
-    overrides.set(kVsyncNodeItem, node);
-  }
-  if (const std::string problem = nodeProblem(kVsyncNodeItem, R_OK); !problem.empty()) {
-    console.err << "lmctl: no vsync node: " << problem << "; name one with --node PATH\n";
-    return kFailure;
-  }
-  return watchVsync(*VsyncEvent::getInstance(), options, console);
-}
-
 /** A command does its work while the arguments are parsed, and leaves its status here. */
 struct Run {
   Console& console;
   int status = kSuccess;
 };
-
-void addWatchOptions(CLI::App& source, WatchOptions& options) {
-  source
-      .add_option("--seconds", options.seconds,
-                  "How long to watch, up to a day; until Ctrl-C when not given")
-      ->type_name("N")
-      ->check(CLI::Range(0.1, 86400.0));
-  source.add_flag("--json", options.json, "Print one JSON object at the end");
-}
-
-void addWatch(CLI::App& app, Run& run) {
-  CLI::App* const watch = app.add_subcommand("watch", "Show events as they arrive.");
-  watch->require_subcommand(1);
-  CLI::App* const vsync = watch->add_subcommand("vsync", "Show the display's vsync events.");
-  const auto node = std::make_shared<std::string>();
-  const auto options = std::make_shared<WatchOptions>();
-  vsync->add_option("--node", *node, "Kernel node to poll, instead of the configured one")
-      ->type_name("PATH")
-      ->check(CLI::Validator(nodePathProblem, "", ""));
-  addWatchOptions(*vsync, *options);
-  vsync->callback([=, &run] { run.status = runWatchVsync(*node, *options, run.console); });
-
-  CLI::App* const thermal =
-      watch->add_subcommand("thermal", "Keep the thermal listener fetching; show its zones.");
-  addWatchOptions(*thermal, *options);
-  thermal->callback([=, &run] { run.status = watchThermal(*options, run.console); });
-}
 
 CLI::App* addDbCommand(CLI::App& db, Run& run, const char* name, const char* description,
                        const std::shared_ptr<DbOptions>& options,
@@ -224,7 +185,7 @@ void addItems(CLI::App& app, ConfigOverrides& overrides) {
 void addDemo(CLI::App& app, Run& run) {
   CLI::App* const demo = app.add_subcommand("demo", "Show the library's services at work.");
   const auto options = std::make_shared<DemoOptions>();
-  demo->add_option("--seconds", options->seconds, "How long to watch vsyncs")
+  demo->add_option("--seconds", options->seconds, "How long to watch vsyncs, and then frames")
       ->type_name("N")
       ->capture_default_str()
       ->check(CLI::Range(0.1, 3600.0));
@@ -235,6 +196,8 @@ void addDemo(CLI::App& app, Run& run) {
     run.status = demonstrateLookup(run.console);  // while there is only one thread
     run.console.out << "\n";
     run.status = std::max(run.status, runDemo(*options, run.console));
+    run.console.out << "\n";
+    run.status = std::max(run.status, demonstrateFrames(*options, run.console));
     run.console.out << "\n";
     run.status = std::max(run.status, demonstrateFavourites(run.console));
     run.console.out << "\n";
@@ -256,7 +219,7 @@ int lmctl(int argc, const char* const* argv, Console& console) try {
   ConfigOverrides items;
   addItems(app, items);
   Run run{console};
-  addWatch(app, run);
+  addWatch(app, console, run.status);
   addDb(app, run);
   addFavourites(app, run);
   addStats(app, run);

@@ -43,6 +43,6 @@ void showProgress(Console& console, const StopSignals& signals, Clock::time_poin
   }
   signals.wait(std::max(end - Clock::now(), Clock::duration::zero()));
   if (line && console.live) {
-    console.out << kEraseLine;
+    console.out << kEraseLine << std::flush;
   }
 }

@@ -45,12 +45,11 @@ std::string readingLine() {
 int watchThermal(const WatchOptions& options, Console& console) {
   const StopSignals signals;
   const Clock::time_point begin = Clock::now();
-  const Clock::time_point end =
-      options.seconds > 0 ? begin + fromSeconds(options.seconds) : Clock::time_point::max();
   ThermalEvent& source = *ThermalEvent::getInstance();
   source.registerCallBack(onThermal, nullptr);
   source.startEvent(onThermal);
-  showProgress(console, signals, end, options.json ? ProgressLine() : readingLine);
+  showProgress(console, signals, options.endAfter(begin),
+               options.json ? ProgressLine() : readingLine);
   source.pauseEvent(onThermal);
 
   if (options.json) {

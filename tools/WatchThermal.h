@@ -1,6 +1,7 @@
 #pragma once
 
-#include "WatchVsync.h"
+#include "Console.h"
+#include "WatchOptions.h"
 
 /** Keeps the thermal listener fetching until time or a signal ends it, and shows what it read. */
 int watchThermal(const WatchOptions& options, Console& console);

@@ -1,12 +1,14 @@
 #include "WatchVsync.h"
 
 #include <iomanip>
+#include <optional>
 #include <ostream>
 #include <sstream>
 
 #include "AsyncEventsMgr.h"
 #include "Distribution.h"
 #include "Progress.h"
+#include "Trace.h"
 
 namespace {
 
@@ -39,14 +41,16 @@ void printJson(const EventRecorder& recorder, double seconds, std::ostream& out)
 
 int watchVsync(VsyncEvent& source, const WatchOptions& options, Console& console) {
   const StopSignals signals;
-  EventRecorder recorder;
   const Clock::time_point begin = Clock::now();
-  const Clock::time_point end =
-      options.seconds > 0 ? begin + fromSeconds(options.seconds) : Clock::time_point::max();
+  std::optional<TraceWriter> trace;
+  if (!options.trace.empty()) {
+    trace.emplace(options.trace, begin);
+  }
+  EventRecorder recorder;
   source.registerCallBack(EventRecorder::onEvent, &recorder);
   source.startEvent(EventRecorder::onEvent);
   showProgress(
-      console, signals, end,
+      console, signals, options.endAfter(begin),
       options.json ? ProgressLine() : [&] { return eventsAndRate(recorder); });
   source.pauseEvent(EventRecorder::onEvent);
 
@@ -54,6 +58,10 @@ int watchVsync(VsyncEvent& source, const WatchOptions& options, Console& console
     printJson(recorder, std::chrono::duration<double>(Clock::now() - begin).count(), console.out);
   } else {
     printText(recorder, console.out);
+  }
+  if (trace) {
+    trace->addInstants("vsync", recorder.arrivals());
+    trace->finish();
   }
   return kSuccess;
 }

@@ -1,16 +1,13 @@
 #pragma once
 
 #include "Console.h"
+#include "WatchOptions.h"
 
 class VsyncEvent;
 
-struct WatchOptions {
-  double seconds = 0;  ///< how long to watch; 0 until a signal
-  bool json = false;   ///< print one JSON object at the end instead of text
-};
-
 /**
  * Starts source, shows its events until time or SIGINT or SIGTERM ends it, pauses it and sums up.
- * Once per source: the callback stays registered with the first call's state.
+ * Once per source: the callback stays registered with the first call's state. Throws
+ * std::runtime_error when the trace cannot be written; before the start, when it cannot be created.
  */
 int watchVsync(VsyncEvent& source, const WatchOptions& options, Console& console);

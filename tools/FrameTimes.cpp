@@ -1,0 +1,97 @@
+#include "FrameTimes.h"
+
+#include <cmath>
+#include <iomanip>
+#include <numeric>
+#include <ostream>
+#include <sstream>
+
+#include "AsyncEventsMgr.h"
+#include "Distribution.h"
+
+namespace {
+
+Distribution distribution(const Durations& durations) { return {durations.ms, kMilliseconds}; }
+
+std::string rateText(double hz) {
+  std::ostringstream text;
+  text << std::fixed << std::setprecision(1) << hz << " Hz";
+  return text.str();
+}
+
+}  // namespace
+
+void Durations::add(const std::vector<double>& sampleMs, Clock::time_point arrival) {
+  ms.insert(ms.end(), sampleMs.begin(), sampleMs.end());
+  arrivals.resize(ms.size(), arrival);
+}
+
+void FrameTimes::add(const GfxFrameData& sample, Clock::time_point arrival) {
+  ++reads;
+  std::vector<double> sinceLast = sample.frameStartIntervals;
+  if (started == 0 && !sinceLast.empty()) {
+    started = 1;
+    sinceLast.erase(sinceLast.begin());  // of the first: its own time
+  }
+  started += sinceLast.size();
+  intervals.add(sinceLast, arrival);
+  firstToSecond.add(sample.firstToSecondStage, arrival);
+  secondToThird.add(sample.secondToThirdStage, arrival);
+}
+
+double FrameTimes::rateHz() const {
+  const double spanMs = std::accumulate(intervals.ms.begin(), intervals.ms.end(), 0.0);
+  return spanMs > 0 ? 1000 * static_cast<double>(intervals.ms.size()) / spanMs : 0;
+}
+
+std::string FrameTimes::progressLine() const {
+  return std::to_string(started) + " frames   " + rateText(rateHz());
+}
+
+void FrameTimes::print(std::ostream& out) const {
+  if (started == 0) {
+    out << "frames     none in " << reads << " reads\n";
+    return;
+  }
+  out << "frames     " << started << " started   " << secondToThird.ms.size() << " finished   "
+      << rateText(rateHz()) << "\n";
+  const Lateness late(intervals.ms);
+  std::ostringstream period;
+  period << std::fixed << std::setprecision(kMilliseconds.digits) << late.periodMs;
+  out << "late       " << late.frames << " frames   " << late.missedRefreshes
+      << " refreshes missed   period " << period.str() << " ms\nstage 1-2  ";
+  distribution(firstToSecond).printSummary(out);
+  out << "stage 2-3  ";
+  distribution(secondToThird).printSummary(out);
+  out << "interval   ";
+  const Distribution between = distribution(intervals);
+  between.printSummary(out);
+  between.printHistogram(out);
+}
+
+nlohmann::ordered_json FrameTimes::toJson() const {
+  const Lateness late(intervals.ms);
+  return {
+      {"reads", reads},
+      {"frames", started},
+      {"finished", secondToThird.ms.size()},
+      {"rate_hz", rateHz()},
+      {"period_ms", late.periodMs},
+      {"late", late.frames},
+      {"missed_refreshes", late.missedRefreshes},
+      {"interval_ms", distribution(intervals).toJson()},
+      {"stage_1_to_2_ms", distribution(firstToSecond).toJson()},
+      {"stage_2_to_3_ms", distribution(secondToThird).toJson()},
+  };
+}
+
+Lateness::Lateness(const std::vector<double>& intervalsMs)
+    : periodMs(Distribution(intervalsMs, kMilliseconds).median()) {
+  constexpr double kLate = 1.5;
+  for (const double interval : intervalsMs) {
+    if (interval > kLate * periodMs) {
+      ++frames;
+      missedRefreshes += static_cast<std::size_t>(std::lround(interval / periodMs)) - 1;
+    }
+  }
+}

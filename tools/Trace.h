@@ -1,0 +1,57 @@
+#pragma once
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "FrameTimes.h"
+
+/**
+ * A trace file for ui.perfetto.dev, in the JSON format of Chrome's traces. Times are relative to the
+ * begin of the trace.
+ *
+ * Durations are known when they arrive, not when they took place, so each is put where it ends with
+ * its arrival; of those that arrive together, one follows the other and the last ends then. What
+ * would have begun before the trace is shifted to its begin. Durations that overlap nevertheless,
+ * of frames in flight at the same time, go to further tracks of the same name, up to kLanes in all;
+ * what finds all of them taken is shifted behind what ends first.
+ */
+class TraceWriter {
+ public:
+  static constexpr std::size_t kLanes = 4;
+
+  /** Begins path.tmp. Throws std::runtime_error when it cannot, or path is not for a plain file. */
+  TraceWriter(std::string path, Clock::time_point begin);
+  ~TraceWriter();
+  TraceWriter(const TraceWriter&) = delete;
+  TraceWriter& operator=(const TraceWriter&) = delete;
+
+  /** Adds a track of points in time. */
+  void addInstants(const std::string& name, const std::vector<Clock::time_point>& times);
+
+  /** Adds a track, or several, of durations. */
+  void addSlices(const std::string& name, const Durations& durations);
+
+  /** Adds a track that shows each duration as a value, in milliseconds, from its end on. */
+  void addCounter(const std::string& name, const Durations& durations);
+
+  /** Puts the trace in the place of path. Throws std::runtime_error when it cannot. */
+  void finish();
+
+ private:
+  /** When each of the durations began, in ns. */
+  std::vector<long long> begins(const Durations& durations) const;
+  long long sinceBegin(Clock::time_point time) const;
+
+  /** Adds what names a track; returns the track's number. */
+  int addTrack(const std::string& name);
+  void add(const nlohmann::ordered_json& event);
+
+  const std::string mPath;
+  const std::string mTemporaryPath;
+  const Clock::time_point mBegin;
+  std::ofstream mFile;
+  int mTracks = 0;
+  bool mEmpty = true;
+};

@@ -1,0 +1,53 @@
+#include "WatchGfx.h"
+
+#include <optional>
+#include <ostream>
+
+#include "AsyncEventsMgr.h"
+#include "FrameRecorder.h"
+#include "Progress.h"
+#include "Trace.h"
+
+namespace {
+
+void printJson(const FrameTimes& times, double seconds, std::ostream& out) {
+  nlohmann::ordered_json summary = {{"source", "gfx"}, {"seconds", seconds}};
+  summary.update(times.toJson());
+  out << summary.dump(2) << "\n";
+}
+
+void writeTrace(const FrameTimes& times, TraceWriter& trace) {
+  trace.addSlices("stage 1-2", times.firstToSecond);
+  trace.addSlices("stage 2-3", times.secondToThird);
+  trace.addCounter("frame interval", times.intervals);
+  trace.finish();
+}
+
+}  // namespace
+
+int watchGfx(GfxEvent& source, int controlValue, const WatchOptions& options, Console& console) {
+  const StopSignals signals;
+  const Clock::time_point begin = Clock::now();
+  std::optional<TraceWriter> trace;
+  if (!options.trace.empty()) {
+    trace.emplace(options.trace, begin);
+  }
+  FrameRecorder recorder;
+  source.registerCallBack(FrameRecorder::onEvent, &recorder);
+  source.startEvent(FrameRecorder::onEvent, controlValue);
+  showProgress(
+      console, signals, options.endAfter(begin),
+      options.json ? ProgressLine() : [&] { return recorder.progressLine(); });
+  source.pauseEvent(FrameRecorder::onEvent);
+
+  const FrameTimes times = recorder.times();
+  if (options.json) {
+    printJson(times, std::chrono::duration<double>(Clock::now() - begin).count(), console.out);
+  } else {
+    times.print(console.out);
+  }
+  if (trace) {
+    writeTrace(times, *trace);
+  }
+  return kSuccess;
+}
