@@ -20,5 +20,6 @@ int runBenchmarks(int argc, char** argv, const std::vector<Ratio>& ratios);
 void setUpVsync();
 
 std::vector<Ratio> vsyncRatios();
+std::vector<Ratio> gfxRatios();
 std::vector<Ratio> databaseRatios();
 std::vector<Ratio> statsRatios();
