@@ -83,7 +83,7 @@ std::vector<Page> typicalPages(unsigned inFlight) {
   return pages;
 }
 
-/** Records of which a page is full, where none is typical. */
+/** What may stand for a time and fill the rest of a page, where nothing is typical. */
 const std::string kHostileRecords[] = {
     "x",
     "x y z x y z:",
@@ -102,6 +102,7 @@ const std::string kHostileRecords[] = {
 
 std::vector<Page> hostilePages(const benchmark::State& state) {
   Page page;
+  page.add("0 1 1 1 ");
   while (page.add(kHostileRecords[state.range(0)])) {
   }
   return {page};
