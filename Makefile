@@ -25,7 +25,7 @@ bench: ## measure against bare system calls and what else a user would pick
 	@cmake --build --preset release --target lmsupport_bench
 	@$(BUILD)/bench/lmsupport_bench --benchmark_enable_random_interleaving=true
 
-check: format-check tidy test-release test-asan test-tsan test-libcxx package ## everything CI checks
+check: format-check tidy test-release test-asan test-tsan test-libcxx abi-check package ## everything CI checks
 
 format: ## format the sources
 	@$(SETUP) check
@@ -58,10 +58,17 @@ device: arm64 ## build the simulated device
 
 device-test: device ## run all tests on the simulated device
 	@tests/device_run_test.sh
-	@device/run -- sh -c 'lmsupport_test; status=$$?; device_test && exit $$status'
+	@device/run -- sh -c 'status=0; for test in lmsupport_test host_test device_test; do $$test || status=1; done; exit $$status'
 
 device-demo: device ## show the library at work on the simulated device
 	@device/run -- lmctl demo --device /sys/kernel/lmdevice
+
+abi-check: ## compare the library's public interface with tests/lmsupport.abi
+abi-check abi-update:
+	@$(SETUP) build check
+	@cmake --preset debug >/dev/null
+	@cmake --build --preset debug --target lmsupport
+	@scripts/check-abi $(if $(filter abi-update,$@),--update) build/debug/liblmsupport.so tests/lmsupport.abi
 
 package: ## make Debian packages
 	@$(SETUP) build check
@@ -79,4 +86,4 @@ clean: ## remove what was built
 	@rm -rf build
 
 .PHONY: help demo test bench check format format-check tidy arm64 device device-test device-demo \
-  package install clean
+  abi-check abi-update package install clean

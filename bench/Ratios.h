@@ -23,3 +23,4 @@ std::vector<Ratio> vsyncRatios();
 std::vector<Ratio> gfxRatios();
 std::vector<Ratio> databaseRatios();
 std::vector<Ratio> statsRatios();
+std::vector<Ratio> servicesRatios();

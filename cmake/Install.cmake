@@ -9,6 +9,13 @@ install(DIRECTORY include/ host/core/ host/thermal/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lmsupport
   COMPONENT dev
   FILES_MATCHING PATTERN *.h)
+install(FILES host/hidl/HostServices.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lmsupport
+  COMPONENT dev)
+install(DIRECTORY host/hidl/include/ ${PROJECT_BINARY_DIR}/host/hidl/
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lmsupport/hidl-host
+  COMPONENT dev
+  FILES_MATCHING PATTERN *.h PATTERN *Hw*.h EXCLUDE PATTERN hw*.h EXCLUDE PATTERN Bs*.h EXCLUDE)
 install(FILES config/DynamicLoader.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lmsupport/config
   COMPONENT dev)
@@ -23,6 +30,7 @@ install(
     ${CMAKE_CURRENT_BINARY_DIR}/lmsupportConfig.cmake
     ${CMAKE_CURRENT_BINARY_DIR}/lmsupportConfigVersion.cmake
     cmake/FindAndroidLog.cmake
+    cmake/FindAndroidUtils.cmake
   DESTINATION ${cmake_dir}
   COMPONENT dev)
 
@@ -55,7 +63,7 @@ set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME liblmsupport1)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME liblmsupport-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "android-liblog-dev, libsqlite3-dev")
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "android-liblog-dev, android-libutils-dev, libsqlite3-dev")
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME lmctl)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
 include(CPack)

@@ -1,9 +1,11 @@
-# Writes each target's sources, one path a line and sorted, for scripts/check-android-bp.
+# Writes each target's sources, one path a line and sorted, for scripts/check-android-bp; without the
+# HIDL runtime, which Android has.
 function(lmsupport_list_sources target module)
   get_target_property(sources ${target} SOURCES)
   get_target_property(folder ${target} SOURCE_DIR)
   list(TRANSFORM sources PREPEND ${folder}/)
   list(TRANSFORM sources REPLACE "^${PROJECT_SOURCE_DIR}/" "")
+  list(FILTER sources EXCLUDE REGEX "^host/hidl/")
   list(SORT sources)
   list(JOIN sources "\n" lines)
   file(WRITE ${PROJECT_BINARY_DIR}/sources/${module} "${lines}\n")

@@ -14,10 +14,14 @@ void* operator new(std::size_t size) {
   return memory != nullptr ? memory : throw std::bad_alloc();
 }
 
+void* operator new[](std::size_t size) { return operator new(size); }
+
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   return isLast(failingnew::gNothrow) ? nullptr : malloc(size);
 }
 
 void operator delete(void* memory) noexcept { free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { free(memory); }
+void operator delete[](void* memory) noexcept { free(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { free(memory); }
 void operator delete(void* memory, const std::nothrow_t&) noexcept { free(memory); }

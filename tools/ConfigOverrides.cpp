@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "config/NodePath.h"
 
@@ -15,9 +16,9 @@ ConfigOverrides* gOverrides = nullptr;
 }  // namespace
 
 ConfigOverrides::ConfigOverrides()
-    : mConfiguredStore(DynamicLoader::getInstance()->mStore),
+    : mOuter(std::exchange(gOverrides, this)),
+      mConfiguredStore(DynamicLoader::getInstance()->mStore),
       mConfiguredFetchText(DynamicLoader::getInstance()->mFetchConfigText) {
-  gOverrides = this;
   DynamicLoader::getInstance()->mStore = this;
   DynamicLoader::getInstance()->mFetchConfigText = fetchText;
 }
@@ -25,7 +26,7 @@ ConfigOverrides::ConfigOverrides()
 ConfigOverrides::~ConfigOverrides() {
   DynamicLoader::getInstance()->mStore = mConfiguredStore;
   DynamicLoader::getInstance()->mFetchConfigText = mConfiguredFetchText;
-  gOverrides = nullptr;
+  gOverrides = mOuter;
 }
 
 void ConfigOverrides::set(int item, std::string path) {
@@ -44,12 +45,16 @@ void ConfigOverrides::setText(int key, std::string text) {
   mTexts.insert_or_assign(key, std::move(text));
 }
 
-char* ConfigOverrides::fetchText(int key) {
-  if (const auto entry = gOverrides->mTexts.find(key); entry != gOverrides->mTexts.end()) {
+char* ConfigOverrides::fetchText(int key) { return gOverrides->findText(key); }
+
+char* ConfigOverrides::findText(int key) const {
+  if (const auto entry = mTexts.find(key); entry != mTexts.end()) {
     return strdup(entry->second.c_str());
   }
-  const auto configured = gOverrides->mConfiguredFetchText;
-  return configured != nullptr ? configured(key) : nullptr;
+  if (mOuter != nullptr) {
+    return mOuter->findText(key);
+  }
+  return mConfiguredFetchText != nullptr ? mConfiguredFetchText(key) : nullptr;
 }
 
 std::string nodePathProblem(const std::string& path) {
@@ -62,12 +67,12 @@ std::string nodePathProblem(const std::string& path) {
   return {};
 }
 
-std::string nodeProblem(int item) {
+std::string nodeProblem(int item, int access) {
   const std::string path = lmsupport::configuredNodePath(item);
   if (path.empty()) {
     return "item " + std::to_string(item) + " is not configured";
   }
-  if (access(path.c_str(), R_OK) != 0) {
+  if (::access(path.c_str(), access) != 0) {
     return path + ": " + std::strerror(errno);
   }
   return {};

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <string>
 #include <unordered_map>
 
@@ -7,8 +9,8 @@
 
 /**
  * Values given on the command line, put in front of those of whichever core library is there, for
- * this process and as long as the object lives. One at a time. Set them before the library looks
- * them up: there is no lock.
+ * this process and as long as the object lives; a later object's in front of an earlier one's. Set
+ * them before the library looks them up: there is no lock.
  */
 class ConfigOverrides final : public ConfigStore {
  public:
@@ -27,7 +29,9 @@ class ConfigOverrides final : public ConfigStore {
 
  private:
   static char* fetchText(int key);
+  char* findText(int key) const;
 
+  ConfigOverrides* const mOuter;
   ConfigStore* const mConfiguredStore;
   char* (*const mConfiguredFetchText)(int key);
   std::unordered_map<int, std::string> mPaths;
@@ -37,5 +41,5 @@ class ConfigOverrides final : public ConfigStore {
 /** Why path cannot be an item's value, or nothing. */
 std::string nodePathProblem(const std::string& path);
 
-/** Why the node configured for item cannot be read, or nothing. */
-std::string nodeProblem(int item);
+/** Why the node configured for item cannot be read (R_OK) or written (W_OK), or nothing. */
+std::string nodeProblem(int item, int access);

@@ -9,6 +9,7 @@
 #include "DbCommands.h"
 #include "FetchPreferredApps.h"
 #include "Rows.h"
+#include "TemporaryFolder.h"
 
 namespace {
 
@@ -56,10 +57,8 @@ int rebuildFavourites(const FavouritesOptions& options, Console& console) {
 }
 
 int demonstrateFavourites(Console& console) {
-  std::string folder = std::filesystem::temp_directory_path() / "lmctl-XXXXXX";
-  if (mkdtemp(folder.data()) == nullptr) {
-    throw std::runtime_error("cannot make " + folder + "; set TMPDIR to a folder you can write");
-  }
+  const TemporaryFolder temporary;
+  const std::string& folder = temporary.path();
   for (const auto& [app, launches] : {std::pair{"com.mail", "41"}, {"com.chat", "17"}}) {
     DbOptions put = {.file = folder + "/" + fileOf(kHistoryTable), .table = kHistoryTable};
     put.key.appName = app;
@@ -69,7 +68,5 @@ int demonstrateFavourites(Console& console) {
   const FavouritesOptions options = {
       .folder = folder, .text = "com.mail/com.chat/=com.game/com.chat/=com.mail/com.maps/"};
   console.out << "Favourite applications, rebuilt from '" << *options.text << "'\n";
-  const int status = rebuildFavourites(options, console);
-  std::filesystem::remove_all(folder);
-  return status;
+  return rebuildFavourites(options, console);
 }

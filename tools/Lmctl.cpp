@@ -12,7 +12,11 @@
 #include "DbCommands.h"
 #include "Demo.h"
 #include "Favourites.h"
+#include "LookupCommand.h"
+#include "NodeCommands.h"
+#include "ServicesCommands.h"
 #include "StatsCommands.h"
+#include "WatchThermal.h"
 #include "WatchVsync.h"
 
 namespace {
@@ -28,7 +32,7 @@ int runWatchVsync(const std::string& node, const WatchOptions& options, Console&
   if (!node.empty()) {
     overrides.set(kVsyncNodeItem, node);
   }
-  if (const std::string problem = nodeProblem(kVsyncNodeItem); !problem.empty()) {
+  if (const std::string problem = nodeProblem(kVsyncNodeItem, R_OK); !problem.empty()) {
     console.err << "lmctl: no vsync node: " << problem << "; name one with --node PATH\n";
     return kFailure;
   }
@@ -41,6 +45,15 @@ struct Run {
   int status = kSuccess;
 };
 
+void addWatchOptions(CLI::App& source, WatchOptions& options) {
+  source
+      .add_option("--seconds", options.seconds,
+                  "How long to watch, up to a day; until Ctrl-C when not given")
+      ->type_name("N")
+      ->check(CLI::Range(0.1, 86400.0));
+  source.add_flag("--json", options.json, "Print one JSON object at the end");
+}
+
 void addWatch(CLI::App& app, Run& run) {
   CLI::App* const watch = app.add_subcommand("watch", "Show events as they arrive.");
   watch->require_subcommand(1);
@@ -50,13 +63,13 @@ void addWatch(CLI::App& app, Run& run) {
   vsync->add_option("--node", *node, "Kernel node to poll, instead of the configured one")
       ->type_name("PATH")
       ->check(CLI::Validator(nodePathProblem, "", ""));
-  vsync
-      ->add_option("--seconds", options->seconds,
-                   "How long to watch, up to a day; until Ctrl-C when not given")
-      ->type_name("N")
-      ->check(CLI::Range(0.1, 86400.0));
-  vsync->add_flag("--json", options->json, "Print one JSON object at the end");
+  addWatchOptions(*vsync, *options);
   vsync->callback([=, &run] { run.status = runWatchVsync(*node, *options, run.console); });
+
+  CLI::App* const thermal =
+      watch->add_subcommand("thermal", "Keep the thermal listener fetching; show its zones.");
+  addWatchOptions(*thermal, *options);
+  thermal->callback([=, &run] { run.status = watchThermal(*options, run.console); });
 }
 
 CLI::App* addDbCommand(CLI::App& db, Run& run, const char* name, const char* description,
@@ -149,6 +162,65 @@ void addStats(CLI::App& app, Run& run) {
   addStatsCommand(app, run, "mem", "Show swap and vmalloc figures.", options, showMemory);
 }
 
+void addLookup(CLI::App& app, Run& run) {
+  CLI::App* const pid = app.add_subcommand(
+      "pid", "Look for a process among the foreground tasks, for up to a second.");
+  const auto options = std::make_shared<LookupOptions>();
+  pid->add_option("NAME", options->name, "Its command's whole first word; an app's package name")
+      ->required();
+  pid->add_flag("--once", options->once, "Look only once, and at once");
+  pid->add_flag("--json", options->json, "Print a JSON object");
+  pid->callback([=, &run] { run.status = lookUpProcess(*options, run.console); });
+}
+
+void addServices(CLI::App& app, Run& run) {
+  CLI::App* const services = app.add_subcommand("services", "Ask the platform's service tracker.");
+  services->require_subcommand(1);
+  const auto options = std::make_shared<ServicesOptions>();
+  const auto add = [&](const char* name, const char* description,
+                       int (*command)(const ServicesOptions&, Console&)) {
+    CLI::App* const query = services->add_subcommand(name, description);
+    query->add_flag("--json", options->json, "Print a JSON array");
+    query->callback([=, &run] { run.status = command(*options, run.console); });
+    return query;
+  };
+  add("clients", "Show the services connected to a service.", servicesClients)
+      ->add_option("NAME", options->name, "Service name")
+      ->required();
+  add("pids", "Show the processes of services.", servicesPids)
+      ->add_option("NAME", options->names, "Service names")
+      ->required();
+  add("active", "Show the processes of all active services.", servicesActive);
+}
+
+void addNode(CLI::App& app, Run& run) {
+  CLI::App* const node = app.add_subcommand("node", "Kernel nodes by their item.");
+  node->require_subcommand(1);
+  CLI::App* const write = node->add_subcommand("write", "Write a text to an item's node.");
+  const auto item = std::make_shared<int>();
+  const auto value = std::make_shared<std::string>();
+  write->add_option("ITEM", *item, "Item number")->required();
+  write->add_option("VALUE", *value, "Text, written as it is")->required();
+  write->callback([=, &run] { run.status = writeNode(*item, *value, run.console); });
+}
+
+/** Options of lmctl itself may follow the command, too. */
+void addItems(CLI::App& app, ConfigOverrides& overrides) {
+  app.fallthrough();
+  app.add_option_function<std::vector<std::string>>(
+         "--item",
+         [&overrides](const std::vector<std::string>& items) {
+           for (const std::string& item : items) {
+             const std::size_t equals = item.find('=');
+             overrides.set(std::stoi(item), item.substr(equals + 1));
+           }
+         },
+         "Node of an item, instead of the configured one; repeatable")
+      ->type_name("N=PATH")
+      ->allow_extra_args(false)
+      ->check(CLI::Validator(itemProblem, "", ""));
+}
+
 void addDemo(CLI::App& app, Run& run) {
   CLI::App* const demo = app.add_subcommand("demo", "Show the library's services at work.");
   const auto options = std::make_shared<DemoOptions>();
@@ -160,11 +232,19 @@ void addDemo(CLI::App& app, Run& run) {
                    "Folder of the simulated device's nodes, instead of a private host name node")
       ->type_name("DIR");
   demo->callback([=, &run] {
-    run.status = runDemo(*options, run.console);
+    run.status = demonstrateLookup(run.console);  // while there is only one thread
+    run.console.out << "\n";
+    run.status = std::max(run.status, runDemo(*options, run.console));
     run.console.out << "\n";
     run.status = std::max(run.status, demonstrateFavourites(run.console));
     run.console.out << "\n";
     run.status = std::max(run.status, demonstrateStats(run.console));
+    run.console.out << "\n";
+    run.status = std::max(run.status, demonstrateThermal(run.console));
+    run.console.out << "\n";
+    run.status = std::max(run.status, demonstrateServices(run.console));
+    run.console.out << "\n";
+    run.status = std::max(run.status, demonstrateController(run.console));
   });
 }
 
@@ -173,11 +253,16 @@ void addDemo(CLI::App& app, Run& run) {
 int lmctl(int argc, const char* const* argv, Console& console) try {
   CLI::App app("Tries out the services of liblmsupport.", "lmctl");
   app.require_subcommand(1);
+  ConfigOverrides items;
+  addItems(app, items);
   Run run{console};
   addWatch(app, run);
   addDb(app, run);
   addFavourites(app, run);
   addStats(app, run);
+  addLookup(app, run);
+  addServices(app, run);
+  addNode(app, run);
   addDemo(app, run);
   try {
     app.parse(argc, argv);

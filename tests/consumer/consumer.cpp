@@ -1,5 +1,6 @@
 #include <AsyncEventsMgr.h>
 #include <LMDatabase.h>
+#include <vendor/zeno/hardware/servicetracker/1.1/IServicetracker.h>
 
 struct OwnPayload {
   double value;
@@ -9,6 +10,10 @@ static void onVsync(int, void*, int, void* count) { ++*static_cast<int*>(count);
 
 int main() {
   int count = 0;
+  using Tracker = vendor::zeno::hardware::servicetracker::V1_1::IServicetracker;
+  if (Tracker::getService("default", false) != nullptr) {
+    return 1;
+  }
   VsyncEvent vsync;
   vsync.registerCallBack(onVsync, &count);
   LMDatabase<OwnPayload> own("own", "", "");

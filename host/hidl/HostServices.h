@@ -1,0 +1,35 @@
+#pragma once
+
+#include <string>
+
+/**
+ * The host's stand-in of the platform's service manager, for services and clients in one process.
+ * Register a service with its own registerAsService(); IServicetracker::getService() finds it, as
+ * each version that it implements, and gives null without waiting when there is none. All functions
+ * may be called from any thread.
+ *
+ *     sp<Tracker> tracker = new Tracker;  // extends V1_1::IServicetracker
+ *     tracker->registerAsService();
+ *     ...
+ *     hosthidl::killService(V1_1::IServicetracker::descriptor);
+ */
+namespace hosthidl {
+
+/**
+ * Takes the service of that interface and instance away, as all versions. Clients that hold it can
+ * still call it. Returns false when there is none.
+ */
+[[gnu::visibility("default")]] bool unregisterService(const std::string& descriptor,
+                                                      const std::string& name = "default");
+
+/**
+ * The same as if its process had died: calls serviceDied() of each recipient that was linked by
+ * IBase's linkToDeath(), on the calling thread and in the order of the links, and releases them. A
+ * dead service accepts no links until it is registered again.
+ *
+ * Note: clients can still call the dead service; make it return a failed Status to have that fail.
+ */
+[[gnu::visibility("default")]] bool killService(const std::string& descriptor,
+                                                const std::string& name = "default");
+
+}  // namespace hosthidl

@@ -1,0 +1,3 @@
+#pragma once
+
+// Included by every generated header; the interfaces here pass no message queues.

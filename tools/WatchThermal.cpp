@@ -1,0 +1,73 @@
+#include "WatchThermal.h"
+
+#include <iomanip>
+#include <ostream>
+#include <sstream>
+
+#include "AsyncEventsMgr.h"
+#include "Progress.h"
+#include "Rows.h"
+
+// On a device the listener keeps what it reads to itself.
+#if __has_include(<HostThermal.h>)
+#include <HostThermal.h>
+#endif
+
+namespace {
+
+/** Never called: it only keeps the source going. */
+void onThermal(int, void*, int, void*) {}
+
+/** The zones of the last reading. */
+Rows zones() {
+  Rows rows = Rows::array();
+#if __has_include(<HostThermal.h>)
+  for (const auto& [zone, milliCelsius] : hostthermal::lastReading()) {
+    rows.push_back({{"zone", zone}, {"milli_celsius", milliCelsius}});
+  }
+#endif
+  return rows;
+}
+
+std::string readingLine() {
+  std::ostringstream text;
+  const Rows rows = zones();
+  text << rows.size() << " zones" << std::fixed << std::setprecision(1);
+  for (const Rows& row : rows) {
+    text << "   " << row["zone"].get<std::string>() << " "
+         << row["milli_celsius"].get<double>() / 1000 << " C";
+  }
+  return text.str();
+}
+
+}  // namespace
+
+int watchThermal(const WatchOptions& options, Console& console) {
+  const StopSignals signals;
+  const Clock::time_point begin = Clock::now();
+  const Clock::time_point end =
+      options.seconds > 0 ? begin + fromSeconds(options.seconds) : Clock::time_point::max();
+  ThermalEvent& source = *ThermalEvent::getInstance();
+  source.registerCallBack(onThermal, nullptr);
+  source.startEvent(onThermal);
+  showProgress(console, signals, end, options.json ? ProgressLine() : readingLine);
+  source.pauseEvent(onThermal);
+
+  if (options.json) {
+    const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+    printJson({{"source", "thermal"}, {"seconds", seconds}, {"zones", zones()}}, console.out);
+  } else {
+    const Rows read = zones();
+    if (read.empty()) {
+      console.out << "no thermal zones here\n";
+    } else {
+      printTable(read, console.out);
+    }
+  }
+  return kSuccess;
+}
+
+int demonstrateThermal(Console& console) {
+  console.out << "Thermal zones, fetched for a second\n";
+  return watchThermal({.seconds = 1}, console);
+}
