@@ -20,6 +20,7 @@ int runBenchmarks(int argc, char** argv, const std::vector<Ratio>& ratios);
 void setUpVsync();
 
 std::vector<Ratio> vsyncRatios();
+std::vector<Ratio> gfxRatios();
 std::vector<Ratio> databaseRatios();
 std::vector<Ratio> statsRatios();
 std::vector<Ratio> servicesRatios();

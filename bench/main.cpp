@@ -19,7 +19,7 @@ int main(int argc, char** argv) {
   keepHeap();
   setUpVsync();  // before any thread
   std::vector<Ratio> ratios = vsyncRatios();
-  for (const auto& more : {databaseRatios(), statsRatios(), servicesRatios()}) {
+  for (const auto& more : {gfxRatios(), databaseRatios(), statsRatios(), servicesRatios()}) {
     ratios.insert(ratios.end(), more.begin(), more.end());
   }
   return runBenchmarks(argc, argv, ratios);

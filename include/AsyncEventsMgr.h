@@ -328,9 +328,9 @@ class LM_API GfxEvent : public AsyncEvent {
   std::vector<FrameStages::node_type> mSpareFrames LM_GUARDED_BY(mFrameLock);  ///< for reuse
 
  private:
-  LM_LOCAL void forgetFrames();
-  LM_LOCAL void addFrame(unsigned long key, double time);
-  LM_LOCAL void countFrameStart(double time, GfxFrameData& out);
+  LM_LOCAL void forgetFrames() LM_REQUIRES(mFrameLock);
+  LM_LOCAL void addFrame(unsigned long key, double time) LM_REQUIRES(mFrameLock);
+  LM_LOCAL void countFrameStart(double time, GfxFrameData& out) LM_REQUIRES(mFrameLock);
 };
 
 /**

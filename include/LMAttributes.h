@@ -4,8 +4,9 @@
  * Attributes of the public headers.
  *
  * LM_API puts a class or function into the library's dynamic symbol table; LM_LOCAL keeps a member
- * of such a class out of it. LM_GUARDED_BY names the mutex that must be held to touch a member;
- * clang's -Wthread-safety checks it where libbase's annotations are installed.
+ * of such a class out of it. LM_GUARDED_BY names the mutex that must be held to touch a member, and
+ * LM_REQUIRES the one to call it; clang's -Wthread-safety checks both where libbase's annotations are
+ * installed.
  */
 
 #define LM_API [[gnu::visibility("default")]]
@@ -14,6 +15,8 @@
 #if defined(__clang__) && __has_include(<android-base/thread_annotations.h>)
 #include <android-base/thread_annotations.h>
 #define LM_GUARDED_BY(lock) GUARDED_BY(lock)
+#define LM_REQUIRES(lock) REQUIRES(lock)
 #else
 #define LM_GUARDED_BY(lock)
+#define LM_REQUIRES(lock)
 #endif
