@@ -1,13 +1,7 @@
 #include "CpPLHController.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <string_view>
-
-#include <android-base/unique_fd.h>
-
 #include "LMLog.h"
+#include "config/NodeFile.h"
 #include "config/NodePath.h"
 
 using lmsupport::kCpPlhController;
@@ -96,18 +90,9 @@ int CpPLHController::updateSysNodes(char* path, std::string& value) {
   if (path == nullptr) {
     return -1;
   }
-  const android::base::unique_fd node(
-      open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-  if (!node.ok()) {
+  if (!lmsupport::writeNode(path, value)) {
     LM_LOGE(kCpPlhController, "Unable to open %s file", path);
     return -1;
-  }
-  for (std::string_view rest = value; !rest.empty();) {
-    const ssize_t written = TEMP_FAILURE_RETRY(write(node.get(), rest.data(), rest.size()));
-    if (written <= 0) {
-      break;
-    }
-    rest.remove_prefix(static_cast<std::size_t>(written));
   }
   return 0;
 }
