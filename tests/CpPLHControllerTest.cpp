@@ -1,8 +1,11 @@
 #include "CpPLHController.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <android-base/unique_fd.h>
 
 #include <climits>
 #include <filesystem>
@@ -155,7 +158,7 @@ TEST_F(Controller, CommandsOfManyThreadsAreAppliedOneAtATime) {
   constexpr int kRounds = 20;
   const std::string path = mFolder + "a";
   mkfifo(path.c_str(), 0600);
-  std::fstream fifo(path);
+  const android::base::unique_fd fifo(open(path.c_str(), O_RDWR | O_CLOEXEC));
   CpPLHController controller = make({}, initNothing);
   std::vector<std::future<void>> clients;
   for (const char letter : {'a', 'b', 'c', 'd'}) {
@@ -167,7 +170,11 @@ TEST_F(Controller, CommandsOfManyThreadsAreAppliedOneAtATime) {
   }
   std::string value(kSize, ' ');
   for (std::size_t i = 0; i < clients.size() * kRounds; ++i) {
-    ASSERT_TRUE(fifo.read(value.data(), kSize));
+    for (std::size_t size = 0; size < kSize;) {
+      const ssize_t count = read(fifo.get(), &value[size], kSize - size);
+      ASSERT_GT(count, 0);
+      size += static_cast<std::size_t>(count);
+    }
     ASSERT_EQ(value.find_first_not_of(value[0]), std::string::npos);
   }
 }

@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "AsyncEventsMgr.h"
 #include "HostThermal.h"
@@ -37,6 +38,7 @@ template <typename Condition>
 void waitUntil(Condition condition) {
   for (const auto end = Clock::now() + std::chrono::seconds(10); !condition();) {
     ASSERT_LT(Clock::now(), end);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));  // lets a reader see the FIFO's end
   }
 }
 
