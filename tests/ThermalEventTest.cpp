@@ -72,10 +72,14 @@ class Thermal : public testing::Test {
     return unique_fd(open(kSensor.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
   }
 
-  /** Waits for a fetch and ends it. */
-  static void answerFetch() {
+  static unique_fd waitForFetch() {
     unique_fd sensor;
     waitUntil([&] { return (sensor = fetched()).ok(); });
+    return sensor;
+  }
+
+  /** Ends a fetch. */
+  static void answer(unique_fd sensor) {
     EXPECT_EQ(write(sensor.get(), "7\n", 2), 2);
     sensor.reset();
     waitUntil([] { return lastReading() == hostthermal::Reading{{"cpu", 7}}; });
@@ -101,23 +105,22 @@ TEST_F(Thermal, FetchesWhileStartedAndForgetsTheDataAtEachStart) {
   source.pauseEvent(first);
 
   source.startEvent(first);
-  answerFetch();
+  answer(waitForFetch());
   std::thread* const thread = source.mThread;
   source.startEvent(second);
   EXPECT_TRUE(lastReading().empty());
   EXPECT_EQ(source.mThread, thread);
   source.pauseEvent(first);
-  answerFetch();
+  answer(waitForFetch());
 
   source.pauseEvent(second);
   waitUntil([] { return fetched(), isAnyThreadAsleep(); });
   EXPECT_FALSE(fetched().ok());
   source.startEvent(first);
-  unique_fd sensor;
-  waitUntil([&] { return (sensor = fetched()).ok(); });
+  unique_fd sensor = waitForFetch();
   source.setThreadState(THREAD_EXIT);
   const auto exited = Clock::now();
-  answerFetch();
+  answer(std::move(sensor));
   source.mThread->join();
   EXPECT_GE(Clock::now() - exited, std::chrono::milliseconds(300));
   ThermalEvent::pollingThreadFunc(nullptr);
