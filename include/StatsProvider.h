@@ -11,6 +11,11 @@ struct nlmsgerr;
 struct sockaddr_nl;
 
 /**
+ * @file
+ * StatsProvider, the records it fills, and the parser of the kernel's answers.
+ */
+
+/**
  * @class StatsProvider
  *
  * Figures of processes and of the system.
