@@ -1,12 +1,21 @@
 #pragma once
 
 /**
- * Attributes of the public headers.
+ * @file
+ * Attributes of the public headers. Clang's -Wthread-safety checks those about locks where libbase's
+ * annotations are installed.
  *
- * LM_API puts a class or function into the library's dynamic symbol table; LM_LOCAL keeps a member
- * of such a class out of it. LM_GUARDED_BY names the mutex that must be held to touch a member, and
- * LM_REQUIRES the one to call it; clang's -Wthread-safety checks both where libbase's annotations are
- * installed.
+ * @def LM_API
+ * Puts a class or function into the library's dynamic symbol table.
+ *
+ * @def LM_LOCAL
+ * Keeps a member of such a class out of it.
+ *
+ * @def LM_GUARDED_BY
+ * Names the mutex that must be held to touch a member.
+ *
+ * @def LM_REQUIRES
+ * Names the mutex that must be held to call a member.
  */
 
 #define LM_API [[gnu::visibility("default")]]
