@@ -107,7 +107,7 @@ int makeReport(const ReportOptions& options, Console& console) {
   Watched watched;
   const bool vsync =
       isUsable("vsync", nodeProblem(kVsyncNodeItem, R_OK), options.vsyncNode, "--node", watched);
-  const bool gfx = isUsable("frame", blockingNodeProblem(kGfxDataNodeItem), options.frameNode,
+  const bool gfx = isUsable("frames", blockingNodeProblem(kGfxDataNodeItem), options.frameNode,
                             "--frame-node", watched);
   if (!vsync && !gfx) {
     console.err << "lmctl: nothing to watch: " << watched.leftOut[0].second << "; "

@@ -29,6 +29,7 @@ body {
 h1 { margin: 0; font-size: 1.6rem; }
 h2 { margin: 0 0 .5rem; font-size: 1.15rem; }
 p { margin: .25rem 0; color: var(--soft); }
+b { color: var(--text); }
 section {
   margin-top: 1rem; padding: 1rem 1.25rem;
   background: var(--card); border: 1px solid var(--line); border-radius: .5rem;
@@ -49,7 +50,6 @@ svg line.mark { stroke: var(--text); stroke-dasharray: 4 3; }
 svg .bar { fill: var(--bar); }
 svg rect.late { fill: var(--late); }
 svg path { fill: none; stroke: var(--bar); stroke-width: 5; stroke-linecap: round; }
-svg path.late { stroke: var(--late); }
 table { border-collapse: collapse; font-variant-numeric: tabular-nums; }
 th, td { padding: .2rem 1.5rem .2rem 0; border-bottom: 1px solid var(--line); text-align: left; }
 th { color: var(--soft); font-weight: 600; }
@@ -60,6 +60,11 @@ constexpr char kBody[] = R"html(
 <header>
   <h1>lmctl report</h1>
   <p>Made <span data-figure="/made"></span> on <span data-figure="/system"></span></p>
+  <p data-part="vsync"><b data-figure="/vsync/events"></b> vsyncs in
+    <span data-figure="/vsync/seconds" data-digits="1"></span> s</p>
+  <p data-part="frames"><b data-figure="/frames/frames"></b> frames in
+    <span data-figure="/frames/seconds" data-digits="1"></span> s,
+    <b data-figure="/frames/late"></b> of them late</p>
 </header>
 <noscript><p>The figures and charts need scripts. The record is in this page's source.</p></noscript>
 
@@ -81,8 +86,8 @@ constexpr char kBody[] = R"html(
     <div><dt>Largest, us</dt><dd data-figure="/vsync/jitter_us/max" data-digits="1"></dd></div>
   </dl>
   <figure data-chart="jitter">
-    <figcaption>Jitter over time: how far each interval is off their median. What lies beyond the
-      scale is at its edge, in the other colour.</figcaption>
+    <figcaption>Jitter over time, in us: how far each interval is off their median. The scale is
+      logarithmic away from zero.</figcaption>
   </figure>
 </section>
 
@@ -99,19 +104,19 @@ constexpr char kBody[] = R"html(
     <div><dt>Period, ms</dt><dd data-figure="/frames/period_ms" data-digits="2"></dd></div>
   </dl>
   <figure data-chart="intervals">
-    <figcaption>Intervals between the starts of frames, median
+    <figcaption>How many frames started how long after the one before, median
       <span data-figure="/frames/interval_ms/median" data-digits="2"></span> ms, p99
       <span data-figure="/frames/interval_ms/p99" data-digits="2"></span> ms, largest
       <span data-figure="/frames/interval_ms/max" data-digits="2"></span> ms. The last bar has all
-      that are longer, too.</figcaption>
+      that took longer, too.</figcaption>
   </figure>
   <figure data-chart="stages_1_to_2">
-    <figcaption>From the first stage to the second, median
+    <figcaption>How many frames took how long from the first stage to the second, median
       <span data-figure="/frames/stage_1_to_2_ms/median" data-digits="2"></span> ms, p99
       <span data-figure="/frames/stage_1_to_2_ms/p99" data-digits="2"></span> ms</figcaption>
   </figure>
   <figure data-chart="stages_2_to_3">
-    <figcaption>From the second stage to the third, median
+    <figcaption>How many frames took how long from the second stage to the third, median
       <span data-figure="/frames/stage_2_to_3_ms/median" data-digits="2"></span> ms, p99
       <span data-figure="/frames/stage_2_to_3_ms/p99" data-digits="2"></span> ms</figcaption>
   </figure>

@@ -46,113 +46,119 @@ function fillFigures() {
   }
 }
 
-/** About count round values from low to high. */
-function ticks(low, high, count) {
-  const power = 10 ** Math.floor(Math.log10((high - low) / count));
-  const step = power * [1, 2, 5, 10].find((factor) => factor * power * count >= high - low);
-  const first = Math.ceil(low / step - 1e-9);
-  const length = Math.floor(high / step + 1e-9) - first + 1;
-  return {step, values: Array.from({length}, (_, i) => Number(((first + i) * step).toPrecision(12)))};
+/** The next round number from value on. */
+function roundUp(value) {
+  const power = 10 ** Math.floor(Math.log10(value));
+  return power * [1, 2, 5, 10].find((factor) => factor * power >= value * (1 - 1e-9));
 }
 
-/** An empty chart in a figure; x and y are the ranges of its axes. */
+/** The multiples of a round step from low to high, about count. */
+function ticks(low, high, count) {
+  const step = roundUp((high - low) / count);
+  const values = [];
+  for (let i = Math.ceil(low / step - 1e-9); i * step <= high + 1e-9 * step; ++i) {
+    values.push(Number((i * step).toPrecision(12)));
+  }
+  return values;
+}
+
+/**
+ * Starts a chart in a figure. An axis has a range, the values to name on it, and perhaps a function
+ * that bends its scale. Returns the drawing and where a value is in it.
+ */
 function makeChart(figure, x, y) {
   figure.querySelector('svg')?.remove();
-  const [left, right, top, bottom, height] = [56, 16, 16, 34, 230];
+  const [left, right, top, bottom, height] = [56, 36, 16, 24, 220];
   const width = figure.clientWidth;
   const svg = add(figure, 'svg', {viewBox: `0 0 ${width} ${height}`, role: 'img',
                                   'aria-label': figure.querySelector('figcaption').textContent});
-  const scale = (range, from, to) => (value) => {
-    const inside = Math.min(Math.max(value, range.low), range.high);
-    return from + (to - from) * (inside - range.low) / (range.high - range.low);
-  };
-  const chart = {svg, atX: scale(x, left, width - right), atY: scale(y, height - bottom, top)};
-  for (const value of ticks(y.low, y.high, 4).values) {
-    const place = chart.atY(value);
-    add(svg, 'line', {class: 'grid', x1: left, x2: width - right, y1: place, y2: place});
-    add(svg, 'text', {x: left - 8, y: place + 4, 'text-anchor': 'end'}, value);
+  const scale = ({low, high, bend = (value) => value}, from, to) => (value) =>
+      from + (to - from) * (bend(value) - bend(low)) / (bend(high) - bend(low));
+  const line = (className, x1, x2, y1, y2) => add(svg, 'line', {class: className, x1, x2, y1, y2});
+  const text = (x, y, anchor, string, className = '') =>
+      add(svg, 'text', {x, y, 'text-anchor': anchor, class: className}, string);
+  const atX = scale(x, left, width - right);
+  const atY = scale(y, height - bottom, top);
+  for (const value of y.ticks) {
+    line('grid', left, width - right, atY(value), atY(value));
+    text(left - 8, atY(value) + 4, 'end', value);
   }
-  for (const value of ticks(x.low, x.high, width / 90).values) {
-    add(svg, 'text', {x: chart.atX(value), y: height - 14, 'text-anchor': 'middle'}, value);
-  }
-  add(svg, 'text', {x: width - right, y: height, 'text-anchor': 'end'}, x.unit);
-  add(svg, 'text', {x: left - 8, y: 11, 'text-anchor': 'end'}, y.unit);
-  chart.markX = (value, text) => {
-    const place = chart.atX(value);
-    add(svg, 'line', {class: 'mark', x1: place, x2: place, y1: top, y2: height - bottom});
-    const anchor = place > width / 2 ? 'end' : 'start';
-    add(svg, 'text', {class: 'mark', x: place + (anchor === 'end' ? -4 : 4), y: 11,
-                      'text-anchor': anchor}, text);
+  for (const value of x.ticks) text(atX(value), height - 6, 'middle', value);
+  text(width, height - 6, 'end', x.unit);
+  return {
+    svg, atX, atY,
+    markX(value, anchor, string) {
+      line('mark', atX(value), atX(value), top, height - bottom);
+      text(atX(value) + (anchor === 'end' ? -4 : 4), 11, anchor, string, 'mark');
+    },
+    markY(value, string) {
+      line('mark', left, width - right, atY(value), atY(value));
+      text(width, atY(value) + 4, 'end', string, 'mark');
+    },
   };
-  chart.markY = (value, text) => {
-    const place = chart.atY(value);
-    add(svg, 'line', {class: 'mark', x1: left, x2: width - right, y1: place, y2: place});
-    if (text) add(svg, 'text', {class: 'mark', x: width - right, y: place - 4, 'text-anchor': 'end'}, text);
-  };
-  return chart;
 }
 
-/** How many of the values fall in each of equal bins; the last one's count has all above it, too. */
-function drawHistogram(figure, values, range, lateFrom = Infinity) {
+/** Shows how many of the values are in each of equal bins. Those far above go to the last one. */
+function drawHistogram(figure, values, median, lateFrom = Infinity) {
   if (values.length === 0) return null;
-  const {step} = ticks(range.low, range.high, figure.clientWidth / 11);
-  const first = Math.floor(range.low / step);
-  const last = Math.max(Math.ceil(range.high / step), first + 1);
-  const counts = Array(last - first).fill(0);
+  const sorted = Float64Array.from(values).sort();
+  const percentile = (percent) => sorted[Math.floor((sorted.length - 1) * percent / 100)];
+  const low = Math.max(sorted[0], 0);
+  const high = Math.max(Math.min(percentile(100), 4 * median), low + 0.1);
+  const spread = (percentile(75) - percentile(25)) / Math.cbrt(sorted.length);
+  const step = roundUp(Math.max(spread, (high - low) / (figure.clientWidth / 6)));
+  const first = Math.floor(low / step);
+  const counts = Array(Math.floor(high / step) - first + 1).fill(0);
   for (const value of values) {
     ++counts[Math.min(Math.max(Math.floor(value / step) - first, 0), counts.length - 1)];
   }
-  const chart = makeChart(figure, {low: first * step, high: last * step, unit: 'ms'},
-                          {low: 0, high: Math.max(...counts), unit: 'frames'});
+  const [begin, end, most] = [first * step, (first + counts.length) * step, Math.max(...counts)];
+  const chart = makeChart(
+      figure, {low: begin, high: end, unit: 'ms', ticks: ticks(begin, end, figure.clientWidth / 90)},
+      {low: 0, high: most, ticks: ticks(0, most, 4)});
   counts.forEach((count, i) => {
-    const [low, high] = [(first + i) * step, (first + i + 1) * step];
-    const [x1, x2, y] = [chart.atX(low), chart.atX(high), chart.atY(count)];
-    const bar = add(chart.svg, 'rect', {class: low >= lateFrom ? 'late' : 'bar', x: x1 + 0.5, y,
-                                        width: x2 - x1 - 1, height: chart.atY(0) - y,
-                                        'data-count': count});
-    add(bar, 'title', {}, `${low.toFixed(2)} to ${high.toFixed(2)} ms: ${count}`);
+    const [from, to] = [begin + i * step, begin + (i + 1) * step];
+    const [x, y] = [chart.atX(from), chart.atY(count)];
+    const bar = add(chart.svg, 'rect', {
+      class: from >= lateFrom ? 'late' : 'bar', 'data-count': count,
+      x, y, width: chart.atX(to) - x - 1, height: chart.atY(0) - y,
+    });
+    add(bar, 'title', {}, `${from.toFixed(2)} to ${to.toFixed(2)} ms: ${count}`);
   });
   return chart;
-}
-
-function rangeOf(values, median) {
-  const low = Math.max(values.reduce((a, b) => Math.min(a, b), Infinity), 0);
-  const high = Math.min(values.reduce((a, b) => Math.max(a, b), -Infinity), 4 * median);
-  return {low, high: Math.max(high, low + 0.01)};
 }
 
 function drawJitter(figure, vsync) {
   const arrivals = vsync.arrivals_us;
   if (arrivals.length < 2) return;
-  const limit = Math.max(1.3 * vsync.jitter_us.p99, 1);
-  const chart = makeChart(figure, {low: 0, high: vsync.seconds, unit: 's'},
-                          {low: -limit, high: limit, unit: 'us'});
-  const dots = {dot: '', late: ''};  // those beyond the scale stick to its edge
+  const high = Math.max(2 * vsync.jitter_us.max, 10);
+  const powers = [10, 100, 1000, 10000, 100000, 1e6, 1e7].filter((power) => power <= high);
+  const chart = makeChart(
+      figure, {low: 0, high: vsync.seconds, unit: 's',
+               ticks: ticks(0, vsync.seconds, figure.clientWidth / 90)},
+      {low: -high, high, ticks: [0, ...powers, ...powers.map((power) => -power)], bend: Math.asinh});
+  for (const [name, value] of [['p50', vsync.jitter_us.median], ['p99', vsync.jitter_us.p99]]) {
+    chart.markY(value, name);
+    chart.markY(-value, name);
+  }
+  let dots = '';
   for (let i = 1; i < arrivals.length; ++i) {
     const off = arrivals[i] - arrivals[i - 1] - vsync.interval_us.median;
-    dots[Math.abs(off) > limit ? 'late' : 'dot'] +=
-        `M${chart.atX(arrivals[i] / 1e6).toFixed(1)} ${chart.atY(off).toFixed(1)}h0`;
+    dots += `M${chart.atX(arrivals[i] / 1e6).toFixed(1)} ${chart.atY(off).toFixed(1)}h0`;
   }
-  for (const sign of [-1, 1]) {
-    chart.markY(sign * vsync.jitter_us.median, '');
-    chart.markY(sign * vsync.jitter_us.p99, sign > 0 ? 'p99' : '');
-  }
-  chart.markY(vsync.jitter_us.median, 'p50');
-  for (const [name, path] of Object.entries(dots)) add(chart.svg, 'path', {class: name, d: path});
+  add(chart.svg, 'path', {d: dots});
 }
 
 function drawFrames(frames) {
   const figure = (name) => document.querySelector(`[data-chart=${name}]`);
-  drawHistogram(figure('intervals'), frames.intervals_ms,
-                rangeOf(frames.intervals_ms, frames.period_ms), 1.5 * frames.period_ms)
-      ?.markX(1.5 * frames.period_ms, 'late from here');
-  const stages = [['stages_1_to_2', 'stage_1_to_2_ms'], ['stages_2_to_3', 'stage_2_to_3_ms']];
-  const all = stages.flatMap(([name]) => frames[`${name}_ms`]);
-  const range = rangeOf(all, Math.max(...stages.map(([, summary]) => frames[summary].median)));
-  for (const [name, summary] of stages) {
-    const chart = drawHistogram(figure(name), frames[`${name}_ms`], range);
-    chart?.markX(frames[summary].median, 'p50');
-    chart?.markX(frames[summary].p99, 'p99');
+  const lateFrom = 1.5 * frames.period_ms;
+  drawHistogram(figure('intervals'), frames.intervals_ms, frames.period_ms, lateFrom)
+      ?.markX(lateFrom, 'end', 'late from here');
+  for (const [name, summary] of [['stages_1_to_2', frames.stage_1_to_2_ms],
+                                 ['stages_2_to_3', frames.stage_2_to_3_ms]]) {
+    const chart = drawHistogram(figure(name), frames[`${name}_ms`], summary.median);
+    chart?.markX(summary.median, 'end', 'p50');
+    chart?.markX(summary.p99, 'start', 'p99');
   }
 }
 
