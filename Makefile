@@ -25,7 +25,7 @@ bench: ## measure against bare system calls and what else a user would pick
 	@cmake --build --preset release --target lmsupport_bench
 	@$(BUILD)/bench/lmsupport_bench --benchmark_enable_random_interleaving=true
 
-check: format-check tidy test-release test-asan test-tsan test-libcxx abi-check docs package ## everything CI checks
+check: format-check tidy test-release test-asan test-tsan test-libcxx report-check abi-check docs package ## everything CI checks
 
 format: ## format the sources
 	@$(SETUP) check
@@ -63,6 +63,12 @@ device-test: device ## run all tests on the simulated device
 device-demo: device ## show the library at work on the simulated device
 	@device/run -- lmctl demo --device /sys/kernel/lmdevice
 
+report-check: ## look at a report of lmctl in a browser
+	@$(SETUP) build browser
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release --target lmctl
+	@ctest --preset release -R '^report-page$$'
+
 abi-check: ## compare the library's public interface with tests/lmsupport.abi
 abi-check abi-update:
 	@$(SETUP) build check
@@ -91,4 +97,4 @@ clean: ## remove what was built
 	@rm -rf build
 
 .PHONY: help demo test bench check format format-check tidy arm64 device device-test device-demo \
-  abi-check abi-update docs package install clean
+  report-check abi-check abi-update docs package install clean

@@ -1,9 +1,11 @@
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 
 #include "Distribution.h"
@@ -46,6 +48,11 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
         Case{{"watch", "gfx"}, kFailure, "frame node: item 7 is not configured.*--node PATH"},
         Case{{"watch", "gfx", "--node", "/proc/self/exe"}, kFailure, "neither a kernel node nor"},
         Case{{"watch", "gfx", "--node", "/dev/null", "--ctrl", "/none"}, kFailure, "--ctrl PATH"},
+        Case{{"report"}, kUsage, "--output FILE, or print the record with --json"},
+        Case{{"report", "--json"}, kFailure, "nothing to watch: item 22 is .*; item 7 is .*PATH"},
+        Case{{"report", "--json", "--frame-node", "/none"}, kFailure, "/none: No such file"},
+        Case{{"report", "--node", "/dev/null", "-o", "/none/x"}, kFailure, "create /none/x.tmp"},
+        Case{{"demo", "--output", "/dev/null"}, kFailure, "/dev/null"},
         Case{{"watch", "vsync", "--help"}, kSuccess, "--node PATH"}}) {
     std::ostringstream out;
     std::ostringstream err;
@@ -58,10 +65,7 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
   }
 }
 
-TEST(Lmctl, DemoAndWatchSumUpWhatArrivedAlsoAfterASignal) {
-  EXPECT_THAT(run("demo --seconds 0.5"),
-              Pair(kSuccess, ContainsRegex("[1-9][0-9]* sent +[1-9][0-9]* rec.*reported "
-                                           ".*\nframes .*\nlate .*com.chat +17\n")));
+TEST(Lmctl, WatchSumsUpWhatArrivedAlsoAfterASignal) {
   const std::string watch = std::string("watch vsync --node ") + HostNameNode::kPath;
   const std::string demo = " & " LMCTL " demo --seconds 2 >/dev/null; ";
   EXPECT_THAT(run(watch + demo + "kill $!; wait $!"),
@@ -79,6 +83,60 @@ TEST(Lmctl, DemoAndWatchSumUpWhatArrivedAlsoAfterASignal) {
   const auto events = nlohmann::json::parse(std::ifstream(trace))["traceEvents"];
   const auto isInstant = [](const auto& event) { return event["ph"] == "i"; };
   EXPECT_EQ(std::count_if(events.begin(), events.end(), isInstant), summary["events"]);
+}
+
+/** The record in a report's page. */
+nlohmann::json recordOf(const std::string& path) {
+  std::ifstream page(path);
+  std::string line;
+  while (std::getline(page, line) && line.find("id=\"record\"") == std::string::npos) {
+  }
+  std::getline(page, line);
+  return nlohmann::json::parse(line);
+}
+
+TEST(Lmctl, DemoShowsAllServicesAndLeavesATraceAndAReport) {
+  const TemporaryFolder folder;
+  const std::string files = folder.path() + "/new/demo";
+  const auto [status, text] = run("demo --seconds 0.5 --output " + folder.path() + "/new");
+  EXPECT_EQ(status, kSuccess);
+  const std::string summary = text.substr(std::min(text.find("\nSummary"), text.size()));
+  for (const std::string service :
+       {"process lookup", "event sources", "statistics", "service tracker", "row store",
+        "favourites", "node commands"}) {
+    EXPECT_THAT(summary, ContainsRegex("\n" + service + " .* (ok|missing)\n"));
+  }
+  const auto events = nlohmann::json::parse(std::ifstream(files + "-trace.json"))["traceEvents"];
+  std::map<std::string, int> phases;
+  for (const auto& event : events) {
+    ++phases[event["ph"]];
+  }
+  const auto record = recordOf(files + "-report.html");
+  EXPECT_GE(phases["i"], record["vsync"]["events"]);
+  EXPECT_EQ(phases["X"], record["frames"]["stages_1_to_2_ms"].size() +
+                             record["frames"]["stages_2_to_3_ms"].size());
+  EXPECT_EQ(record["favourites"].size(), 3u);
+}
+
+TEST(Lmctl, ReportPrintsTheRecordOfItsPage) {
+  const TemporaryFolder folder;
+  const std::string fifo = folder.path() + "/<!--<script>";
+  const std::string page = folder.path() + "/report.html";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  std::fstream frames(fifo);
+  frames << "0 1 1 1 10000 0:0 2 1 1 26000 0:0 3 1 1 42000 0:0 4 1 1 74000 0:0 1 1 2 12000 0:"
+         << std::flush;
+  std::ofstream(page) << "old";
+  const std::string report = "report --seconds 0.3 --frame-node '" + fifo + "' -o " + page;
+  const auto [status, text] = run(report + " --json");
+  const auto record = nlohmann::json::parse(text);
+  EXPECT_EQ(status, kSuccess);
+  EXPECT_EQ(recordOf(page), record);
+  EXPECT_EQ(record["vsync"], nullptr);
+  EXPECT_EQ(record["left_out"][0]["part"], "vsync");
+  EXPECT_EQ(record["frames"]["late"], 1);
+  EXPECT_EQ(record["frames"]["intervals_ms"], nlohmann::json({16, 16, 32}));
+  EXPECT_THAT(run(report), Pair(kSuccess, HasSubstr(page + "\n")));
 }
 
 TEST(Lmctl, StoresAreFilledShownAndEmptied) {

@@ -1,15 +1,11 @@
 #include "Favourites.h"
 
-#include <cstdlib>
-#include <filesystem>
 #include <ostream>
 #include <stdexcept>
 
 #include "ConfigOverrides.h"
-#include "DbCommands.h"
 #include "FetchPreferredApps.h"
 #include "Rows.h"
-#include "TemporaryFolder.h"
 
 namespace {
 
@@ -56,17 +52,22 @@ int rebuildFavourites(const FavouritesOptions& options, Console& console) {
   return kSuccess;
 }
 
-int demonstrateFavourites(Console& console) {
-  const TemporaryFolder temporary;
-  const std::string& folder = temporary.path();
-  for (const auto& [app, launches] : {std::pair{"com.mail", "41"}, {"com.chat", "17"}}) {
-    DbOptions put = {.file = folder + "/" + fileOf(kHistoryTable), .table = kHistoryTable};
-    put.key.appName = app;
-    put.value = launches;
-    dbPut(put, console);
+FavouriteTables computeFavourites(const std::vector<std::pair<std::string, int>>& launches) {
+  FetchPreferredApps::LaunchStore favourites(kFavouritesTable, "", "");
+  FetchPreferredApps::LaunchStore history(kHistoryTable, "", "");
+  FetchPreferredApps::SlotStore slots(kSlotsTable, "", "");
+  open(favourites);
+  open(history);
+  open(slots);
+  for (const auto& [app, count] : launches) {
+    if (auto* const row = history.getRow()) {
+      row->appName = app;
+      row->payload.launchCount = count;
+      std::lock_guard lock(history.mRowCacheLck);
+      history.mRowCache.push_back(row);
+    }
   }
-  const FavouritesOptions options = {
-      .folder = folder, .text = "com.mail/com.chat/=com.game/com.chat/=com.mail/com.maps/"};
-  console.out << "Favourite applications, rebuilt from '" << *options.text << "'\n";
-  return rebuildFavourites(options, console);
+  history.LMDatabaseWriteCachedToDisk();
+  FetchPreferredApps().populateFavoriteApps(&favourites, &history, &slots);
+  return {readRows(slots), readRows(favourites)};
 }

@@ -2,8 +2,11 @@
 
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "Console.h"
+#include "Rows.h"
 
 struct FavouritesOptions {
   std::string folder;               ///< holds the three databases
@@ -14,5 +17,10 @@ struct FavouritesOptions {
 /** Rebuilds the two tables of favourites in a folder's databases and prints them. */
 int rebuildFavourites(const FavouritesOptions& options, Console& console);
 
-/** Does so for sample data in a folder of its own, which it removes again. */
-int demonstrateFavourites(Console& console);
+struct FavouriteTables {
+  Rows slots;
+  Rows favourites;
+};
+
+/** Computes the tables for the configured text in memory, from launch counts by application. */
+FavouriteTables computeFavourites(const std::vector<std::pair<std::string, int>>& launches);

@@ -9,15 +9,14 @@
 
 #include "ConfigOverrides.h"
 #include "DbCommands.h"
-#include "Demo.h"
 #include "Favourites.h"
-#include "FramesDemo.h"
 #include "LookupCommand.h"
 #include "NodeCommands.h"
 #include "ServicesCommands.h"
 #include "StatsCommands.h"
 #include "WatchCommands.h"
-#include "WatchThermal.h"
+#include "demo/Demo.h"
+#include "report/ReportCommand.h"
 
 namespace {
 
@@ -190,25 +189,12 @@ void addDemo(CLI::App& app, Run& run) {
       ->capture_default_str()
       ->check(CLI::Range(0.1, 3600.0));
   demo->add_option("--device", options->device,
-                   "Folder of the simulated device's nodes, instead of a private host name node")
+                   "Folder of the simulated device's nodes, instead of private ones")
       ->type_name("DIR");
-  demo->callback([=, &run] {
-    run.status = demonstrateLookup(run.console);  // while there is only one thread
-    run.console.out << "\n";
-    run.status = std::max(run.status, runDemo(*options, run.console));
-    run.console.out << "\n";
-    run.status = std::max(run.status, demonstrateFrames(*options, run.console));
-    run.console.out << "\n";
-    run.status = std::max(run.status, demonstrateFavourites(run.console));
-    run.console.out << "\n";
-    run.status = std::max(run.status, demonstrateStats(run.console));
-    run.console.out << "\n";
-    run.status = std::max(run.status, demonstrateThermal(run.console));
-    run.console.out << "\n";
-    run.status = std::max(run.status, demonstrateServices(run.console));
-    run.console.out << "\n";
-    run.status = std::max(run.status, demonstrateController(run.console));
-  });
+  demo->add_option("--output", options->output,
+                   "Folder for its trace, report and log, instead of a temporary one")
+      ->type_name("DIR");
+  demo->callback([=, &run] { run.status = runDemo(*options, run.console); });
 }
 
 }  // namespace
@@ -226,6 +212,7 @@ int lmctl(int argc, const char* const* argv, Console& console) try {
   addLookup(app, run);
   addServices(app, run);
   addNode(app, run);
+  addReport(app, console, run.status);
   addDemo(app, run);
   try {
     app.parse(argc, argv);

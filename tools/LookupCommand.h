@@ -4,6 +4,9 @@
 
 #include "Console.h"
 
+/** The list of foreground tasks, which the library reads. */
+inline constexpr char kForegroundTasks[] = "/dev/cpuset/top-app/tasks";
+
 struct LookupOptions {
   std::string name;
   bool once = false;  ///< one scan instead of up to five, 200 ms apart
@@ -12,9 +15,3 @@ struct LookupOptions {
 
 /** Prints the identifier of a foreground process. */
 int lookUpProcess(const LookupOptions& options, Console& console);
-
-/**
- * Starts a process named like an application, lists it as a foreground task in a mount name space of
- * its own, and looks for it there. To be called before the process makes other name spaces.
- */
-int demonstrateLookup(Console& console);

@@ -15,6 +15,3 @@ struct ServicesOptions {
 int servicesClients(const ServicesOptions& options, Console& console);
 int servicesPids(const ServicesOptions& options, Console& console);
 int servicesActive(const ServicesOptions& options, Console& console);
-
-/** On a host, asks a sample tracker in this process, through its failure, death and return. */
-int demonstrateServices(Console& console);

@@ -8,6 +8,7 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "QuietLog.h"
 #include "Rows.h"
 #include "StatsProvider.h"
 
@@ -62,6 +63,8 @@ bool isZero(const Record& record) {
   return std::memcmp(&record, &zero, sizeof(record)) == 0;
 }
 
+}  // namespace
+
 Rows memoryFigures(const SysStatsRecord& record) {
   Rows figures;
   for (const KnownSlot& known : kKnownSlots) {
@@ -71,7 +74,13 @@ Rows memoryFigures(const SysStatsRecord& record) {
   return figures;
 }
 
-}  // namespace
+Rows systemSlots(const SysStatsRecord& record) {
+  Rows rows = slotRows(record.slots);
+  for (const KnownSlot& known : kKnownSlots) {
+    rows[known.slot]["slot"] = known.name;
+  }
+  return rows;
+}
 
 int statsPid(const StatsOptions& options, Console& console) {
   StatsProvider stats;
@@ -91,11 +100,7 @@ int statsSys(const StatsOptions& options, Console& console) {
   if (isZero(record)) {
     throw std::runtime_error("the kernel did not answer; see the log");
   }
-  Rows rows = slotRows(record.slots);
-  for (const KnownSlot& known : kKnownSlots) {
-    rows[known.slot]["slot"] = known.name;
-  }
-  return print({rows}, options.json, console);
+  return print({systemSlots(record)}, options.json, console);
 }
 
 int statsRange(const StatsOptions& options, Console& console) {
@@ -139,11 +144,7 @@ int showMemory(const StatsOptions& options, Console& console) {
   return kSuccess;
 }
 
-int demonstrateStats(Console& console) {
-  StatsProvider stats;
-  console.out << "Memory, from /proc/meminfo\n";
-  printTable(Rows::array({memoryFigures(stats.getMemInfo())}), console.out);
-  console.out << "The kernel's netlink family SYSSTATS is "
-              << (stats.supportsPidStats ? "there" : "not there") << "\n";
-  return kSuccess;
+StatsProvider probeQuietly() {
+  const QuietLog quiet;
+  return {};
 }

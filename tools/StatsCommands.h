@@ -3,6 +3,10 @@
 #include <string>
 
 #include "Console.h"
+#include "Rows.h"
+
+class StatsProvider;
+struct SysStatsRecord;
 
 struct StatsOptions {
   int pid = 0;
@@ -23,5 +27,11 @@ int statsName(const StatsOptions& options, Console& console);
 /** Memory figures, which need no netlink family. */
 int showMemory(const StatsOptions& options, Console& console);
 
-/** Memory figures, and whether the kernel has the family. */
-int demonstrateStats(Console& console);
+/** The slots with a known meaning, by their names; null for a figure that is not known. */
+Rows memoryFigures(const SysStatsRecord& record);
+
+/** All slots: each one's number or name, and its value. */
+Rows systemSlots(const SysStatsRecord& record);
+
+/** A provider that does not log what the kernel cannot be asked. */
+StatsProvider probeQuietly();

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
-#include <stdexcept>
 
 namespace {
 
@@ -33,27 +31,11 @@ long long toNs(double ms) {
 }  // namespace
 
 TraceWriter::TraceWriter(std::string path, Clock::time_point begin)
-    : mPath(std::move(path)), mTemporaryPath(mPath + ".tmp"), mBegin(begin) {
-  const auto isInTheWay = [](const std::string& name) {
-    return std::filesystem::exists(name) && !std::filesystem::is_regular_file(name);
-  };
-  if (isInTheWay(mPath) || isInTheWay(mTemporaryPath)) {
-    throw std::runtime_error("no trace in " + mPath + ": it is there and not a plain file");
-  }
-  mFile.open(mTemporaryPath);
-  if (!mFile.is_open()) {
-    throw std::runtime_error("cannot create " + mTemporaryPath +
-                             "; name a file in a folder that can be written with --trace");
-  }
-  mFile << R"({"displayTimeUnit":"ms","traceEvents":[)";
+    : mFile(std::move(path)), mBegin(begin) {
+  mFile.stream() << R"({"displayTimeUnit":"ms","traceEvents":[)";
   Event process = makeEvent("process_name", "M", 0);
   process["args"] = {{"name", "lmctl"}};
   add(process);
-}
-
-TraceWriter::~TraceWriter() {
-  std::error_code ignored;
-  std::filesystem::remove(mTemporaryPath, ignored);
 }
 
 void TraceWriter::addInstants(const std::string& name,
@@ -104,15 +86,8 @@ void TraceWriter::addCounter(const std::string& name, const Durations& durations
 }
 
 void TraceWriter::finish() {
-  mFile << "\n]}\n";
-  mFile.close();
-  std::error_code error;
-  if (mFile.good()) {
-    std::filesystem::rename(mTemporaryPath, mPath, error);
-  }
-  if (!mFile.good() || error) {
-    throw std::runtime_error("cannot write the trace to " + mPath);
-  }
+  mFile.stream() << "\n]}\n";
+  mFile.finish();
 }
 
 std::vector<long long> TraceWriter::begins(const Durations& durations) const {
@@ -138,6 +113,6 @@ int TraceWriter::addTrack(const std::string& name) {
 }
 
 void TraceWriter::add(const Event& event) {
-  mFile << (mEmpty ? "\n" : ",\n") << event.dump();
+  mFile.stream() << (mEmpty ? "\n" : ",\n") << event.dump();
   mEmpty = false;
 }

@@ -1,11 +1,11 @@
 #pragma once
 
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "FrameTimes.h"
+#include "ReplacedFile.h"
 
 /**
  * A trace file for ui.perfetto.dev, in the JSON format of Chrome's traces. Times are relative to the
@@ -23,9 +23,6 @@ class TraceWriter {
 
   /** Begins path.tmp. Throws std::runtime_error when it cannot, or path is not for a plain file. */
   TraceWriter(std::string path, Clock::time_point begin);
-  ~TraceWriter();
-  TraceWriter(const TraceWriter&) = delete;
-  TraceWriter& operator=(const TraceWriter&) = delete;
 
   /** Adds a track of points in time. */
   void addInstants(const std::string& name, const std::vector<Clock::time_point>& times);
@@ -48,10 +45,8 @@ class TraceWriter {
   int addTrack(const std::string& name);
   void add(const nlohmann::ordered_json& event);
 
-  const std::string mPath;
-  const std::string mTemporaryPath;
+  ReplacedFile mFile;
   const Clock::time_point mBegin;
-  std::ofstream mFile;
   int mTracks = 0;
   bool mEmpty = true;
 };

@@ -65,8 +65,3 @@ int watchThermal(const WatchOptions& options, Console& console) {
   }
   return kSuccess;
 }
-
-int demonstrateThermal(Console& console) {
-  console.out << "Thermal zones, fetched for a second\n";
-  return watchThermal({.seconds = 1}, console);
-}

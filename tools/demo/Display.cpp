@@ -1,4 +1,4 @@
-#include "Display.h"
+#include "demo/Display.h"
 
 #include <algorithm>
 #include <fstream>

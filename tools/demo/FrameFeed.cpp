@@ -1,4 +1,4 @@
-#include "FrameFeed.h"
+#include "demo/FrameFeed.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "AsyncEventsMgr.h"
-#include "Display.h"
+#include "demo/Display.h"
 
 namespace {
 

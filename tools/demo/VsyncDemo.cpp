@@ -1,15 +1,15 @@
-#include "Demo.h"
-
 #include <iomanip>
 #include <memory>
 #include <ostream>
 #include <sstream>
+#include <stdexcept>
 
 #include "AsyncEventsMgr.h"
 #include "ConfigOverrides.h"
-#include "Display.h"
 #include "Distribution.h"
 #include "Progress.h"
+#include "demo/Display.h"
+#include "demo/Steps.h"
 
 namespace {
 
@@ -43,8 +43,10 @@ std::string sentAndReceived(const Display& display, const EventRecorder& recorde
 
 }  // namespace
 
-int runDemo(const DemoOptions& options, Console& console) {
-  const std::unique_ptr<Display> display = makeDisplay(options.device);
+StepResult demonstrateVsync(DemoScene& scene) {
+  const double seconds = scene.options.seconds;
+  std::ostream& out = scene.console.out;
+  const std::unique_ptr<Display> display = makeDisplay(scene.options.device);
   ConfigOverrides overrides;
   overrides.set(kVsyncNodeItem, display->node());
   const StopSignals signals;
@@ -54,26 +56,33 @@ int runDemo(const DemoOptions& options, Console& console) {
   source.startEvent(EventRecorder::onEvent);
   if (!waitForSource(*display, recorder)) {
     source.pauseEvent(EventRecorder::onEvent);
-    console.err << "lmctl: no event arrived from " << display->node()
-                << "; check that it can be read\n";
-    return kFailure;
+    throw std::runtime_error("no event arrived from " + display->node() +
+                             "; check that it can be read");
   }
 
-  console.out << "Vsync events from " << display->node() << ", notified at " << Display::kRateHz
-              << " Hz for " << options.seconds << " s\n";
+  out << "node       " << display->node() << ", notified at " << Display::kRateHz << " Hz for "
+      << seconds << " s\n";
+  const Clock::time_point begin = Clock::now();
   display->start(source);
-  showProgress(console, signals, Clock::now() + fromSeconds(options.seconds),
-               [&] { return sentAndReceived(*display, recorder); });
+  showProgress(
+      scene.console, signals, begin + fromSeconds(seconds),
+      progressOnTerminal(scene.console, [&] { return sentAndReceived(*display, recorder); }));
   display->stop();
   recorder.waitFor(display->count(), std::chrono::seconds(1));
   source.pauseEvent(EventRecorder::onEvent);
 
   const auto arrivals = recorder.arrivals();
-  console.out << "events     " << sentAndReceived(*display, recorder) << "\nlatency    ";
-  latencies(display->notified(), arrivals).printSummary(console.out);
+  scene.notified = display->notified();
+  scene.watched.vsync = {{display->node(), begin, Clock::now()}, arrivals};
+  const Distribution latency = latencies(scene.notified, arrivals);
   const Distribution offPeriod = jitter(arrivals, Display::kPeriod);
-  console.out << "jitter     ";
-  offPeriod.printSummary(console.out);
-  offPeriod.printHistogram(console.out);
-  return arrivals.empty() ? kFailure : kSuccess;
+  out << "events     " << sentAndReceived(*display, recorder) << "\nlatency    ";
+  latency.printSummary(out);
+  out << "jitter     ";
+  offPeriod.printSummary(out);
+  offPeriod.printHistogram(out);
+  std::ostringstream done;
+  done << "vsync: " << arrivals.size() << " of " << display->count() << " received, latency "
+       << std::fixed << std::setprecision(1) << latency.median() << " us";
+  return {done.str(), outcomeOf(!arrivals.empty())};
 }

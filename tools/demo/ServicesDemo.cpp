@@ -3,9 +3,10 @@
 #include <stdexcept>
 
 #include "DependentServices.h"
+#include "QuietLog.h"
 #include "Rows.h"
-#include "ServicesCommands.h"
 #include "TrackerBase.h"
+#include "demo/Steps.h"
 
 // The platform offers no in-process tracker that could fail and die on request.
 #if __has_include(<HostServices.h>)
@@ -54,7 +55,7 @@ template <typename Values>
 std::string cellText(int status, const Values& values) {
   std::ostringstream text;
   if (status != 0) {
-    text << "status " << status;
+    text << (status == 4 ? "no service" : "status " + std::to_string(status));
   }
   for (const auto& value : values) {
     text << (&value != &*values.begin() ? " " : "") << value;
@@ -85,7 +86,8 @@ void registerTracker(SampleTracker& tracker) {
 
 }  // namespace
 
-int demonstrateServices(Console& console) {
+StepResult demonstrateServices(DemoScene& scene) {
+  const QuietLog quiet;  // the table tells of the failures
   const android::sp<SampleTracker> tracker = new SampleTracker;
   Rows rows = Rows::array({queries("not there")});
   registerTracker(*tracker);
@@ -99,16 +101,21 @@ int demonstrateServices(Console& console) {
   registerTracker(*tracker);
   rows.push_back(queries("restarted"));
   hosthidl::unregisterService(Tracker::descriptor);
-  console.out << "Service tracker: a sample in this process\n";
-  printTable(rows, console.out);
-  return kSuccess;
+  printTable(rows, scene.console.out);
+  const bool recovers = rows[5].back() == rows[1].back() && rows[4].back() != rows[1].back();
+  return {"a tracker asked before and after its death and return", outcomeOf(recovers)};
 }
 
 #else
 
-int demonstrateServices(Console& console) {
-  console.out << "Service tracker: the processes of all active services\n";
-  return servicesActive({}, console);
+StepResult demonstrateServices(DemoScene& scene) {
+  std::vector<int> pids;
+  if (const int status = DependentServices().getAllActiveServicePIDs(pids); status != 0) {
+    scene.console.out << "the platform's tracker answers with status " << status << "\n";
+    return {"the platform has no tracker that answers", Outcome::kMissing};
+  }
+  scene.console.out << "active     " << pids.size() << " services\n";
+  return {std::to_string(pids.size()) + " active services", Outcome::kOk};
 }
 
 #endif

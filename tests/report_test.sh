@@ -1,0 +1,47 @@
+#!/bin/sh
+# Opens the demo's report in a browser and compares the figures that it shows with the report's record.
+# Usage: report_test.sh LMCTL CHROMIUM
+set -eu
+lmctl=$1 chromium=$2
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+cd "$scratch"
+
+fail() {
+  echo "report_test: $*" >&2
+  exit 1
+}
+
+"$lmctl" demo --seconds 1 --output . >demo.txt || fail "lmctl demo ended with $?"
+sed -n '/id="record"/{n;p}' demo-report.html >record.json
+
+"$chromium" --headless --no-sandbox --disable-gpu --disable-quic --no-first-run \
+  --disable-background-networking --disable-component-update --disable-sync \
+  --user-data-dir="$scratch/profile" --enable-logging=stderr --virtual-time-budget=5000 \
+  --dump-dom "file://$scratch/demo-report.html" >dom.html 2>log.txt
+! grep CONSOLE log.txt || fail "the page has errors"
+
+# Each figure of the page, one a line: path, digits after the point, text.
+tr -d '\n' <dom.html | sed 's/<script.*//' | grep -o '<[a-z0-9]* [^>]*data-figure="[^>]*>[^<]*' |
+  sed 's/.*data-figure="\([^"]*\)"\( data-digits="\([0-9]*\)"\)\{0,1\}[^>]*>/\1 \3 /' >figures.txt
+[ "$(wc -l <figures.txt)" -gt 30 ] || fail "only $(wc -l <figures.txt) figures in the page"
+jq -Rnr --slurpfile record record.json '
+  inputs | capture("^(?<path>[^ ]*) (?<digits>[0-9]*) (?<text>.*)$") |
+  .value = (.path[1:] | split("/") | map(tonumber? // .) as $path | $record[0] | getpath($path)) |
+  select((.value | type == "number") and
+         ((.text | tonumber) - .value | fabs) > 0.5001 * pow(10; -(.digits | tonumber? // 0)) or
+         (.value | type == "string") and .value != .text) |
+  "\(.path): \(.text) instead of \(.value)"' figures.txt >wrong.txt
+[ ! -s wrong.txt ] || fail "$(cat wrong.txt)"
+
+counts() { # CHART: how many values its bars stand for
+  sed 's/.*data-chart="'"$1"'"//; s/<\/svg>.*//' "$scratch/line.html" |
+    grep -o 'data-count="[0-9]*"' | tr -dc '0-9\n' | awk '{ sum += $1 } END { print sum }'
+}
+tr -d '\n' <dom.html >line.html
+for chart in intervals stages_1_to_2 stages_2_to_3; do
+  [ "$(counts $chart)" -eq "$(jq ".frames.${chart}_ms | length" record.json)" ] ||
+    fail "the bars of $chart do not add up"
+done
+dots=$(grep -o 'd="M[^"]*"' line.html | grep -o M | wc -l)
+[ "$dots" -eq "$(jq '.vsync.events - 1' record.json)" ] || fail "$dots dots of jitter"

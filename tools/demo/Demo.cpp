@@ -1,0 +1,146 @@
+#include "demo/Demo.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <iomanip>
+#include <ostream>
+#include <stdexcept>
+
+#include "Trace.h"
+#include "demo/Steps.h"
+#include "report/ReportPage.h"
+
+namespace {
+
+struct Step {
+  const char* service;
+  const char* title;
+  StepResult (*demonstrate)(DemoScene&);
+};
+
+constexpr Step kSteps[] = {
+    {"process lookup", "Process lookup: a name among the foreground tasks", demonstrateLookup},
+    {"event sources", "Event sources: temperatures", demonstrateThermal},
+    {"event sources", "Event sources: vsync", demonstrateVsync},
+    {"event sources", "Event sources: graphics frames", demonstrateFrames},
+    {"statistics", "Statistics and memory", demonstrateStats},
+    {"service tracker", "Service tracker: a sample that fails, dies and returns",
+     demonstrateServices},
+    {"row store", "Row store: a table in a SQLite file", demonstrateStore},
+    {"favourites", "Favourite applications: time slots and launch counts", demonstrateFavourites},
+    {"node commands", "Node commands: presets and other items", demonstrateController},
+};
+
+constexpr char kBold[] = "1";
+constexpr char kGreen[] = "32";
+constexpr char kYellow[] = "33";
+constexpr char kRed[] = "31";
+
+/** text, in a style of the terminal where there is one that may be used. */
+std::string styled(const std::string& text, const char* style, const Console& console) {
+  const char* const noColour = std::getenv("NO_COLOR");
+  const bool plain = !console.live || (noColour != nullptr && *noColour != '\0');
+  return plain ? text : "\033[" + std::string(style) + "m" + text + "\033[0m";
+}
+
+std::string headline(std::string title) {
+  constexpr std::size_t kWidth = 80;
+  title += ' ';
+  title.resize(std::max(title.size(), kWidth), '-');
+  return title;
+}
+
+/** Runs a step; a failure's reason goes to err. */
+StepResult run(const Step& step, DemoScene& scene) {
+  scene.console.out << "\n" << styled(headline(step.title), kBold, scene.console) << "\n";
+  try {
+    return step.demonstrate(scene);
+  } catch (const std::exception& e) {
+    scene.console.out << std::flush;
+    scene.console.err << "lmctl: " << e.what() << "\n";
+    return {"see the error above", Outcome::kFailed};
+  }
+}
+
+void printResult(const char* service, const StepResult& result, Console& console) {
+  console.out << std::left << std::setw(17) << service << std::setw(56) << result.done;
+  switch (result.outcome) {
+    case Outcome::kOk:
+      console.out << styled("ok", kGreen, console) << "\n";
+      break;
+    case Outcome::kMissing:
+      console.out << styled("missing", kYellow, console) << "\n";
+      break;
+    case Outcome::kFailed:
+      console.out << styled("failed", kRed, console) << "\n";
+      break;
+  }
+}
+
+std::string makeFolder(const std::string& wanted) {
+  if (!wanted.empty()) {
+    std::filesystem::create_directories(wanted);
+    return wanted;
+  }
+  std::string folder = std::filesystem::temp_directory_path() / "lmctl-demo-XXXXXX";
+  if (mkdtemp(folder.data()) == nullptr) {
+    throw std::runtime_error("cannot make " + folder + "; name a folder with --output");
+  }
+  return folder;
+}
+
+void writeTrace(const DemoScene& scene, Clock::time_point begin, const std::string& path) {
+  TraceWriter trace(path, begin);
+  if (scene.watched.vsync) {
+    trace.addInstants("vsync raised", scene.notified);
+    trace.addInstants("vsync received", scene.watched.vsync->arrivals);
+  }
+  if (scene.watched.frames) {
+    const FrameTimes& times = scene.watched.frames->times;
+    trace.addSlices("stage 1-2", times.firstToSecond);
+    trace.addSlices("stage 2-3", times.secondToThird);
+    trace.addCounter("frame interval", times.intervals);
+  }
+  trace.finish();
+}
+
+void writeReport(const Watched& watched, const std::string& path) {
+  ReplacedFile page(path);
+  page.stream() << reportPage(makeRecord(watched));
+  page.finish();
+}
+
+}  // namespace
+
+int runDemo(const DemoOptions& options, Console& console) {
+  const std::string folder = makeFolder(options.output);
+  const Clock::time_point begin = Clock::now();
+  DemoScene scene{options, console};
+  console.out << "The services of liblmsupport, on "
+              << (options.device.empty() ? "sample data and private kernel nodes"
+                                         : "the nodes of " + options.device)
+              << "\n";
+  std::vector<StepResult> results;
+  for (const Step& step : kSteps) {
+    results.push_back(run(step, scene));
+  }
+
+  console.out << "\n" << styled(headline("Summary"), kBold, console) << "\n";
+  const char* service = "";
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    const bool isNew = service != std::string_view(kSteps[i].service);
+    service = kSteps[i].service;
+    printResult(isNew ? service : "", results[i], console);
+  }
+  writeTrace(scene, begin, folder + "/demo-trace.json");
+  addFigures(scene.watched);
+  writeReport(scene.watched, folder + "/demo-report.html");
+  console.out << "\n"
+              << folder << "/demo-report.html   for a browser\n"
+              << folder << "/demo-trace.json    for ui.perfetto.dev\n";
+  const bool failed = std::any_of(results.begin(), results.end(), [](const StepResult& result) {
+    return result.outcome == Outcome::kFailed;
+  });
+  return failed ? kFailure : kSuccess;
+}

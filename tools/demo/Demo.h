@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+#include "Console.h"
+
+struct DemoOptions {
+  double seconds = 3;
+  std::string device;  ///< folder of the simulated device's nodes; empty for the host's own parts
+  std::string output;  ///< folder for what the demo leaves behind; empty for a fresh temporary one
+};
+
+/**
+ * Shows each of the library's services once and sums up, and leaves a trace, a report and the
+ * library's log behind. Fails when a step did. To be called once, first thing in a process: the
+ * private name spaces that it makes need one that has a single thread.
+ */
+int runDemo(const DemoOptions& options, Console& console);

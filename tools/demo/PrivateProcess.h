@@ -1,0 +1,44 @@
+#pragma once
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <stdexcept>
+#include <type_traits>
+
+#include "Console.h"
+
+inline constexpr char kNoPrivateMounts[] =
+    "no private mount name space; run as root or allow user name spaces";
+
+/** Gives the process mounts of its own and an empty folder at path. Returns whether that worked. */
+bool makeFolderPrivate(const char* path);
+
+/**
+ * Runs function in a child process and returns its result. Throws std::runtime_error when the child
+ * brings none.
+ */
+template <typename Result>
+Result runInChild(Result (*function)()) {
+  static_assert(std::is_trivially_copyable_v<Result>, "it is passed on as bytes");
+  int ends[2];
+  if (pipe(ends) != 0) {
+    throw std::runtime_error("cannot make a pipe");
+  }
+  const pid_t process = fork();
+  if (process == 0) {
+    const Result result = function();
+    _exit(write(ends[1], &result, sizeof(result)) == sizeof(result) ? kSuccess : kFailure);
+  }
+  close(ends[1]);
+  Result result = {};
+  const bool complete = process > 0 && read(ends[0], &result, sizeof(result)) == sizeof(result);
+  close(ends[0]);
+  if (process > 0) {
+    waitpid(process, nullptr, 0);
+  }
+  if (!complete) {
+    throw std::runtime_error("a child process ended early");
+  }
+  return result;
+}

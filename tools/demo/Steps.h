@@ -1,0 +1,52 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "Console.h"
+#include "Progress.h"
+#include "demo/Demo.h"
+#include "report/ReportRecord.h"
+
+/** What the steps of a demo share. */
+struct DemoScene {
+  const DemoOptions& options;
+  Console& console;
+  Watched watched{};                          ///< for the report
+  std::vector<Clock::time_point> notified{};  ///< when vsyncs were raised
+};
+
+/** On a terminal, line; in a pipe, which would keep every one, none. */
+inline ProgressLine progressOnTerminal(const Console& console, ProgressLine line) {
+  return console.live ? std::move(line) : ProgressLine();
+}
+
+enum class Outcome {
+  kOk,
+  kMissing,  ///< this machine does not have what the step would show
+  kFailed
+};
+
+/** What a step did, in a few words, and how that went. */
+struct StepResult {
+  std::string done;
+  Outcome outcome;
+};
+
+/** The outcome of something that should work everywhere. */
+inline Outcome outcomeOf(bool worked) { return worked ? Outcome::kOk : Outcome::kFailed; }
+
+/**
+ * The steps, each of which prints what it shows. They throw std::runtime_error when this machine
+ * refuses what they need. The first two make name spaces of their own, in a child process, which the
+ * kernel allows only while the process has neither threads nor other name spaces.
+ */
+StepResult demonstrateLookup(DemoScene& scene);
+StepResult demonstrateThermal(DemoScene& scene);
+StepResult demonstrateVsync(DemoScene& scene);
+StepResult demonstrateFrames(DemoScene& scene);
+StepResult demonstrateStats(DemoScene& scene);
+StepResult demonstrateServices(DemoScene& scene);
+StepResult demonstrateStore(DemoScene& scene);
+StepResult demonstrateFavourites(DemoScene& scene);
+StepResult demonstrateController(DemoScene& scene);

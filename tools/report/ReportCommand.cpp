@@ -1,0 +1,171 @@
+#include "report/ReportCommand.h"
+
+#include <fcntl.h>
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <memory>
+#include <ostream>
+
+#include <android-base/unique_fd.h>
+
+#include "AsyncEventsMgr.h"
+#include "ConfigOverrides.h"
+#include "FrameRecorder.h"
+#include "Progress.h"
+#include "ReplacedFile.h"
+#include "config/NodePath.h"
+#include "report/ReportPage.h"
+#include "report/ReportRecord.h"
+
+namespace {
+
+struct ReportOptions {
+  double seconds = 10;
+  std::string output;  ///< file for the page; none when empty
+  bool json = false;   ///< print the record
+  std::string vsyncNode;
+  std::string frameNode;
+  std::string controlNode;
+  int controlValue = 1;
+};
+
+/** Puts paths that were given in front of the configured ones. */
+void setNodes(const ReportOptions& options, ConfigOverrides& overrides) {
+  for (const auto& [item, path] : {std::pair{kVsyncNodeItem, options.vsyncNode},
+                                   std::pair{kGfxDataNodeItem, options.frameNode},
+                                   std::pair{kGfxCtrlNodeItem, options.controlNode}}) {
+    if (!path.empty()) {
+      overrides.set(item, path);
+    }
+  }
+}
+
+/**
+ * Whether a source can be watched; notes why not. Throws std::runtime_error when that is a node which
+ * was named.
+ */
+bool isUsable(const char* part, const std::string& problem, const std::string& named,
+              const char* option, Watched& watched) {
+  if (!problem.empty() && !named.empty()) {
+    throw std::runtime_error("no " + std::string(part) + " node: " + problem +
+                             "; name another with " + option + " PATH");
+  }
+  if (!problem.empty()) {
+    watched.leftOut.emplace_back(part, problem + "; name a node with " + option + " PATH");
+  }
+  return problem.empty();
+}
+
+std::string countsLine(const EventRecorder* events, const FrameRecorder* frames) {
+  const std::string vsyncs = events == nullptr ? "" : std::to_string(events->count()) + " vsyncs";
+  const std::string started = frames == nullptr ? "" : frames->progressLine();
+  return vsyncs + (vsyncs.empty() || started.empty() ? "" : "   ") + started;
+}
+
+/** Watches the sources that can be watched until time or a signal ends it. */
+void watchSources(bool vsync, bool gfx, const ReportOptions& options, Console& console,
+                  Watched& watched) {
+  const StopSignals signals;
+  EventRecorder events;
+  FrameRecorder frames;
+  const std::string framePath = lmsupport::configuredNodePath(kGfxDataNodeItem);
+  // A FIFO without a writer would be at its end, again and again.
+  const bool isFifo = gfx && std::filesystem::is_fifo(framePath);
+  const android::base::unique_fd writer(isFifo ? open(framePath.c_str(), O_RDWR | O_CLOEXEC) : -1);
+  const Clock::time_point begin = Clock::now();
+  if (vsync) {
+    VsyncEvent::getInstance()->registerCallBack(EventRecorder::onEvent, &events);
+    VsyncEvent::getInstance()->startEvent(EventRecorder::onEvent);
+  }
+  if (gfx) {
+    GfxEvent::getInstance()->registerCallBack(FrameRecorder::onEvent, &frames);
+    GfxEvent::getInstance()->startEvent(FrameRecorder::onEvent, options.controlValue);
+  }
+  const auto line = [&] { return countsLine(vsync ? &events : nullptr, gfx ? &frames : nullptr); };
+  showProgress(console, signals, begin + fromSeconds(options.seconds),
+               options.json ? ProgressLine() : line);
+  if (vsync) {
+    VsyncEvent::getInstance()->pauseEvent(EventRecorder::onEvent);
+    const std::string path = lmsupport::configuredNodePath(kVsyncNodeItem);
+    watched.vsync = {{path, begin, Clock::now()}, events.arrivals()};
+  }
+  if (gfx) {
+    GfxEvent::getInstance()->pauseEvent(FrameRecorder::onEvent);
+    watched.frames = {{framePath, begin, Clock::now()}, frames.times()};
+  }
+}
+
+int makeReport(const ReportOptions& options, Console& console) {
+  if (options.output.empty() && !options.json) {
+    console.err << "lmctl report: no file for the page; name one with --output FILE, or print the "
+                   "record with --json\n";
+    return kUsage;
+  }
+  ConfigOverrides overrides;
+  setNodes(options, overrides);
+  Watched watched;
+  const bool vsync =
+      isUsable("vsync", nodeProblem(kVsyncNodeItem, R_OK), options.vsyncNode, "--node", watched);
+  const bool gfx = isUsable("frames", blockingNodeProblem(kGfxDataNodeItem), options.frameNode,
+                            "--frame-node", watched);
+  if (!vsync && !gfx) {
+    console.err << "lmctl: nothing to watch: " << watched.leftOut[0].second << "; "
+                << watched.leftOut[1].second << "\n";
+    return kFailure;
+  }
+  if (gfx) {
+    isUsable("control", nodeProblem(kGfxCtrlNodeItem, W_OK), options.controlNode, "--ctrl",
+             watched);
+  }
+  std::optional<ReplacedFile> page;
+  if (!options.output.empty()) {
+    page.emplace(options.output);
+  }
+  addFigures(watched);
+  addFavourites(watched);
+  for (const auto& [part, reason] : watched.leftOut) {
+    console.err << "lmctl: left out " << part << ": " << reason << "\n";
+  }
+  watchSources(vsync, gfx, options, console, watched);
+
+  const Rows record = makeRecord(watched);
+  if (options.json) {
+    printJson(record, console.out);
+  }
+  if (page) {
+    page->stream() << reportPage(record);
+    page->finish();
+  }
+  if (!options.json) {
+    console.out << options.output << "\n";
+  }
+  return kSuccess;
+}
+
+}  // namespace
+
+void addReport(CLI::App& app, Console& console, int& status) {
+  CLI::App* const report = app.add_subcommand(
+      "report", "Watch vsyncs and frames for a while; show all figures on one page.");
+  const auto options = std::make_shared<ReportOptions>();
+  report->add_option("--seconds", options->seconds, "How long to watch, up to an hour")
+      ->type_name("N")
+      ->capture_default_str()
+      ->check(CLI::Range(0.1, 3600.0));
+  report->add_option("-o,--output", options->output, "HTML file to make or replace")
+      ->type_name("FILE");
+  report->add_flag("--json", options->json, "Print the page's record");
+  const auto addNode = [&](const char* name, std::string& path, const char* description) {
+    report->add_option(name, path, description)
+        ->type_name("PATH")
+        ->check(CLI::Validator(nodePathProblem, "", ""));
+  };
+  addNode("--node", options->vsyncNode, "Vsync node to poll, instead of the configured one");
+  addNode("--frame-node", options->frameNode, "Frame node or FIFO to read, likewise");
+  addNode("--ctrl", options->controlNode, "Node that switches frames' reports on, likewise");
+  report->add_option("--value", options->controlValue, "What switches them on")
+      ->type_name("N")
+      ->capture_default_str();
+  report->callback([=, &console, &status] { status = makeReport(*options, console); });
+}

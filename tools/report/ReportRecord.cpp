@@ -1,0 +1,122 @@
+#include "report/ReportRecord.h"
+
+#include <sys/utsname.h>
+
+#include <algorithm>
+#include <cmath>
+#include <ctime>
+
+#include "Distribution.h"
+#include "Favourites.h"
+#include "FetchPreferredApps.h"
+#include "StatsCommands.h"
+#include "StatsProvider.h"
+
+namespace {
+
+double rounded(double value, Unit unit) {
+  const double scale = std::pow(10, unit.digits);
+  return std::round(value * scale) / scale;
+}
+
+Rows rounded(const std::vector<double>& values, Unit unit) {
+  Rows list = Rows::array();
+  for (const double value : values) {
+    list.push_back(rounded(value, unit));
+  }
+  return list;
+}
+
+double seconds(const WatchedNode& node) {
+  return std::chrono::duration<double>(node.end - node.begin).count();
+}
+
+std::string utcTime() {
+  const std::time_t now = std::time(nullptr);
+  std::tm time = {};
+  gmtime_r(&now, &time);
+  char text[sizeof("2000-01-01 00:00:00 UTC")];
+  std::strftime(text, sizeof(text), "%F %T UTC", &time);
+  return text;
+}
+
+std::string systemName() {
+  utsname name = {};
+  uname(&name);
+  return std::string(name.sysname) + " " + name.release + ", " + name.machine;
+}
+
+/** How far the intervals are off their median, without the sign. */
+Distribution deviations(std::vector<double> intervalsUs, double medianUs) {
+  std::transform(intervalsUs.begin(), intervalsUs.end(), intervalsUs.begin(),
+                 [medianUs](double us) { return std::abs(us - medianUs); });
+  return {std::move(intervalsUs), kMicroseconds};
+}
+
+Rows vsyncRecord(const Watched::Vsyncs& vsync) {
+  std::vector<double> arrivalsUs;
+  std::vector<double> betweenUs;
+  for (const Clock::time_point arrival : vsync.arrivals) {
+    const double us = std::chrono::duration<double, std::micro>(arrival - vsync.begin).count();
+    if (!arrivalsUs.empty()) {
+      betweenUs.push_back(us - arrivalsUs.back());
+    }
+    arrivalsUs.push_back(us);
+  }
+  const Distribution between(betweenUs, kMicroseconds);
+  const double meanUs =
+      betweenUs.empty() ? 0 : (arrivalsUs.back() - arrivalsUs.front()) / double(betweenUs.size());
+  return {{"node", vsync.path},
+          {"seconds", seconds(vsync)},
+          {"events", vsync.arrivals.size()},
+          {"rate_hz", meanUs > 0 ? 1e6 / meanUs : 0},
+          {"interval_us", between.toJson()},
+          {"jitter_us", deviations(betweenUs, between.median()).toJson()},
+          {"arrivals_us", rounded(arrivalsUs, kMicroseconds)}};
+}
+
+Rows framesRecord(const Watched::Frames& frames) {
+  const FrameTimes& times = frames.times;
+  Rows record = {{"node", frames.path}, {"seconds", seconds(frames)}};
+  record.update(times.toJson());
+  record["intervals_ms"] = rounded(times.intervals.ms, kMilliseconds);
+  record["stages_1_to_2_ms"] = rounded(times.firstToSecond.ms, kMilliseconds);
+  record["stages_2_to_3_ms"] = rounded(times.secondToThird.ms, kMilliseconds);
+  return record;
+}
+
+}  // namespace
+
+void addFigures(Watched& watched) {
+  StatsProvider stats = probeQuietly();
+  watched.memory = memoryFigures(stats.getMemInfo());
+  if (stats.supportsSysStats) {
+    watched.statistics = systemSlots(stats.getSysStats());
+  } else {
+    watched.leftOut.emplace_back("statistics",
+                                 "this kernel does not have the netlink family SYSSTATS");
+  }
+}
+
+void addFavourites(Watched& watched) {
+  if (FetchPreferredApps().getWeekTimePreferredApps().empty()) {
+    watched.leftOut.emplace_back("favourites", "the framework has no text of them");
+  } else {
+    watched.favourites = computeFavourites({}).slots;
+  }
+}
+
+Rows makeRecord(const Watched& watched) {
+  Rows leftOut = Rows::array();
+  for (const auto& [part, reason] : watched.leftOut) {
+    leftOut.push_back({{"part", part}, {"reason", reason}});
+  }
+  return {{"made", utcTime()},
+          {"system", systemName()},
+          {"left_out", leftOut},
+          {"vsync", watched.vsync ? vsyncRecord(*watched.vsync) : Rows()},
+          {"frames", watched.frames ? framesRecord(*watched.frames) : Rows()},
+          {"memory", watched.memory},
+          {"statistics", watched.statistics},
+          {"favourites", watched.favourites}};
+}
