@@ -1,18 +1,13 @@
 #pragma once
 
-#include <optional>
-#include <string>
-
 #include "Console.h"
 
-struct FavouritesOptions {
-  std::string folder;               ///< holds the three databases
-  std::optional<std::string> text;  ///< instead of the configured one
-  bool json = false;
-};
+namespace CLI {
+class App;
+}
 
-/** Rebuilds the two tables of favourites in a folder's databases and prints them. */
-int rebuildFavourites(const FavouritesOptions& options, Console& console);
+/** Adds the commands for favourite applications; the one that is named leaves its status. */
+void addFavourites(CLI::App& app, Console& console, int& status);
 
-/** Does so for sample data in a folder of its own, which it removes again. */
+/** Rebuilds sample data in a folder of its own, which it removes again. */
 int demonstrateFavourites(Console& console);

@@ -1,17 +1,16 @@
 #pragma once
 
-#include <string>
-
 #include "Console.h"
 
-struct LookupOptions {
-  std::string name;
-  bool once = false;  ///< one scan instead of up to five, 200 ms apart
-  bool json = false;
-};
+namespace CLI {
+class App;
+}
 
-/** Prints the identifier of a foreground process. */
-int lookUpProcess(const LookupOptions& options, Console& console);
+/** The list of foreground tasks, which the library reads. */
+inline constexpr char kForegroundTasks[] = "/dev/cpuset/top-app/tasks";
+
+/** Adds the command that looks for a foreground process and leaves its status. */
+void addLookup(CLI::App& app, Console& console, int& status);
 
 /**
  * Starts a process named like an application, lists it as a foreground task in a mount name space of

@@ -1,14 +1,18 @@
 #pragma once
 
-#include <string>
-
 #include "Console.h"
 
-/** Why text is not "ITEM=PATH", or nothing. */
-std::string itemProblem(const std::string& text);
+namespace CLI {
+class App;
+}
 
-/** Writes value to the node configured for item, which must exist, with a controller. */
-int writeNode(int item, const std::string& value, Console& console);
+class ConfigOverrides;
+
+/** Adds the option that sets an item's node. */
+void addItems(CLI::App& app, ConfigOverrides& overrides);
+
+/** Adds the commands for nodes; the one that is named leaves its status. */
+void addNode(CLI::App& app, Console& console, int& status);
 
 /** Lets a controller with two presets write to nodes in a folder of its own, which it removes. */
 int demonstrateController(Console& console);
