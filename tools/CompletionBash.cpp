@@ -53,10 +53,10 @@ constexpr char kReply[] = R"(  esac
 complete -F _lmctl lmctl
 )";
 
-void printCase(const std::vector<std::string>& patterns, const std::string& action,
-               std::ostream& out) {
-  if (!patterns.empty()) {
-    out << "      " << join(patterns, " |\n      ") << ") " << action << " ;;\n";
+void printCases(const std::vector<std::string>& patterns, const std::string& action,
+                std::ostream& out) {
+  for (const std::string& pattern : patterns) {
+    out << "      " << pattern << ") " << action << " ;;\n";
   }
 }
 
@@ -93,13 +93,13 @@ std::vector<std::string> places(const Command& lmctl, ValueKind kind) {
 
 void printBashCompletion(const Command& lmctl, std::ostream& out) {
   out << kWords;
-  printCase(commandPaths(lmctl), R"(command+=" $word")", out);
+  printCases(commandPaths(lmctl), R"(command+=" $word")", out);
   for (const ValueKind kind : {kText, kFile, kFolder}) {
-    printCase(valueOptions(lmctl, kind), std::string("kind=") + static_cast<char>(kind), out);
+    printCases(valueOptions(lmctl, kind), std::string("kind=") + static_cast<char>(kind), out);
   }
   out << kCurrentWord;
   for (const ValueKind kind : {kFile, kFolder}) {
-    printCase(places(lmctl, kind), std::string("kind=") + static_cast<char>(kind), out);
+    printCases(places(lmctl, kind), std::string("kind=") + static_cast<char>(kind), out);
   }
   out << kOptions;
   for (const Command* const command : flatten(lmctl)) {

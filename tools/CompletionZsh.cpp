@@ -76,6 +76,12 @@ std::vector<std::string> specs(const Command& command) {
   return all;
 }
 
+void printList(const char* assignment, const std::vector<std::string>& values, std::ostream& out) {
+  if (!values.empty()) {
+    out << "      " << assignment << "(" << join(values, " ") << ")\n";
+  }
+}
+
 }  // namespace
 
 void printZshCompletion(const Command& lmctl, std::ostream& out) {
@@ -87,9 +93,10 @@ void printZshCompletion(const Command& lmctl, std::ostream& out) {
     for (const Command& verb : command->commands) {
       below.push_back(quoted(escaped(verb.name()) + ":" + verb.help));
     }
-    const auto own = command != &lmctl ? specs(*command) : std::vector<std::string>();
-    out << "    (" << quoted(command->path) << ")\n      specs+=(" << join(own, " ")
-        << ")\n      below=(" << join(below, " ") << ")\n      ;;\n";
+    out << "    (" << quoted(command->path) << ")\n";
+    printList("specs+=", command != &lmctl ? specs(*command) : std::vector<std::string>(), out);
+    printList("below=", below, out);
+    out << "      ;;\n";
   }
   out << kReply;
 }

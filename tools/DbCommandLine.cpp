@@ -29,13 +29,16 @@ void addDb(CLI::App& app, Console& console, int& status) {
   CLI::App* const db = app.add_subcommand("db", "Look into a row store's file.");
   db->require_subcommand(1);
   const auto options = std::make_shared<DbOptions>();
-  addJson(*addDbCommand(*db, console, status, "dump", "Print the rows that match the key.", options,
-                        dbDump),
-          options->json, "an array of {rowid, int, app, rsvd, and launches or slot}");
-  addDbCommand(*db, console, status, "put", "Add a row with the key's fields.", options, dbPut)
+  const auto add = [&](const char* name, const char* description,
+                       int (*command)(const DbOptions&, Console&)) {
+    return addDbCommand(*db, console, status, name, description, options, command);
+  };
+  CLI::App* const dump = add("dump", "Print the rows that match the key.", dbDump);
+  addJson(*dump, options->json, "an array of {rowid, int, app, rsvd, and launches or slot}");
+  add("put", "Add a row with the key's fields.", dbPut)
       ->add_option("VALUE", options->value, "The payload: a launch count or a slot's text")
       ->required();
-  addDbCommand(*db, console, status, "delete",
-               "Delete the rows that match the key; all without one.", options, dbDelete)
-      ->add_flag("--json", options->json, "Print a JSON object");
+  CLI::App* const remove =
+      add("delete", "Delete the rows that match the key; all without one.", dbDelete);
+  addJson(*remove, options->json, "an object {deleted}, the number of rows");
 }
