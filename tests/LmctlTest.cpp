@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <regex>
 #include <sstream>
 
 #include "Distribution.h"
@@ -16,6 +17,7 @@
 #include "config/DynamicLoader.h"
 
 using testing::ContainsRegex;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Pair;
 
@@ -38,6 +40,7 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
   using Case = std::tuple<std::vector<const char*>, int, const char*>;
   for (auto [words, status, error] :
        {Case{{}, kUsage, "lmctl: .*see 'lmctl --help'"},
+        Case{{"watch"}, kUsage, "lmctl watch: no command; usage: lmctl watch COMMAND; see"},
         Case{{"nonsense"}, kUsage, "lmctl: .*nonsense"},
         Case{{"watch", "vsync", "--seconds", "x"}, kUsage, "see 'lmctl watch vsync --help'"},
         Case{{"watch", "vsync", "--node", longPath.c_str()}, kUsage, "vsync: .*than 149 bytes"},
@@ -165,10 +168,70 @@ TEST(Lmctl, StoresAreFilledShownAndEmptied) {
            Step{"db delete " + table + "--int 3", kSuccess, "deleted 1\n"},
            Step{"db delete " + table, kSuccess, "deleted 1\n"},
            Step{"db dump " + table, kSuccess, "(no rows)\n"},
+           Step{"node write 3 x --json --item 3=/dev/null", kSuccess, "3,\n  \"written\": true"},
        }) {
     EXPECT_THAT(run(words), Pair(status, HasSubstr(out))) << words;
   }
   std::filesystem::remove_all(folder);
+}
+
+/** The first group of each match in text. */
+std::vector<std::string> findAll(const std::string& text, const char* pattern) {
+  const std::regex regex(pattern, std::regex::ECMAScript | std::regex::multiline);
+  return {std::sregex_token_iterator(text.begin(), text.end(), regex, 1), {}};
+}
+
+TEST(Lmctl, HelpAndManualTellOfEachCommandAndOptionOnce) {
+  constexpr char kOption[] = "^  (?:-h, )?(--[a-z-]+)";
+  const std::regex escapes(R"(\\&|\\(?=-))");
+  const std::string manual = std::regex_replace(run("manual").second, escapes, "");
+  const auto commands = findAll(manual, "^\\.SS \"lmctl ([a-z ]*[a-z])");
+  EXPECT_THAT(commands,
+              ElementsAre("demo", "doctor", "watch vsync", "watch gfx", "watch thermal", "pid",
+                          "stats pid", "stats sys", "stats range", "stats name", "mem",
+                          "services clients", "services pids", "services active", "node write",
+                          "db dump", "db put", "db delete", "favourites rebuild", "completion bash",
+                          "completion zsh", "completion fish", "manual"));
+  std::vector<std::string> options = findAll(run("--help").second, kOption);
+  std::vector<std::string> withoutResult;
+  for (const std::string& command : commands) {
+    const auto [status, help] = run(command + " --help");
+    EXPECT_THAT(help, HasSubstr("\nUsage: lmctl " + command));
+    if (help.find("  Print JSON instead: an ") == std::string::npos) {
+      withoutResult.push_back(command);
+    }
+    const auto own = findAll(help, kOption);
+    options.insert(options.end(), own.begin(), own.end());
+  }
+  EXPECT_THAT(withoutResult, ElementsAre("demo", "db put", "completion bash", "completion zsh",
+                                         "completion fish", "manual"));
+  EXPECT_EQ(findAll(manual, R"(^\\fB(?:-h, )?(--[a-z-]+))"), options);
+}
+
+TEST(Lmctl, DoctorTellsWhatIsThereFromWhatIsMissing) {
+  const auto vsync = [](const std::string& options) {
+    std::vector<std::string> found;
+    for (const auto& line : nlohmann::json::parse(run("doctor --json" + options).second)) {
+      EXPECT_EQ(line["state"] == "ok", line["what_to_do"].is_null()) << line;
+      if (line["service"] == "vsync") {
+        found.push_back(line["state"].get<std::string>() + ": " +
+                        line["detail"].get<std::string>());
+      }
+    }
+    return found;
+  };
+  EXPECT_THAT(vsync(""), ElementsAre("missing: item 22 is not configured"));
+  EXPECT_THAT(vsync(" --item 22=/x"), ElementsAre("missing: /x: No such file or directory"));
+  EXPECT_THAT(vsync(" --item 22=/dev/null"), ElementsAre("ok: /dev/null"));
+  const std::string text = run("doctor 2>&1").second;  // with no line of the log
+  EXPECT_EQ(findAll(text, "^((?:ok     |missing)  [a-z].*)\n").size(),
+            std::count(text.begin(), text.end(), '\n'));
+}
+
+TEST(Lmctl, VersionNamesTheLibrariesThatAreLoaded) {
+  EXPECT_THAT(run("--version"),
+              Pair(kSuccess, ContainsRegex("^lmctl [1-9][0-9.]+\nlibrary +/.*/liblmsupport.*\n"
+                                           "core library +/.*/liblmhost.*\n$")));
 }
 
 TEST(Distribution, AnEventBelongsToTheLastNotificationBeforeIt) {

@@ -88,15 +88,14 @@ std::string nodePathProblem(const std::string& path) {
   return {};
 }
 
+std::string accessProblem(const std::string& path, int access) {
+  return ::access(path.c_str(), access) != 0 ? path + ": " + std::strerror(errno) : "";
+}
+
 std::string nodeProblem(int item, int access) {
   const std::string path = lmsupport::configuredNodePath(item);
-  if (path.empty()) {
-    return "item " + std::to_string(item) + " is not configured";
-  }
-  if (::access(path.c_str(), access) != 0) {
-    return path + ": " + std::strerror(errno);
-  }
-  return {};
+  return path.empty() ? "item " + std::to_string(item) + " is not configured"
+                      : accessProblem(path, access);
 }
 
 std::string blockingNodeProblem(int item) {

@@ -41,6 +41,9 @@ class ConfigOverrides final : public ConfigStore {
 /** Why path cannot be an item's value, or nothing. */
 std::string nodePathProblem(const std::string& path);
 
+/** Why the file at path cannot be read (R_OK) or written (W_OK), or nothing. */
+std::string accessProblem(const std::string& path, int access);
+
 /** Why the node configured for item cannot be read (R_OK) or written (W_OK), or nothing. */
 std::string nodeProblem(int item, int access);
 

@@ -5,6 +5,13 @@
 #include "Console.h"
 #include "LMDatabase.h"
 
+namespace CLI {
+class App;
+}
+
+/** Adds the commands for a row store's file; the one that is named leaves its status. */
+void addDb(CLI::App& app, Console& console, int& status);
+
 struct DbOptions {
   std::string file;
   std::string table;

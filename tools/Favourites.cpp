@@ -1,13 +1,25 @@
 #include "Favourites.h"
 
+#include <CLI/CLI.hpp>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <optional>
 #include <ostream>
 #include <stdexcept>
 
+#include "CommandLine.h"
 #include "ConfigOverrides.h"
 #include "FetchPreferredApps.h"
 #include "Rows.h"
 
 namespace {
+
+struct FavouritesOptions {
+  std::string folder;               ///< holds the three databases
+  std::optional<std::string> text;  ///< instead of the configured one
+  bool json = false;
+};
 
 constexpr char kFavouritesTable[] = "favourite_launches";
 constexpr char kHistoryTable[] = "launch_history";
@@ -18,13 +30,12 @@ std::string fileOf(const std::string& table) { return table + ".db"; }
 template <typename Store>
 void open(Store& store) {
   if (store.LMDatabaseInit() != LMDB_SUCCESS) {
-    throw std::runtime_error("cannot open " + store.mDbDirectory + store.mDbFileName +
-                             "; name a folder that can be written with --dir");
+    throw std::runtime_error(store.mDbDirectory + store.mDbFileName +
+                             ": cannot be opened; name a folder that can be written with --dir");
   }
 }
 
-}  // namespace
-
+/** Rebuilds the two tables of favourites in a folder's databases and prints them. */
 int rebuildFavourites(const FavouritesOptions& options, Console& console) {
   ConfigOverrides overrides;
   if (options.text) {
@@ -50,6 +61,37 @@ int rebuildFavourites(const FavouritesOptions& options, Console& console) {
   console.out << "\n" << kFavouritesTable << "\n";
   printTable(favouriteRows, console.out);
   return kSuccess;
+}
+
+}  // namespace
+
+void addFavourites(CLI::App& app, Console& console, int& status) {
+  CLI::App* const favourites =
+      app.add_subcommand("favourites", "Work with the favourite applications.");
+  favourites->require_subcommand(1);
+  CLI::App* const rebuild = favourites->add_subcommand(
+      "rebuild", "Rebuild the tables of favourites from their text, and print them.");
+  const auto options = std::make_shared<FavouritesOptions>();
+  rebuild->add_option("--dir", options->folder, "Folder of the three databases")
+      ->type_name("DIR")
+      ->required()
+      ->check(CLI::ExistingDirectory);
+  CLI::Option* const text =
+      rebuild->add_option("--text", options->text, "Text, instead of the configured one");
+  const auto file = std::make_shared<std::string>();
+  rebuild->add_option("--text-file", *file, "File with the text")
+      ->type_name("FILE")
+      ->check(CLI::ExistingFile)
+      ->excludes(text);
+  addJson(*rebuild, options->json,
+          "an object {time_slots, favourite_launches} of the tables' rows, as db dump prints them");
+  rebuild->callback([=, &console, &status] {
+    if (!file->empty()) {
+      std::ifstream stream(*file);
+      options->text = std::string(std::istreambuf_iterator<char>(stream), {});
+    }
+    status = rebuildFavourites(*options, console);
+  });
 }
 
 FavouriteTables computeFavourites(const std::vector<std::pair<std::string, int>>& launches) {

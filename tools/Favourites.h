@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -8,14 +7,12 @@
 #include "Console.h"
 #include "Rows.h"
 
-struct FavouritesOptions {
-  std::string folder;               ///< holds the three databases
-  std::optional<std::string> text;  ///< instead of the configured one
-  bool json = false;
-};
+namespace CLI {
+class App;
+}
 
-/** Rebuilds the two tables of favourites in a folder's databases and prints them. */
-int rebuildFavourites(const FavouritesOptions& options, Console& console);
+/** Adds the commands for favourite applications; the one that is named leaves its status. */
+void addFavourites(CLI::App& app, Console& console, int& status);
 
 struct FavouriteTables {
   Rows slots;

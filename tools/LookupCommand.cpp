@@ -2,24 +2,33 @@
 
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
+#include <CLI/CLI.hpp>
+#include <memory>
 #include <ostream>
 
 #include "AsyncEventsMgr.h"
+#include "CommandLine.h"
+#include "ConfigOverrides.h"
 #include "Rows.h"
 
+namespace {
+
+struct LookupOptions {
+  std::string name;
+  bool once = false;  ///< one scan instead of up to five, 200 ms apart
+  bool json = false;
+};
+
+/** Prints the identifier of a foreground process. */
 int lookUpProcess(const LookupOptions& options, Console& console) {
   std::string name = options.name;
   const int pid = options.once ? AsyncEvent::getPidExpensive(name) : AsyncEvent::getPid(name);
   if (pid < 1) {
-    console.err << "lmctl: no foreground process is named '" << name << "'; looked in "
-                << kForegroundTasks;
-    if (access(kForegroundTasks, R_OK) != 0) {
-      console.err << ": " << std::strerror(errno);
+    if (const std::string problem = accessProblem(kForegroundTasks, R_OK); !problem.empty()) {
+      throw std::runtime_error(problem + "; run it where the foreground tasks are listed");
     }
-    console.err << "\n";
-    return kFailure;
+    throw std::runtime_error("process '" + name + "': not in " + kForegroundTasks +
+                             "; bring it to the foreground");
   }
   if (options.json) {
     printJson({{"name", name}, {"pid", pid}}, console.out);
@@ -27,4 +36,17 @@ int lookUpProcess(const LookupOptions& options, Console& console) {
     console.out << pid << "\n";
   }
   return kSuccess;
+}
+
+}  // namespace
+
+void addLookup(CLI::App& app, Console& console, int& status) {
+  CLI::App* const pid = app.add_subcommand(
+      "pid", "Look for a process among the foreground tasks, for up to a second.");
+  const auto options = std::make_shared<LookupOptions>();
+  pid->add_option("NAME", options->name, "Its command's whole first word; an app's package name")
+      ->required();
+  pid->add_flag("--once", options->once, "Look only once, and at once");
+  addJson(*pid, options->json, "an object {name, pid}");
+  pid->callback([=, &console, &status] { status = lookUpProcess(*options, console); });
 }

@@ -1,17 +1,13 @@
 #pragma once
 
-#include <string>
-
 #include "Console.h"
+
+namespace CLI {
+class App;
+}
 
 /** The list of foreground tasks, which the library reads. */
 inline constexpr char kForegroundTasks[] = "/dev/cpuset/top-app/tasks";
 
-struct LookupOptions {
-  std::string name;
-  bool once = false;  ///< one scan instead of up to five, 200 ms apart
-  bool json = false;
-};
-
-/** Prints the identifier of a foreground process. */
-int lookUpProcess(const LookupOptions& options, Console& console);
+/** Adds the command that looks for a foreground process and leaves its status. */
+void addLookup(CLI::App& app, Console& console, int& status);

@@ -1,19 +1,28 @@
 #include "NodeCommands.h"
 
-#include <algorithm>
+#include <CLI/CLI.hpp>
 #include <charconv>
+#include <memory>
 #include <ostream>
+#include <stdexcept>
 
+#include "CommandLine.h"
 #include "ConfigOverrides.h"
 #include "CpPLHController.h"
+#include "Rows.h"
 
 namespace {
+
+struct NodeWrite {
+  int item = 0;
+  std::string value;
+  bool json = false;
+};
 
 /** In place of initial settings: a controller without either takes no commands. */
 void* noSettings() { return nullptr; }
 
-}  // namespace
-
+/** Why text is not "ITEM=PATH", or nothing. */
 std::string itemProblem(const std::string& text) {
   const std::size_t equals = text.find('=');
   const char* const end = text.data() + std::min(equals, text.size());
@@ -25,14 +34,50 @@ std::string itemProblem(const std::string& text) {
   return nodePathProblem(text.substr(equals + 1));
 }
 
-int writeNode(int item, const std::string& value, Console& console) {
-  if (const std::string problem = nodeProblem(item, W_OK); !problem.empty()) {
-    console.err << "lmctl: no node to write: " << problem << "; name one with --item " << item
-                << "=PATH\n";
-    return kFailure;
+/** Writes the value to the item's node, which must exist, with a controller. */
+int writeNode(const NodeWrite& write, Console& console) {
+  const std::string item = std::to_string(write.item);
+  if (const std::string problem = nodeProblem(write.item, W_OK); !problem.empty()) {
+    throw std::runtime_error("no node to write: " + problem + "; name one with --item " + item +
+                             "=PATH");
   }
   std::vector<CpPLHController::Command> none;
   CpPLHController::Command unused;
   CpPLHController controller(none, unused, unused, "lmctl", noSettings);
-  return controller.commandCp(kAnyItem, value, item) == 1 ? kSuccess : kFailure;
+  if (controller.commandCp(kAnyItem, write.value, write.item) != 1) {
+    throw std::runtime_error("item " + item + ": not written; see the log");
+  }
+  if (write.json) {
+    printJson({{"item", write.item}, {"written", true}}, console.out);
+  }
+  return kSuccess;
+}
+
+}  // namespace
+
+void addItems(CLI::App& app, ConfigOverrides& overrides) {
+  app.add_option_function<std::vector<std::string>>(
+         "--item",
+         [&overrides](const std::vector<std::string>& items) {
+           for (const std::string& item : items) {
+             const std::size_t equals = item.find('=');
+             overrides.set(std::stoi(item), item.substr(equals + 1));
+           }
+         },
+         "Node of an item, instead of the configured one; repeatable")
+      ->type_name("N=PATH")
+      ->allow_extra_args(false)
+      ->check(CLI::Validator(itemProblem, "", ""));
+}
+
+void addNode(CLI::App& app, Console& console, int& status) {
+  CLI::App* const node = app.add_subcommand("node", "Write to kernel nodes by their item.");
+  node->require_subcommand(1);
+  CLI::App* const write = node->add_subcommand(
+      "write", "Write a text to an item's node; whether its driver takes it is not known.");
+  const auto options = std::make_shared<NodeWrite>();
+  write->add_option("ITEM", options->item, "Item number")->required();
+  write->add_option("VALUE", options->value, "Text, written as it is")->required();
+  addJson(*write, options->json, "an object {item, written}");
+  write->callback([=, &console, &status] { status = writeNode(*options, console); });
 }

@@ -1,14 +1,18 @@
 #pragma once
 
-#include <string>
-
 #include "Console.h"
+
+namespace CLI {
+class App;
+}
+
+class ConfigOverrides;
 
 /** Types of a controller's commands. */
 enum CommandType : int { kFirstPreset, kSecondPreset, kAnyItem };
 
-/** Why text is not "ITEM=PATH", or nothing. */
-std::string itemProblem(const std::string& text);
+/** Adds the option that sets an item's node. */
+void addItems(CLI::App& app, ConfigOverrides& overrides);
 
-/** Writes value to the node configured for item, which must exist, with a controller. */
-int writeNode(int item, const std::string& value, Console& console);
+/** Adds the commands for nodes; the one that is named leaves its status. */
+void addNode(CLI::App& app, Console& console, int& status);

@@ -47,6 +47,14 @@ Rows readRows(LMDatabase<_preKill_Favorite_Time_Slot_Data>& store, LMDBDataRowKe
   return readAll(store, key);
 }
 
+void print(const Rows& rows, bool json, std::ostream& out) {
+  if (json) {
+    printJson(rows, out);
+  } else {
+    printTable(rows, out);
+  }
+}
+
 void printJson(const Rows& rows, std::ostream& out) {
   out << rows.dump(2, ' ', false, Rows::error_handler_t::replace) << "\n";
 }

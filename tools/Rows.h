@@ -12,6 +12,9 @@ using Rows = nlohmann::ordered_json;
 Rows readRows(LMDatabase<_preKill_User_Launched_Data>& store, LMDBDataRowKey key = {});
 Rows readRows(LMDatabase<_preKill_Favorite_Time_Slot_Data>& store, LMDBDataRowKey key = {});
 
+/** Prints rows as JSON or else as a table. */
+void print(const Rows& rows, bool json, std::ostream& out);
+
 /** Prints JSON; bytes that are not UTF-8 are replaced. */
 void printJson(const Rows& rows, std::ostream& out);
 

@@ -1,9 +1,12 @@
 #include "ServicesCommands.h"
 
+#include <CLI/CLI.hpp>
 #include <array>
+#include <memory>
 #include <ostream>
 #include <stdexcept>
 
+#include "CommandLine.h"
 #include "DependentServices.h"
 #include "Rows.h"
 
@@ -14,23 +17,15 @@ namespace {
 
 /** Throws unless the status is success; the texts follow the values of Status. */
 void require(int status) {
-  static constexpr std::array kTexts = {"success", "found nothing", "does not support this",
-                                        "refuses the name", "cannot be reached; see the log"};
+  static constexpr std::array kTexts = {
+      "success", "found nothing; check the name", "does not support this; it may be too old",
+      "refuses the name; check it", "cannot be reached; see the log and 'lmctl doctor'"};
   if (status != 0) {
     const auto known = static_cast<std::size_t>(status) < kTexts.size();
-    throw std::runtime_error("the service tracker " +
+    throw std::runtime_error("service tracker: " +
                              (known ? kTexts.at(static_cast<std::size_t>(status))
-                                    : "answers " + std::to_string(status)));
+                                    : "answers " + std::to_string(status) + "; see the log"));
   }
-}
-
-int print(const Rows& rows, bool json, Console& console) {
-  if (json) {
-    printJson(rows, console.out);
-  } else {
-    printTable(rows, console.out);
-  }
-  return kSuccess;
 }
 
 template <typename Pids>
@@ -42,8 +37,6 @@ Rows pidRows(const Pids& pids) {
   return rows;
 }
 
-}  // namespace
-
 int servicesClients(const ServicesOptions& options, Console& console) {
   std::vector<std::string> clients;
   require(DependentServices().getServices(options.name, clients));
@@ -51,18 +44,45 @@ int servicesClients(const ServicesOptions& options, Console& console) {
   for (const std::string& client : clients) {
     rows.push_back({{"service", client}});
   }
-  return print(rows, options.json, console);
+  print(rows, options.json, console.out);
+  return kSuccess;
 }
 
 int servicesPids(const ServicesOptions& options, Console& console) {
   const hidl_vec<hidl_string> names(options.names.begin(), options.names.end());
   hidl_vec<std::int32_t> pids;
   require(DependentServices().getServicePIDs(names, pids));
-  return print(pidRows(pids), options.json, console);
+  print(pidRows(pids), options.json, console.out);
+  return kSuccess;
 }
+
+}  // namespace
 
 int servicesActive(const ServicesOptions& options, Console& console) {
   std::vector<int> pids;
   require(DependentServices().getAllActiveServicePIDs(pids));
-  return print(pidRows(pids), options.json, console);
+  print(pidRows(pids), options.json, console.out);
+  return kSuccess;
+}
+
+void addServices(CLI::App& app, Console& console, int& status) {
+  CLI::App* const services = app.add_subcommand("services", "Ask the platform's service tracker.");
+  services->require_subcommand(1);
+  const auto options = std::make_shared<ServicesOptions>();
+  const auto add = [&](const char* name, const char* description, const char* json,
+                       int (*command)(const ServicesOptions&, Console&)) {
+    CLI::App* const query = services->add_subcommand(name, description);
+    addJson(*query, options->json, json);
+    query->callback([=, &console, &status] { status = command(*options, console); });
+    return query;
+  };
+  constexpr char kPids[] = "an array of {pid}";
+  add("clients", "Show the services connected to a service.", "an array of {service}",
+      servicesClients)
+      ->add_option("NAME", options->name, "Service name")
+      ->required();
+  add("pids", "Show the processes of services.", kPids, servicesPids)
+      ->add_option("NAME", options->names, "Service names")
+      ->required();
+  add("active", "Show the processes of all active services.", kPids, servicesActive);
 }

@@ -5,13 +5,18 @@
 
 #include "Console.h"
 
+namespace CLI {
+class App;
+}
+
+/** Adds the commands that ask the service tracker; the one that is named leaves its status. */
+void addServices(CLI::App& app, Console& console, int& status);
+
 struct ServicesOptions {
   std::string name;
   std::vector<std::string> names;
   bool json = false;
 };
 
-/** Ask the service tracker: who is connected to a service, and what the processes of services are. */
-int servicesClients(const ServicesOptions& options, Console& console);
-int servicesPids(const ServicesOptions& options, Console& console);
+/** Prints the processes of all active services. */
 int servicesActive(const ServicesOptions& options, Console& console);

@@ -1,18 +1,29 @@
 #include "StatsCommands.h"
 
+#include <CLI/CLI.hpp>
 #include <array>
 #include <cstring>
 #include <iomanip>
+#include <memory>
 #include <ostream>
 #include <span>
 #include <sstream>
 #include <stdexcept>
 
+#include "CommandLine.h"
 #include "QuietLog.h"
 #include "Rows.h"
 #include "StatsProvider.h"
 
 namespace {
+
+struct StatsOptions {
+  int pid = 0;
+  int first = 0;
+  int last = 0;
+  std::string name;
+  bool json = false;
+};
 
 struct KnownSlot {
   std::size_t slot;
@@ -37,7 +48,7 @@ Rows slotRows(std::span<const std::uint64_t> slots) {
 }
 
 /** Prints records one after the other, or all as one array. */
-int print(const std::vector<Rows>& records, bool json, Console& console) {
+int printRecords(const std::vector<Rows>& records, bool json, Console& console) {
   if (json) {
     printJson(Rows(records), console.out);
     return kSuccess;
@@ -53,7 +64,7 @@ int print(const std::vector<Rows>& records, bool json, Console& console) {
 void require(bool supported) {
   if (!supported) {
     throw std::runtime_error(
-        "this kernel's netlink family SYSSTATS is missing or too old; load its module");
+        "statistics: this kernel's netlink family SYSSTATS is missing or too old; load its module");
   }
 }
 
@@ -82,15 +93,22 @@ Rows systemSlots(const SysStatsRecord& record) {
   return rows;
 }
 
+StatsProvider probeQuietly() {
+  const QuietLog quiet;
+  return {};
+}
+
+namespace {
+
 int statsPid(const StatsOptions& options, Console& console) {
   StatsProvider stats;
   require(stats.supportsPidStats);
   const PidStatsRecord record = stats.getPIDStats(options.pid);
   if (isZero(record)) {
-    throw std::runtime_error("the kernel knows no process " + std::to_string(options.pid) +
-                             "; see the log");
+    throw std::runtime_error("process " + std::to_string(options.pid) +
+                             ": the kernel tells nothing; check that it runs, see the log");
   }
-  return print({slotRows(record.slots)}, options.json, console);
+  return printRecords({slotRows(record.slots)}, options.json, console);
 }
 
 int statsSys(const StatsOptions& options, Console& console) {
@@ -98,9 +116,9 @@ int statsSys(const StatsOptions& options, Console& console) {
   require(stats.supportsSysStats);
   const SysStatsRecord record = stats.getSysStats();
   if (isZero(record)) {
-    throw std::runtime_error("the kernel did not answer; see the log");
+    throw std::runtime_error("statistics: the kernel did not answer; see the log");
   }
-  return print({systemSlots(record)}, options.json, console);
+  return printRecords({systemSlots(record)}, options.json, console);
 }
 
 int statsRange(const StatsOptions& options, Console& console) {
@@ -110,7 +128,7 @@ int statsRange(const StatsOptions& options, Console& console) {
   for (const PidStatsRecord& record : stats.getPIDStatsRange(options.first, options.last)) {
     records.push_back(slotRows(record.slots));
   }
-  return print(records, options.json, console);
+  return printRecords(records, options.json, console);
 }
 
 int statsName(const StatsOptions& options, Console& console) {
@@ -118,7 +136,7 @@ int statsName(const StatsOptions& options, Console& console) {
   require(stats.supportsPidsByName);
   std::vector<sysstats_pid> pids;
   if (stats.getPIDsRange(options.name.c_str(), pids) != 0) {
-    throw std::runtime_error("the kernel did not answer; see the log");
+    throw std::runtime_error("statistics: the kernel did not answer; see the log");
   }
   Rows rows = Rows::array();
   for (const sysstats_pid& pid : pids) {
@@ -126,11 +144,7 @@ int statsName(const StatsOptions& options, Console& console) {
     std::memcpy(&value, pid.bytes, sizeof(value));
     rows.push_back({{"hex", hex(value)}, {"decimal", value}});
   }
-  if (options.json) {
-    printJson(rows, console.out);
-  } else {
-    printTable(rows, console.out);
-  }
+  print(rows, options.json, console.out);
   return kSuccess;
 }
 
@@ -144,7 +158,45 @@ int showMemory(const StatsOptions& options, Console& console) {
   return kSuccess;
 }
 
-StatsProvider probeQuietly() {
-  const QuietLog quiet;
-  return {};
+CLI::App* addCommand(CLI::App& parent, Console& console, int& status, const char* name,
+                     const char* description, const char* json,
+                     const std::shared_ptr<StatsOptions>& options,
+                     int (*command)(const StatsOptions&, Console&)) {
+  CLI::App* const app = parent.add_subcommand(name, description);
+  addJson(*app, options->json, json);
+  app->callback([=, &console, &status] { status = command(*options, console); });
+  return app;
+}
+
+}  // namespace
+
+void addStats(CLI::App& app, Console& console, int& status) {
+  CLI::App* const stats = app.add_subcommand("stats", "Ask the kernel's statistics family.");
+  stats->require_subcommand(1);
+  const auto options = std::make_shared<StatsOptions>();
+  const auto add = [&](const char* name, const char* description, const char* json,
+                       int (*command)(const StatsOptions&, Console&)) {
+    return addCommand(*stats, console, status, name, description, json, options, command);
+  };
+  constexpr char kRecords[] = "an array of records, each an array of {slot, hex, decimal}";
+  add("pid", "Show one process; slots are as the kernel fills them.", kRecords, statsPid)
+      ->add_option("PID", options->pid, "Process identifier")
+      ->required()
+      ->check(CLI::Range(1, 4194304));
+  add("sys", "Show the system.", kRecords, statsSys);
+  CLI::App* const range = add("range", "Show the processes in a range.", kRecords, statsRange);
+  const CLI::Range bounds(0, 65535);
+  range->add_option("FIRST", options->first, "Lowest process identifier")
+      ->required()
+      ->check(bounds);
+  range->add_option("LAST", options->last, "Highest one")->required()->check(bounds);
+  add("name", "Show the processes with a name.", "an array of {hex, decimal}", statsName)
+      ->add_option("NAME", options->name, "Process name")
+      ->required();
+}
+
+void addMemory(CLI::App& app, Console& console, int& status) {
+  addCommand(app, console, status, "mem", "Show swap and vmalloc figures.",
+             "an object {swap_used_kb, swap_total_kb, vmalloc_used_kb}, null for unknown figures",
+             std::make_shared<StatsOptions>(), showMemory);
 }

@@ -9,6 +9,7 @@
 #include <android-base/unique_fd.h>
 
 #include "AsyncEventsMgr.h"
+#include "CommandLine.h"
 #include "ConfigOverrides.h"
 #include "WatchGfx.h"
 #include "WatchThermal.h"
@@ -79,7 +80,7 @@ void addWatchOptions(CLI::App& source, WatchOptions& options) {
                   "How long to watch, up to a day; until Ctrl-C when not given")
       ->type_name("N")
       ->check(CLI::Range(0.1, 86400.0));
-  source.add_flag("--json", options.json, "Print one JSON object at the end");
+  addJson(source, options.json, "an object {source, seconds, and what was watched}, at the end");
 }
 
 void addTraceOption(CLI::App& source, WatchOptions& options) {
