@@ -92,7 +92,8 @@ std::string explained(const Argument& argument) {
 std::string usage(const Command& command) {
   std::string text = command.path + (command.options.empty() ? "" : " [OPTIONS]");
   for (const Argument& argument : command.positionals) {
-    text.append(" ").append(argument.value).append(argument.repeatable ? "..." : "");
+    const std::string value = argument.value + (argument.repeatable ? "..." : "");
+    text += argument.required ? " " + value : " [" + value + "]";
   }
   return text + (command.commands.empty() ? "" : " COMMAND");
 }
