@@ -7,6 +7,7 @@
 #include <ostream>
 #include <stdexcept>
 
+#include "ReplacedFile.h"
 #include "Trace.h"
 #include "demo/Steps.h"
 #include "report/ReportPage.h"
@@ -80,7 +81,11 @@ void printResult(const char* service, const StepResult& result, Console& console
 
 std::string makeFolder(const std::string& wanted) {
   if (!wanted.empty()) {
-    std::filesystem::create_directories(wanted);
+    std::error_code error;
+    std::filesystem::create_directories(wanted, error);
+    if (!std::filesystem::is_directory(wanted, error)) {
+      throw std::runtime_error("cannot make the folder " + wanted + "; name another with --output");
+    }
     return wanted;
   }
   std::string folder = std::filesystem::temp_directory_path() / "lmctl-demo-XXXXXX";
@@ -90,8 +95,7 @@ std::string makeFolder(const std::string& wanted) {
   return folder;
 }
 
-void writeTrace(const DemoScene& scene, Clock::time_point begin, const std::string& path) {
-  TraceWriter trace(path, begin);
+void writeTrace(const DemoScene& scene, TraceWriter& trace) {
   if (scene.watched.vsync) {
     trace.addInstants("vsync raised", scene.notified);
     trace.addInstants("vsync received", scene.watched.vsync->arrivals);
@@ -105,17 +109,12 @@ void writeTrace(const DemoScene& scene, Clock::time_point begin, const std::stri
   trace.finish();
 }
 
-void writeReport(const Watched& watched, const std::string& path) {
-  ReplacedFile page(path);
-  page.stream() << reportPage(makeRecord(watched));
-  page.finish();
-}
-
 }  // namespace
 
 int runDemo(const DemoOptions& options, Console& console) {
   const std::string folder = makeFolder(options.output);
-  const Clock::time_point begin = Clock::now();
+  TraceWriter trace(folder + "/demo-trace.json", Clock::now());
+  ReplacedFile page(folder + "/demo-report.html");
   DemoScene scene{options, console};
   console.out << "The services of liblmsupport, on "
               << (options.device.empty() ? "sample data and private kernel nodes"
@@ -133,9 +132,10 @@ int runDemo(const DemoOptions& options, Console& console) {
     service = kSteps[i].service;
     printResult(isNew ? service : "", results[i], console);
   }
-  writeTrace(scene, begin, folder + "/demo-trace.json");
+  writeTrace(scene, trace);
   addFigures(scene.watched);
-  writeReport(scene.watched, folder + "/demo-report.html");
+  page.stream() << reportPage(makeRecord(scene.watched));
+  page.finish();
   console.out << "\n"
               << folder << "/demo-report.html   for a browser\n"
               << folder << "/demo-trace.json    for ui.perfetto.dev\n";
