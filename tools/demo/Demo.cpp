@@ -16,21 +16,23 @@ namespace {
 
 struct Step {
   const char* service;
+  const char* part;  ///< of the service, with a colon; empty for all of it
   const char* title;
   StepResult (*demonstrate)(DemoScene&);
 };
 
 constexpr Step kSteps[] = {
-    {"process lookup", "Process lookup: a name among the foreground tasks", demonstrateLookup},
-    {"event sources", "Event sources: temperatures", demonstrateThermal},
-    {"event sources", "Event sources: vsync", demonstrateVsync},
-    {"event sources", "Event sources: graphics frames", demonstrateFrames},
-    {"statistics", "Statistics and memory", demonstrateStats},
-    {"service tracker", "Service tracker: a sample that fails, dies and returns",
+    {"process lookup", "", "Process lookup: a name among the foreground tasks", demonstrateLookup},
+    {"event sources", "thermal: ", "Event sources: temperatures", demonstrateThermal},
+    {"event sources", "vsync: ", "Event sources: vsync", demonstrateVsync},
+    {"event sources", "frames: ", "Event sources: graphics frames", demonstrateFrames},
+    {"statistics", "", "Statistics and memory", demonstrateStats},
+    {"service tracker", "", "Service tracker: a sample that fails, dies and returns",
      demonstrateServices},
-    {"row store", "Row store: a table in a SQLite file", demonstrateStore},
-    {"favourites", "Favourite applications: time slots and launch counts", demonstrateFavourites},
-    {"node commands", "Node commands: presets and other items", demonstrateController},
+    {"row store", "", "Row store: a table in a SQLite file", demonstrateStore},
+    {"favourites", "", "Favourite applications: time slots and launch counts",
+     demonstrateFavourites},
+    {"node commands", "", "Node commands: presets and other items", demonstrateController},
 };
 
 constexpr char kBold[] = "1";
@@ -64,9 +66,10 @@ StepResult run(const Step& step, DemoScene& scene) {
   }
 }
 
-void printResult(const char* service, const StepResult& result, Console& console) {
-  console.out << std::left << std::setw(17) << service << std::setw(56) << result.done;
-  switch (result.outcome) {
+void printResult(const std::string& service, const std::string& done, Outcome outcome,
+                 Console& console) {
+  console.out << std::left << std::setw(17) << service << std::setw(56) << done;
+  switch (outcome) {
     case Outcome::kOk:
       console.out << styled("ok", kGreen, console) << "\n";
       break;
@@ -130,7 +133,8 @@ int runDemo(const DemoOptions& options, Console& console) {
   for (std::size_t i = 0; i < results.size(); ++i) {
     const bool isNew = service != std::string_view(kSteps[i].service);
     service = kSteps[i].service;
-    printResult(isNew ? service : "", results[i], console);
+    printResult(isNew ? service : "", kSteps[i].part + results[i].done, results[i].outcome,
+                console);
   }
   writeTrace(scene, trace);
   addFigures(scene.watched);
