@@ -25,7 +25,7 @@ bench: ## measure against bare system calls and what else a user would pick
 	@cmake --build --preset release --target lmsupport_bench
 	@$(BUILD)/bench/lmsupport_bench --benchmark_enable_random_interleaving=true
 
-check: format-check tidy test-release test-asan test-tsan test-libcxx abi-check report-check package ## everything CI checks
+check: format-check tidy test-release test-asan test-tsan test-libcxx report-check abi-check docs package ## everything CI checks
 
 format: ## format the sources
 	@$(SETUP) check
@@ -76,6 +76,11 @@ abi-check abi-update:
 	@cmake --build --preset debug --target lmsupport
 	@scripts/check-abi $(if $(filter abi-update,$@),--update) build/debug/liblmsupport.so tests/lmsupport.abi
 
+docs: ## make the API reference, build/docs/html/index.html
+	@$(SETUP) docs
+	@mkdir -p build/docs
+	@doxygen docs/Doxyfile
+
 package: ## make Debian packages
 	@$(SETUP) build check
 	@cmake --preset release >/dev/null
@@ -92,4 +97,4 @@ clean: ## remove what was built
 	@rm -rf build
 
 .PHONY: help demo test bench check format format-check tidy arm64 device device-test device-demo \
-  report-check abi-check abi-update package install clean
+  report-check abi-check abi-update docs package install clean

@@ -1,6 +1,5 @@
 #include <fcntl.h>
 #include <poll.h>
-#include <sched.h>
 #include <sys/resource.h>
 #include <unistd.h>
 #include <uv.h>
@@ -14,9 +13,9 @@
 #include <vector>
 
 #include "AsyncEventsMgr.h"
-#include "Distribution.h"
 #include "HostCore.h"
 #include "HostNameNode.h"
+#include "Latency.h"
 #include "Ratios.h"
 #include "config/DynamicLoader.h"
 
@@ -25,13 +24,7 @@ namespace {
 /** Made before any thread, in setUpVsync(). */
 const HostNameNode* gNode;
 
-/** When the last event was received, in Clock ticks; 0 before. */
-std::atomic<Clock::rep> gReceived;
-
-void noteArrival() {
-  gReceived = Clock::now().time_since_epoch().count();
-  gReceived.notify_one();
-}
+void raiseVsync() { gNode->notify(); }
 
 void onEvent(int, void*, int, void*) { noteArrival(); }
 
@@ -112,55 +105,9 @@ class UvReceiver {
   std::thread mThread;
 };
 
-/** Notifies until a receiver that was just started answers: it may not have opened the node yet. */
-void waitForReceiver() {
-  gReceived = 0;
-  while (gReceived == 0) {
-    gNode->notify();
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-}
-
-/** Notifies, sleeps until the receiver saw it, and returns the time between. */
-std::chrono::duration<double> notifyAndReceive() {
-  gReceived = 0;
-  const Clock::time_point begin = Clock::now();
-  gNode->notify();
-  gReceived.wait(0);
-  return Clock::duration(gReceived) - begin.time_since_epoch();
-}
-
-/** Keeps the calling thread, and those it starts from now on, on one processor. */
-void stayOnOneProcessor() {
-  cpu_set_t set;
-  CPU_ZERO(&set);
-  CPU_SET(0, &set);
-  sched_setaffinity(0, sizeof(set), &set);
-}
-
-/**
- * Notifier and receiver share a processor: waking a second one from its idle state takes many times
- * longer than all that is measured here, and never equally long.
- */
-template <typename Receiver>
-void latency(benchmark::State& state) {
-  stayOnOneProcessor();
-  Receiver receiver;
-  waitForReceiver();
-  std::vector<double> latenciesUs;
-  for (auto _ : state) {
-    const auto latency = notifyAndReceive();
-    state.SetIterationTime(latency.count());
-    latenciesUs.push_back(latency.count() * 1e6);
-  }
-  const Distribution distribution(std::move(latenciesUs));
-  state.counters["p50_us"] = distribution.median();
-  state.counters["p99_us"] = distribution.percentile(0.99);
-}
-
-void latencyVsyncEvent(benchmark::State& state) { latency<VsyncReceiver>(state); }
-void latencyBareLoop(benchmark::State& state) { latency<BareReceiver>(state); }
-void latencyLibuv(benchmark::State& state) { latency<UvReceiver>(state); }
+void latencyVsyncEvent(benchmark::State& state) { latency<VsyncReceiver>(state, raiseVsync); }
+void latencyBareLoop(benchmark::State& state) { latency<BareReceiver>(state, raiseVsync); }
+void latencyLibuv(benchmark::State& state) { latency<UvReceiver>(state, raiseVsync); }
 
 template <std::size_t>
 void count(int, void*, int, void* counter) {
@@ -248,7 +195,7 @@ void pausedFor5s(benchmark::State& state) {
   VsyncEvent source;
   source.registerCallBack(onEvent, nullptr);
   source.startEvent(onEvent);
-  waitForReceiver();
+  waitForReceiver(raiseVsync);
   source.pauseEvent(onEvent);
   gNode->notify();  // ends the poll that was under way: the thread goes to sleep
   std::this_thread::sleep_for(std::chrono::milliseconds(100));
@@ -264,13 +211,9 @@ void pausedFor5s(benchmark::State& state) {
   gNode->notify();
 }
 
-void repeatedly(benchmark::internal::Benchmark* benchmark) {
-  benchmark->UseManualTime()->Iterations(5000)->Repetitions(9)->Unit(benchmark::kMicrosecond);
-}
-
-BENCHMARK(latencyVsyncEvent)->Apply(repeatedly);
-BENCHMARK(latencyBareLoop)->Apply(repeatedly);
-BENCHMARK(latencyLibuv)->Apply(repeatedly);
+BENCHMARK(latencyVsyncEvent)->Apply(latencyRuns);
+BENCHMARK(latencyBareLoop)->Apply(latencyRuns);
+BENCHMARK(latencyLibuv)->Apply(latencyRuns);
 BENCHMARK(dispatchVsyncEvent)->Arg(1)->Arg(16)->Arg(256);
 BENCHMARK(dispatchArray)->Arg(1)->Arg(16)->Arg(256);
 BENCHMARK(startAndPause);

@@ -17,9 +17,11 @@ void keepHeap() {
 
 int main(int argc, char** argv) {
   keepHeap();
-  setUpVsync();  // before any thread
+  setUpLookup();  // both before any thread
+  setUpVsync();
   std::vector<Ratio> ratios = vsyncRatios();
-  for (const auto& more : {databaseRatios(), statsRatios(), servicesRatios()}) {
+  for (const auto& more : {gfxRatios(), lookupRatios(), controllerRatios(), databaseRatios(),
+                           statsRatios(), servicesRatios()}) {
     ratios.insert(ratios.end(), more.begin(), more.end());
   }
   return runBenchmarks(argc, argv, ratios);

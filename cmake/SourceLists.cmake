@@ -11,6 +11,7 @@ function(lmsupport_list_sources target module)
   file(WRITE ${PROJECT_BINARY_DIR}/sources/${module} "${lines}\n")
 endfunction()
 
+file(REMOVE_RECURSE ${PROJECT_BINARY_DIR}/sources)
 lmsupport_list_sources(lmsupport liblmsupport)
 lmsupport_list_sources(lmhost liblmhost)
 foreach(target lmctl lmctl_lib lmsupport_test lmsupport_bench)

@@ -5,6 +5,7 @@
 #include "LMAttributes.h"
 
 /**
+ * @file
  * What this library requires of the framework's closed core library, and nothing more. On a device
  * the core library defines DynamicLoader; on a host liblmhost.so does.
  *
@@ -26,8 +27,10 @@ inline constexpr int kPreferredAppsKey = 5638;
 /** Turns item numbers into short texts. lookup is the third virtual function. */
 class LM_API ConfigStore {
  public:
+  /** Not called. @{ */
   virtual void reserved0() {}
   virtual void reserved1() {}
+  /** @} */
 
   /**
    * Writes the value of item into out, a zero-filled buffer of kConfigValueSize bytes, with its
@@ -45,12 +48,12 @@ class LM_API DynamicLoader {
   /** Never null. Callable from any thread. */
   static DynamicLoader* getInstance();
 
-  void* mReserved0[2];
+  void* mReserved0[2];  ///< not read
 
   /** Null while the framework runs without a store. Owned by the core library. */
   ConfigStore* mStore;
 
-  void* mReserved1[7];
+  void* mReserved1[7];  ///< not read
 
   /** Returns the text of key, allocated with malloc and owned by the caller, or null. May be null.
    */

@@ -1,8 +1,7 @@
 #include "CpPLHController.h"
 
-#include <fstream>
-
 #include "LMLog.h"
+#include "config/NodeFile.h"
 #include "config/NodePath.h"
 
 using lmsupport::kCpPlhController;
@@ -91,17 +90,9 @@ int CpPLHController::updateSysNodes(char* path, std::string& value) {
   if (path == nullptr) {
     return -1;
   }
-  try {
-    std::ofstream node(path);
-    if (!node.is_open()) {
-      LM_LOGE(kCpPlhController, "Unable to open %s file", path);
-      return -1;
-    }
-    node << value;
-    node.close();
-    return 0;
-  } catch (...) {
-    logException();
+  if (!lmsupport::writeNode(path, value)) {
+    LM_LOGE(kCpPlhController, "Unable to open %s file", path);
     return -1;
   }
+  return 0;
 }

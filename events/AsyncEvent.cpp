@@ -1,8 +1,8 @@
-#include <fstream>
 #include <limits>
 
 #include "AsyncEventsMgr.h"
 #include "LMLog.h"
+#include "config/NodeFile.h"
 
 using lmsupport::kAsyncEventsMgr;
 using lmsupport::logCaught;
@@ -133,18 +133,9 @@ int AsyncEvent::analyseThreadState() {
 }
 
 int AsyncEvent::updateSysNodes(const std::string& path, int value) {
-  try {
-    std::ofstream node(path);
-    if (!node.is_open()) {
-      LM_LOGE(kAsyncEventsMgr, "Unable to open %s file", path.c_str());
-      return -1;
-    }
-    // As text: a stream would group the digits the way the process's global locale does.
-    node << std::to_string(value);
-    node.close();
-    return 0;
-  } catch (...) {
-    logCaught(kAsyncEventsMgr);
+  if (!lmsupport::writeNode(path.c_str(), std::to_string(value))) {
+    LM_LOGE(kAsyncEventsMgr, "Unable to open %s file", path.c_str());
     return -1;
   }
+  return 0;
 }

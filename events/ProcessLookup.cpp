@@ -1,11 +1,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <vector>
 
 #include <android-base/unique_fd.h>
@@ -59,8 +61,8 @@ int threadGroup(std::istream& status) {
   int group = -1;
   for (std::string line; std::getline(status, line);) {
     if (line.find(kThreadGroupKey) != std::string::npos) {
-      group = 0;
-      std::istringstream(line.substr(line.find(':') + 1)) >> group;
+      const long value = std::strtol(&line[line.find(':') + 1], nullptr, 10);
+      group = static_cast<int>(std::clamp<long>(value, INT_MIN, INT_MAX));
     }
   }
   return group;

@@ -12,6 +12,7 @@
 #include "LMAttributes.h"
 
 /**
+ * @file
  * Event sources: each tells its clients, from one polling thread of its own, that something
  * happened in the kernel.
  *
@@ -75,6 +76,7 @@ class LM_API AsyncEvent {
    * Takes mCallbacksLck, so it waits while events are delivered. A callback that is already
    * registered keeps its first user pointer and its active flag.
    *
+   * @param cb       called with each event once it is started
    * @param userData passed back to cb with each event; the client keeps it alive
    * @return 0, or -1 with an ERROR log when cb is null or memory is short
    */
@@ -160,23 +162,23 @@ class LM_API AsyncEvent {
    * Note: the construction of the first source reserves room in the map, without the lock.
    */
   static std::unordered_map<std::string, int> mPidMap;
-  static std::mutex mPidMapLck;
+  static std::mutex mPidMapLck;  ///< for the program's use
 
  protected:
   AsyncEvent();
 
   std::unordered_map<AsyncEventCallback, std::tuple<bool, void*>> mCallbacks
       LM_GUARDED_BY(mCallbacksLck);  ///< (active, userData) of each registered callback
-  std::mutex mCallbacksLck;
-  std::string mSysNode;                                    ///< path of the polled kernel node
+  std::mutex mCallbacksLck;          ///< held while callbacks run
+  std::string mSysNode;              ///< path of the polled kernel node
   std::int32_t mRefCount LM_GUARDED_BY(mRefCountLck) = 0;  ///< number of active callbacks
-  std::mutex mRefCountLck;
-  std::mutex mThreadStateLck;
-  std::mutex mFrameLock;      ///< for the graphics source; outside of all others
-  std::mutex mThreadCondLck;  ///< the mutex of mThreadCond
-  std::condition_variable mThreadCond;
-  std::thread* mThread = nullptr;  ///< the polling thread, owned; null until it was created
-  std::int32_t mThreadState LM_GUARDED_BY(mThreadStateLck) = THREAD_INIT;
+  std::mutex mRefCountLck;                                 ///< guards the count
+  std::mutex mThreadStateLck;                              ///< guards the state
+  std::mutex mFrameLock;                ///< for the graphics source; outside of all others
+  std::mutex mThreadCondLck;            ///< the mutex of mThreadCond
+  std::condition_variable mThreadCond;  ///< a paused polling thread waits for it
+  std::thread* mThread = nullptr;       ///< the polling thread, owned; null until it was created
+  std::int32_t mThreadState LM_GUARDED_BY(mThreadStateLck) = THREAD_INIT;  ///< AsyncThreadState
 };
 
 /**
@@ -280,6 +282,7 @@ class LM_API GfxEvent : public AsyncEvent {
    * Takes mFrameLock for the whole call; blocks as long as the control node's driver does. A
    * control node that cannot be opened is logged and otherwise ignored.
    *
+   * @param cb    a registered callback
    * @param value what the driver takes for "on"
    */
   void startEvent(AsyncEventCallback cb, int value);
@@ -320,6 +323,7 @@ class LM_API GfxEvent : public AsyncEvent {
   static int sLostCount;              ///< numbers found missing
 
  protected:
+  /** Times of frames by the frame's key. */
   using FrameStages = std::unordered_map<unsigned long, std::vector<double>>;
 
   FrameStages mFrameStages LM_GUARDED_BY(mFrameLock);   ///< three times of each pending frame
@@ -328,9 +332,9 @@ class LM_API GfxEvent : public AsyncEvent {
   std::vector<FrameStages::node_type> mSpareFrames LM_GUARDED_BY(mFrameLock);  ///< for reuse
 
  private:
-  LM_LOCAL void forgetFrames();
-  LM_LOCAL void addFrame(unsigned long key, double time);
-  LM_LOCAL void countFrameStart(double time, GfxFrameData& out);
+  LM_LOCAL void forgetFrames() LM_REQUIRES(mFrameLock);
+  LM_LOCAL void addFrame(unsigned long key, double time) LM_REQUIRES(mFrameLock);
+  LM_LOCAL void countFrameStart(double time, GfxFrameData& out) LM_REQUIRES(mFrameLock);
 };
 
 /**

@@ -64,6 +64,7 @@ class LM_API CpPLHController {
   std::mutex mCmdLock;  ///< held for the whole of a command
 };
 
+/** Arithmetic without overflow. */
 class LM_API LMOps {
  public:
   /**

@@ -35,8 +35,10 @@ class LM_API STDeathRecipient : public android::hardware::hidl_death_recipient {
  */
 class LM_API DependentServices {
  public:
+  /** The versions of the tracker's interface. @{ */
   using IServicetrackerV1_0 = vendor::zeno::hardware::servicetracker::V1_0::IServicetracker;
   using IServicetrackerV1_1 = vendor::zeno::hardware::servicetracker::V1_1::IServicetracker;
+  /** @} */
 
   /**
    * Obtains the missing proxies and links a new death recipient to both.
@@ -56,9 +58,11 @@ class LM_API DependentServices {
   /** Replaces pids with the process identifiers of all active services. Needs version 1.1. */
   int getAllActiveServicePIDs(std::vector<int>& pids);
 
-  /** The proxies, both usable or to be completed, and what they are linked to. Under gST_lock. */
+  /** The proxies, both usable or to be completed, and what they are linked to. Under gST_lock. @{ */
   static android::sp<IServicetrackerV1_0> gServiceTrackerHalObject;
   static android::sp<IServicetrackerV1_1> gServiceTrackerHalObject_v1_1;
-  static std::shared_timed_mutex gST_lock;  ///< shared around a query's call, exclusive for changes
   static android::sp<STDeathRecipient> stDeathRecipient;
+  /** @} */
+
+  static std::shared_timed_mutex gST_lock;  ///< shared around a query's call, exclusive for changes
 };

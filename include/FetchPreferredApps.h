@@ -21,8 +21,10 @@
  */
 class LM_API FetchPreferredApps {
  public:
+  /** The stores of launch counts and of slots' texts. @{ */
   using LaunchStore = LMDatabase<_preKill_User_Launched_Data>;
   using SlotStore = LMDatabase<_preKill_Favorite_Time_Slot_Data>;
+  /** @} */
 
   /** The configured text without a newline at its end, at most 32767 bytes; empty without one. */
   std::string getWeekTimePreferredApps();

@@ -15,7 +15,10 @@
 #include "LMAttributes.h"
 #include "LMLog.h"
 
-/** Rows, keys and payloads of the row store in LMDatabase.h, which is the header to include. */
+/**
+ * @file
+ * Rows, keys and payloads of the row store in LMDatabase.h, which is the header to include.
+ */
 
 /** The value of intcol1 that stands for none. */
 inline constexpr std::int32_t kNoIntcol1 = std::numeric_limits<std::int32_t>::max();
@@ -25,22 +28,24 @@ inline constexpr int kMaxRowsPerRead = 10000;
 
 /** Payload: how often the user launched an application, or -1. */
 struct LM_API _preKill_User_Launched_Data {
-  std::int32_t launchCount;
+  std::int32_t launchCount;  ///< -1 for unknown
 };
 
 /** Payload: the favourite applications of one time slot, terminated by NUL. */
 struct LM_API _preKill_Favorite_Time_Slot_Data {
-  char slotText[4096];
+  char slotText[4096];  ///< at most 4095 bytes and a NUL
 };
 
 static_assert(sizeof(_preKill_User_Launched_Data) == 4);
 static_assert(sizeof(_preKill_Favorite_Time_Slot_Data) == 4096);
 
+/** Results of the row store's operations. */
 enum lmdbError : int { LMDB_SUCCESS = 0, LMDB_FAILURE = -1 };
 
-/** Accepted and ignored by reads. */
+/** Accepted and ignored by reads. @{ */
 enum lmdbOrderByCol : int { LMDB_COL_INTCOL1, LMDB_COL_APPNAME, LMDB_COL_RSVDNAME, LMDB_COL_ROWID };
 enum lmdbOrderByDir : int { LMDB_ASCENDING, LMDB_DESCENDING };
+/** @} */
 
 /** One row. getRow() makes one with everything but the payload set. */
 template <typename T>
@@ -49,9 +54,9 @@ struct LMDBDataRow {
 
   std::int64_t rowId = 0;             ///< SQLite's rowid; 0 for a row that is to be inserted
   std::int32_t intcol1 = kNoIntcol1;  ///< kNoIntcol1 for none
-  std::string appName{};
-  std::string rsvdName{};
-  T payload;
+  std::string appName{};              ///< empty for none
+  std::string rsvdName{};             ///< empty for none
+  T payload;                          ///< stored as its bytes
 };
 
 /** Selects rows by all fields that are set; every row when none is. */
@@ -63,13 +68,16 @@ struct LMDBDataRowKey {
 
 namespace lmsupport {
 
+/** The tag and component of the row store's log lines. @{ */
 inline constexpr char kLmdbTag[] = "ANDR-PERF";
 inline constexpr char kLmdbComponent[] = "LMDB";
+/** @} */
 
 /** A container of pointers that owns what they point to. */
 template <typename Container>
 struct Owned : Container {
   Owned() = default;
+  /** Takes the elements over. */
   explicit Owned(Container&& container) : Container(std::move(container)) {}
   Owned(const Owned&) = delete;
   Owned& operator=(const Owned&) = delete;
@@ -100,6 +108,7 @@ class LM_API LMDBDataTable {
   /** Rows that were read, in the reader's ownership. */
   using vecT = std::vector<LMDBDataRow<T>*>;
 
+  /** No row is cached at first. */
   explicit LMDBDataTable(std::string tableName) : mTableName(std::move(tableName)) {}
 
   /** Deletes the rows that were never written, and logs how many. */
@@ -113,8 +122,8 @@ class LM_API LMDBDataTable {
   LMDBDataRow<T>* getRow();
 
   std::list<LMDBDataRow<T>*> mRowCache LM_GUARDED_BY(mRowCacheLck);  ///< owned; the oldest first
-  std::mutex mRowCacheLck;
-  std::string mTableName;  ///< goes into the SQL text unquoted
+  std::mutex mRowCacheLck;  ///< never held during a call of SQLite
+  std::string mTableName;   ///< goes into the SQL text unquoted
 };
 
 template <typename T>

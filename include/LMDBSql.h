@@ -8,22 +8,30 @@
 #include "LMDBDataTable.h"
 #include "LMLog.h"
 
-/** SQLite calls of the row store in LMDatabase.h, which is the header to include. */
+/**
+ * @file
+ * SQLite calls of the row store in LMDatabase.h, which is the header to include.
+ */
 
 namespace lmsupport {
 
+/** Releases a statement. */
 struct SqlFinalize {
+  /** Finalizes it, whatever state it is in. */
   void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 };
+/** A statement, released with its owner. */
 using SqlStatement = std::unique_ptr<sqlite3_stmt, SqlFinalize>;
 
-/** How a log line names a failed statement. */
+/** How a log line names a failed statement. @{ */
 inline constexpr char kError[] = "ERROR";
 inline constexpr char kSqlError[] = "sql:ERROR";
+/** @} */
 
 /** Calls on one table's connection. Failures are logged in the name of the calling function. */
 class SqlCalls {
  public:
+  /** Keeps both, which outlive the object. */
   SqlCalls(sqlite3* db, const std::string& tableName) : mDb(db), mTableName(tableName) {}
 
   /** The statement of sql; null when SQLite refuses it. */

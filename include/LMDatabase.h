@@ -61,9 +61,9 @@
 template <typename T>
 class LM_API LMDatabase : public LMDBDataTable<T> {
  public:
-  using Row = LMDBDataRow<T>;
-  using Table = LMDBDataTable<T>;
-  using vecT = typename Table::vecT;
+  using Row = LMDBDataRow<T>;         ///< a row
+  using Table = LMDBDataTable<T>;     ///< the base
+  using vecT = typename Table::vecT;  ///< rows that were read
   using Table::mTableName;
 
   /**

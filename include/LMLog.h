@@ -5,6 +5,7 @@
 #include <exception>
 
 /**
+ * @file
  * The form of the library's log lines: "component: function() line: message" at priority ERROR, the
  * only one in use. Messages are literals in printf's format.
  */
@@ -24,9 +25,10 @@
 
 namespace lmsupport {
 
+/** The library's usual tag. */
 inline constexpr char kLogTag[] = "ANDR-PERF-LM";
 
-/** Component names, the first word of a log line. */
+/** Component names, the first word of a log line. @{ */
 inline constexpr char kAsyncEventsMgr[] = "AsyncEventsMgr";
 inline constexpr char kAsyncEventsMgrGfx[] = "AsyncEventsMgr_GFX";
 inline constexpr char kAsyncEventsMgrThermal[] = "AsyncEventsMgr_Thermal";
@@ -34,6 +36,7 @@ inline constexpr char kCpPlhController[] = "CP_PLH_Controller";
 inline constexpr char kDependentServices[] = "DependentServices";
 inline constexpr char kFetchPreferredApps[] = "FetchPreferredApps";
 inline constexpr char kStatsProvider[] = "StatsProvider";
+/** @} */
 
 /**
  * For a catch (...) block: logs the exception being handled in the name of the calling function.

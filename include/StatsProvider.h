@@ -11,6 +11,13 @@ struct nlmsgerr;
 struct sockaddr_nl;
 
 /**
+ * @file
+ * StatsProvider, the records it fills, and the parser of the kernel's answers.
+ */
+
+/**
+ * @class StatsProvider
+ *
  * Figures of processes and of the system.
  *
  *     StatsProvider stats;
@@ -28,23 +35,23 @@ struct sockaddr_nl;
 
 /** The kernel's statistics of one process, uninterpreted. */
 struct PidStatsRecord {
-  std::uint64_t slots[19];
+  std::uint64_t slots[19];  ///< as the kernel fills them
 };
 
 /** The kernel's statistics of the system. This library knows three slots, each in kB. */
 struct SysStatsRecord {
-  std::uint64_t slots[36];
+  std::uint64_t slots[36];  ///< as the kernel fills them
 };
-inline constexpr std::size_t kSwapUsedSlot = 4;
-inline constexpr std::size_t kSwapTotalSlot = 5;
-inline constexpr std::size_t kVmallocUsedSlot = 7;
+inline constexpr std::size_t kSwapUsedSlot = 4;     ///< swap in use
+inline constexpr std::size_t kSwapTotalSlot = 5;    ///< all of the swap
+inline constexpr std::size_t kVmallocUsedSlot = 7;  ///< vmalloc in use
 
 /** What getMemInfo() gives for a figure that is not known. */
 inline constexpr std::uint64_t kUnknownFigure = ~std::uint64_t{0};
 
 /** The kernel's entry of one process that bears a name, uninterpreted. */
 struct sysstats_pid {
-  std::uint8_t bytes[8];
+  std::uint8_t bytes[8];  ///< as the kernel fills them
 };
 
 static_assert(sizeof(PidStatsRecord) == 152);
@@ -99,11 +106,12 @@ class LM_API StatsProvider {
    */
   int sendRecvData(int type, int value, const char* processName, void* parserArg);
 
-  /** What the family can be asked, as found at construction and not looked up again. */
+  /** What the family can be asked, as found at construction and not looked up again. @{ */
   bool supportsPidStats;
   bool supportsSysStats;
   bool supportsPidStatsRange;
   bool supportsPidsByName;
+  /** @} */
 };
 
 static_assert(sizeof(StatsProvider) == 4);

@@ -5,7 +5,10 @@
 #include <android-base/unique_fd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <fstream>
+#include <functional>
+#include <memory>
 #include <thread>
 
 #include "AsyncEventsMgr.h"
@@ -83,6 +86,50 @@ TEST(DeviceFrames, EveryFrameIsReadOnceAsThreeRecords) {
   }
   EXPECT_EQ(records, 3 * made);
   EXPECT_EQ(readNumber("frames_lost"), 0u);
+}
+
+TEST(DeviceFrames, EachIsToldOnceAndNoneWhilePaused) {
+  hostcore::setItem(kGfxDataNodeItem, node("frame_data"));
+  hostcore::setItem(kGfxCtrlNodeItem, node("frame_ctrl"));
+  static std::atomic<std::size_t> told;
+  const auto count = [](int, void* payload, int, void*) {
+    const auto& data = *static_cast<const GfxFrameData*>(payload);
+    for (const double duration : data.firstToSecondStage) {
+      EXPECT_NEAR(duration, 4, 1e-6);
+    }
+    for (const double duration : data.secondToThirdStage) {
+      EXPECT_NEAR(duration, 6, 1e-6);
+      ++told;
+    }
+  };
+  const auto waitUntil = [](const std::function<bool()>& condition) {
+    for (const auto end = Clock::now() + kLimit; !condition() && Clock::now() < end;) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    EXPECT_TRUE(condition());
+  };
+  const auto read = [] { return readNumber("frames") - readNumber("frames_lost"); };
+  const auto setRate = [](int hz) { AsyncEvent::updateSysNodes(node("frame_ctrl"), hz); };
+  auto source = std::make_unique<GfxEvent>();
+  source->registerCallBack(count, nullptr);
+  const std::size_t readBefore = read();
+  source->startEvent(count, 120);
+  waitUntil([] { return told >= 240; });
+  setRate(-1);
+  waitUntil([&] { return told == read() - readBefore; });
+
+  source->pauseEvent(count);
+  const std::size_t whenPaused = told;
+  const std::size_t lostBefore = readNumber("frames_lost");
+  setRate(120);  // nobody reads them
+  waitUntil([&] { return readNumber("frames_lost") > lostBefore; });
+  EXPECT_EQ(told, whenPaused);
+  source->startEvent(count, 60);
+  EXPECT_EQ(readNumber("frame_ctrl"), 60u);
+  waitUntil([&] { return told >= whenPaused + 60; });
+  source->setThreadState(THREAD_EXIT);
+  source.reset();  // after the next frame
+  setRate(-1);
 }
 
 TEST(DeviceControls, KeepWhatWasWritten) {

@@ -1,23 +1,23 @@
 #!/bin/sh
-# Installs the build into a scratch prefix, then builds and runs a client with find_package and with
-# pkg-config. Usage: install_test.sh BUILD-DIR SCRATCH-DIR CXX [FLAGS]
+# Installs the build into a scratch prefix, then builds and runs clients with find_package and, by
+# README's command, with pkg-config. Usage: install_test.sh BUILD-DIR SCRATCH-DIR CXX [FLAGS]
 set -eu
 build=$1 scratch=$2 cxx=$3 flags=${4-}
-source=$(dirname "$0")/consumer
+root=$(realpath "$(dirname "$0")/..")
 
 rm -rf "$scratch"
 cmake --install "$build" --prefix "$scratch/usr" >/dev/null
 library=$(dirname "$(find "$scratch/usr" -name liblmsupport.so)")
 
-cmake -S "$source" -B "$scratch/build" -DCMAKE_CXX_COMPILER="$cxx" -DCMAKE_CXX_FLAGS="$flags" \
-  -DCMAKE_PREFIX_PATH="$scratch/usr" >/dev/null
-cmake --build "$scratch/build" >/dev/null
-"$scratch/build/consumer"
+cmake -S "$root/examples" -B "$scratch/build" -DCMAKE_CXX_COMPILER="$cxx" \
+  -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_PREFIX_PATH="$scratch/usr" >/dev/null
+cmake --build "$scratch/build" --target client example-services example-store >/dev/null
+"$scratch/build/client" 0
+ctest --test-dir "$scratch/build" --output-on-failure --no-tests=error -R 'services|store'
 
-export PKG_CONFIG_PATH="$library/pkgconfig"
-# shellcheck disable=SC2046,SC2086  # lists of flags
-"$cxx" $flags -std=gnu++20 "$source/consumer.cpp" -o "$scratch/consumer" \
-  $(pkg-config --cflags --libs lmsupport)
-LD_LIBRARY_PATH=$library "$scratch/consumer"
+command=$(grep '^g++ ' "$root/README.md")
+cp "$root/examples/client.cpp" "$scratch"
+(cd "$scratch" && export PKG_CONFIG_PATH="$library/pkgconfig" && eval "$cxx $flags ${command#g++}")
+LD_LIBRARY_PATH=$library "$scratch/client" 0
 
 "$scratch/usr/bin/lmctl" --help >/dev/null

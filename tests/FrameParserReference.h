@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <tuple>
+
+#include "AsyncEventsMgr.h"
+
+inline auto figures(const GfxFrameData& data) {
+  return std::tie(data.secondToThirdStage, data.frameStartIntervals, data.firstToSecondStage);
+}
+
+/** A source whose insides can be seen. */
+class OpenGfxEvent : public GfxEvent {
+ public:
+  using GfxEvent::mFrameStages;
+  using GfxEvent::mGfxCtrlNode;
+  using GfxEvent::mLastFrameStart;
+};
+
+/** GfxEvent::stringParser the plain way. */
+struct FrameParserReference {
+  /** Takes text apart. Returns false at a record for which stringParser aborts. */
+  bool parse(char* text, GfxFrameData& out) {
+    char* next = nullptr;
+    for (char* record; (record = strtok_r(text, ":", &next)) != nullptr; text = nullptr) {
+      unsigned long fields[5] = {};
+      char* nextField = nullptr;
+      for (unsigned long& value : fields) {
+        const char* const field = strtok_r(record, " ", &nextField);
+        value = field != nullptr ? strtoul(field, nullptr, 0) : 0;
+        record = nullptr;
+      }
+      const auto [unused, a, b, stage, time] = fields;
+      if (a + b < a || a + b + 1 == 0) {
+        return false;
+      }
+      const double key = static_cast<double>(a + b) * 0.5 * static_cast<double>(a + b + 1) +
+                         static_cast<double>(b);
+      take(key < 0x1p64 ? static_cast<unsigned long>(key) : ~0UL, stage,
+           static_cast<double>(time) / 1000.0, out);
+    }
+    return true;
+  }
+
+  void take(unsigned long key, unsigned long stage, double time, GfxFrameData& out) {
+    const auto frame = mFrameStages.find(key);
+    const bool known = frame != mFrameStages.end();
+    if (stage == 1) {
+      known ? frame->second[0] = time : (mFrameStages[key] = {time, time, time})[0];
+      const auto interval = static_cast<float>(time - static_cast<double>(mLastFrameStart));
+      if (interval > 4.0F) {
+        out.frameStartIntervals.push_back(interval);
+        mLastFrameStart = static_cast<float>(time);
+      }
+    } else if (stage == 2 && known) {
+      frame->second[1] = time;
+      out.firstToSecondStage.push_back(time - frame->second[0]);
+    } else if (stage == 3 && known) {
+      out.secondToThirdStage.push_back(time - frame->second[1]);
+      mFrameStages.erase(frame);
+    }
+  }
+
+  /** Lets both parse text, unless source would abort. Returns whether they still agree. */
+  bool agreesWith(OpenGfxEvent& source, const std::string& text) {
+    FrameParserReference before = *this;
+    GfxFrameData expected;
+    if (!parse(std::string(text).data(), expected)) {
+      *this = std::move(before);
+      return true;
+    }
+    std::vector<char> copy(text.c_str(), text.c_str() + text.size() + 1);
+    GfxFrameData data;
+    source.stringParser(copy.data(), data);
+    return figures(data) == figures(expected) && copy.data() == text &&
+           source.mFrameStages == mFrameStages && source.mLastFrameStart == mLastFrameStart;
+  }
+
+  std::unordered_map<unsigned long, std::vector<double>> mFrameStages;
+  float mLastFrameStart = 0;
+};

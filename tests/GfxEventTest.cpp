@@ -1,0 +1,212 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <android-base/unique_fd.h>
+
+#include <condition_variable>
+#include <fstream>
+#include <functional>
+#include <future>
+#include <optional>
+#include <stdexcept>
+
+#include "FailingNew.h"
+#include "FrameParserReference.h"
+#include "HostCore.h"
+#include "LogCapture.h"
+#include "config/DynamicLoader.h"
+
+namespace {
+
+const std::string kData = testing::TempDir() + "lmsupport-gfx-data";
+const std::string kControl = testing::TempDir() + "lmsupport-gfx-control";
+
+/** Keeps the last sample that it was told. */
+struct Client {
+  template <int>
+  static void onEvent(int event, void* payload, int zero, void* client) {
+    EXPECT_TRUE(event == 2 && zero == 0);
+    auto* const self = static_cast<Client*>(client);
+    std::lock_guard lock(self->mLck);
+    self->mLast = *static_cast<const GfxFrameData*>(payload);
+    self->mTold.notify_all();
+  }
+
+  bool waitFor(const GfxFrameData& sample,
+               std::chrono::milliseconds limit = std::chrono::seconds(10)) {
+    std::unique_lock lock(mLck);
+    return mTold.wait_for(lock, limit, [&] { return mLast && figures(*mLast) == figures(sample); });
+  }
+
+  std::mutex mLck;
+  std::condition_variable mTold;
+  std::optional<GfxFrameData> mLast;
+};
+
+constexpr auto kFirst = Client::onEvent<1>;
+constexpr auto kSecond = Client::onEvent<2>;
+
+/** A source that can be destroyed in any state. Its data node is a FIFO: a read waits for text. */
+class Source : public OpenGfxEvent {
+ public:
+  ~Source() override {
+    setThreadState(THREAD_EXIT);
+    std::lock_guard lock(mThreadCondLck);
+    mThreadCond.notify_all();
+    report(":");
+  }
+
+  /** Drops the text where so much is unread that it does not fit. */
+  void report(const std::string& text) const {
+    [[maybe_unused]] const ssize_t ignored = write(mNode.get(), text.data(), text.size());
+  }
+
+  bool hasThread() const { return mThread != nullptr; }
+
+ private:
+  const android::base::unique_fd mNode{open(kData.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC)};
+};
+
+std::string written(const std::string& path = kControl) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+class Gfx : public testing::Test {
+ protected:
+  Gfx() {
+    hostcore::setItem(kGfxDataNodeItem, kData);
+    hostcore::setItem(kGfxCtrlNodeItem, kControl);
+    mSource.registerCallBack(kFirst, &mFirst);
+    mSource.registerCallBack(kSecond, &mSecond);
+  }
+
+  static void SetUpTestSuite() {
+    unlink(kData.c_str());
+    EXPECT_EQ(mkfifo(kData.c_str(), 0600), 0);
+  }
+
+  const LogCapture mLog;
+  Client mFirst;
+  Client mSecond;
+  Source mSource;
+};
+
+TEST_F(Gfx, TellsActiveClientsOfEachReadAndForgetsFramesAtEachStartAndPause) {
+  mSource.startEvent(kFirst, 120);
+  mSource.report("0 1 1 1 10000:0 1 1 2 12000:0 1 1 3 18000:");
+  EXPECT_TRUE(mFirst.waitFor({{6}, {10}, {2}}));
+  EXPECT_EQ(written(), "120");
+  EXPECT_FALSE(mSecond.mLast);
+  const auto start = [&](AsyncEventCallback cb) { mSource.startEvent(cb, 60); };
+  const auto pause = [&](AsyncEventCallback cb) { mSource.pauseEvent(cb); };
+  const std::tuple<std::function<void(AsyncEventCallback)>, AsyncEventCallback, const char*>
+      steps[] = {{start, kSecond, "60"}, {pause, kSecond, "-1"}, {pause, kFirst, "-1"}};
+  std::string time = "20000";
+  for (const auto& [operation, cb, value] : steps) {
+    mSource.report("0 1 1 1 " + time);
+    EXPECT_TRUE(mFirst.waitFor({{}, {10}, {}})) << time;
+    operation(cb);
+    EXPECT_EQ(written(), value);  // whether or not another client is active
+    start(kFirst);
+    mSource.report("0 1 1 2 99000:0 1 1 3 99000");
+    EXPECT_TRUE(mFirst.waitFor({})) << time;
+    ++time[0];
+  }
+  EXPECT_FALSE(mSecond.waitFor({}, {}));  // paused, it kept the sample before
+}
+
+TEST_F(Gfx, EachStartLooksUpTheNodesAndEachThreadReadsOne) {
+  mSource.startEvent(kFirst, 1);
+  mSource.report("0 1 1 1 9000");
+  EXPECT_TRUE(mFirst.waitFor({{}, {9}, {}}));  // so its node is open
+  hostcore::setItem(kGfxDataNodeItem, "/");    // which opens, but cannot be read
+  hostcore::setItem(kGfxCtrlNodeItem, kControl + "2");
+  mSource.startEvent(kFirst, 2);
+  hostcore::enableStore(false);
+  mSource.startEvent(kSecond, 3);
+  EXPECT_EQ(OpenGfxEvent().mGfxCtrlNode, "");
+  hostcore::enableStore(true);
+  EXPECT_EQ(written() + written(kControl + "2"), "13");
+  mSource.report("0 1 1 1 20000");
+  EXPECT_TRUE(mSecond.waitFor({{}, {11}, {}}));
+  Client client;
+  Source other;
+  other.registerCallBack(kFirst, &client);
+  other.startEvent(kFirst, 1);
+  EXPECT_TRUE(client.waitFor({}));
+  EXPECT_TRUE(mLog.texts().empty());
+}
+
+/** Here no event comes while a callback throws: on the polling thread nobody would catch it. */
+TEST_F(Gfx, NodesThatCannotBeOpenedAreLogged) {
+  hostcore::setItem(kGfxCtrlNodeItem, "/nowhere/control");
+  const int input = dup(STDIN_FILENO);
+  std::vector<std::string> expected;
+  for (const auto& [path, fd] : {std::tuple(std::string("/nowhere"), "-1"), {kData, "0"}}) {
+    hostcore::setItem(kGfxDataNodeItem, path);
+    Source source;
+    close(STDIN_FILENO);  // so that a node opens as descriptor 0
+    const auto throws = [](int, void*, int, void*) { throw std::runtime_error("client"); };
+    source.registerCallBack(throws, nullptr);
+    source.startEvent(throws, 1);
+    expected.emplace_back("AsyncEventsMgr: updateSysNodes() Unable to open /nowhere/control file");
+    expected.push_back("AsyncEventsMgr_GFX: pollingThreadFunc() Not able to open (" + path +
+                       ") fd(" + fd + ") \n");
+    EXPECT_EQ(mLog.waitFor(expected.size()), expected);
+    GfxFrameData data;
+    EXPECT_THROW(source.processCb(data), std::runtime_error);
+    source.pauseEvent(throws);  // would hang if the registry were still locked
+    source.startEvent(throws, 1);
+    expected.insert(expected.end(), 2, expected[0]);
+    dup2(input, STDIN_FILENO);
+  }
+  EXPECT_EQ(mLog.texts(), expected);
+}
+
+TEST_F(Gfx, AThreadThatCannotBeCreatedIsTriedAgainByTheNextStart) {
+  failingnew::gNothrow = 1;
+  mSource.startEvent(kFirst, 1);
+  EXPECT_FALSE(mSource.hasThread() || !mLog.texts().empty());
+  pthread_attr_t usual;
+  pthread_getattr_default_np(&usual);
+  pthread_attr_t huge = usual;
+  pthread_attr_setstacksize(&huge, std::size_t{1} << 60);  // no address space holds it
+  EXPECT_EQ(pthread_setattr_default_np(&huge), 0);
+  mSource.startEvent(kSecond, 1);
+  pthread_setattr_default_np(&usual);
+  EXPECT_FALSE(mSource.hasThread());
+  const std::string failure = "AsyncEventsMgr_GFX: startThread() Thread Creation Failed";
+  EXPECT_EQ(mLog.texts(), std::vector{failure});
+  mSource.pauseEvent(kFirst);
+  mSource.startEvent(kFirst, 1);
+  mSource.report(":");
+  EXPECT_TRUE(mFirst.waitFor({}));
+}
+
+TEST_F(Gfx, SurvivesAStormOfClients) {
+  std::vector<std::future<void>> clients;
+  for (const auto cb : {kFirst, kSecond, kFirst, kSecond}) {
+    clients.push_back(std::async(std::launch::async, [this, cb] {
+      for (int round = 0; round < 50; ++round) {
+        mSource.startEvent(cb, round);
+        mSource.report("0 1 1 1 9000:0 2 1 1 20000:0 1 1 2 1:0 1 1 3 1:");
+        mSource.pauseEvent(cb);
+      }
+    }));
+  }
+  clients.clear();  // once they have ended
+  EXPECT_EQ(mSource.getThreadState(), THREAD_PAUSED);
+  EXPECT_EQ(written(), "-1");
+  mSource.startEvent(kFirst, 1);
+  int rounds = 0;
+  do {  // what the storm left unread comes first
+    ASSERT_LT(++rounds, 1000);
+    mSource.report(":0 7 7 1 1:0 7 7 2 4001:0 7 7 3 6001:");
+  } while (!mFirst.waitFor({{2}, {}, {4}}, std::chrono::milliseconds(10)));
+}
+
+}  // namespace
