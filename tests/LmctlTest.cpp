@@ -55,7 +55,7 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
         Case{{"report", "--json"}, kFailure, "nothing to watch: item 22 is .*; item 7 is .*PATH"},
         Case{{"report", "--json", "--frame-node", "/none"}, kFailure, "/none: No such file"},
         Case{{"report", "--node", "/dev/null", "-o", "/none/x"}, kFailure, "create /none/x.tmp"},
-        Case{{"demo", "--output", "/dev/null"}, kFailure, "/dev/null"},
+        Case{{"demo", "--output", "/dev/null"}, kFailure, "make the folder /dev/null; .*--output"},
         Case{{"watch", "vsync", "--help"}, kSuccess, "--node PATH"}}) {
     std::ostringstream out;
     std::ostringstream err;
@@ -70,18 +70,18 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
 
 TEST(Lmctl, WatchSumsUpWhatArrivedAlsoAfterASignal) {
   const std::string watch = std::string("watch vsync --node ") + HostNameNode::kPath;
-  const std::string demo = " & " LMCTL " demo --seconds 2 >/dev/null; ";
+  const std::string demo = " & " LMCTL " demo --seconds 1 >/dev/null; ";
   EXPECT_THAT(run(watch + demo + "kill $!; wait $!"),
               Pair(kSuccess, ContainsRegex("^[0-9]+ events .*Hz\nvsync .* events .*\ninterval")));
   EXPECT_THAT(run(watch + " --seconds 60 --trace /none/x"), Pair(kFailure, ""));
   const TemporaryFolder folder;
   const std::string trace = folder.path() + "/trace";
   const auto [status, text] =
-      run(watch + " --json --seconds 1.2 --trace " + trace + demo + "wait $!");
+      run(watch + " --json --seconds 2.4 --trace " + trace + demo + "wait $!");
   EXPECT_EQ(status, kSuccess);
   const auto summary = nlohmann::json::parse(text);
   EXPECT_GT(summary["events"], 10);
-  EXPECT_GE(summary["seconds"], 1.2);
+  EXPECT_GE(summary["seconds"], 2.4);
   EXPECT_LE(summary["interval_us"]["median"], summary["interval_us"]["p99"]);
   const auto events = nlohmann::json::parse(std::ifstream(trace))["traceEvents"];
   const auto isInstant = [](const auto& event) { return event["ph"] == "i"; };

@@ -7,6 +7,7 @@
 #include <ostream>
 #include <stdexcept>
 
+#include "ReplacedFile.h"
 #include "Trace.h"
 #include "demo/Steps.h"
 #include "report/ReportPage.h"
@@ -15,21 +16,23 @@ namespace {
 
 struct Step {
   const char* service;
+  const char* part;  ///< of the service, with a colon; empty for all of it
   const char* title;
   StepResult (*demonstrate)(DemoScene&);
 };
 
 constexpr Step kSteps[] = {
-    {"process lookup", "Process lookup: a name among the foreground tasks", demonstrateLookup},
-    {"event sources", "Event sources: temperatures", demonstrateThermal},
-    {"event sources", "Event sources: vsync", demonstrateVsync},
-    {"event sources", "Event sources: graphics frames", demonstrateFrames},
-    {"statistics", "Statistics and memory", demonstrateStats},
-    {"service tracker", "Service tracker: a sample that fails, dies and returns",
+    {"process lookup", "", "Process lookup: a name among the foreground tasks", demonstrateLookup},
+    {"event sources", "thermal: ", "Event sources: temperatures", demonstrateThermal},
+    {"event sources", "vsync: ", "Event sources: vsync", demonstrateVsync},
+    {"event sources", "frames: ", "Event sources: graphics frames", demonstrateFrames},
+    {"statistics", "", "Statistics and memory", demonstrateStats},
+    {"service tracker", "", "Service tracker: a sample that fails, dies and returns",
      demonstrateServices},
-    {"row store", "Row store: a table in a SQLite file", demonstrateStore},
-    {"favourites", "Favourite applications: time slots and launch counts", demonstrateFavourites},
-    {"node commands", "Node commands: presets and other items", demonstrateController},
+    {"row store", "", "Row store: a table in a SQLite file", demonstrateStore},
+    {"favourites", "", "Favourite applications: time slots and launch counts",
+     demonstrateFavourites},
+    {"node commands", "", "Node commands: presets and other items", demonstrateController},
 };
 
 constexpr char kBold[] = "1";
@@ -63,9 +66,10 @@ StepResult run(const Step& step, DemoScene& scene) {
   }
 }
 
-void printResult(const char* service, const StepResult& result, Console& console) {
-  console.out << std::left << std::setw(17) << service << std::setw(56) << result.done;
-  switch (result.outcome) {
+void printResult(const std::string& service, const std::string& done, Outcome outcome,
+                 Console& console) {
+  console.out << std::left << std::setw(17) << service << std::setw(56) << done;
+  switch (outcome) {
     case Outcome::kOk:
       console.out << styled("ok", kGreen, console) << "\n";
       break;
@@ -80,7 +84,11 @@ void printResult(const char* service, const StepResult& result, Console& console
 
 std::string makeFolder(const std::string& wanted) {
   if (!wanted.empty()) {
-    std::filesystem::create_directories(wanted);
+    std::error_code error;
+    std::filesystem::create_directories(wanted, error);
+    if (!std::filesystem::is_directory(wanted, error)) {
+      throw std::runtime_error("cannot make the folder " + wanted + "; name another with --output");
+    }
     return wanted;
   }
   std::string folder = std::filesystem::temp_directory_path() / "lmctl-demo-XXXXXX";
@@ -90,8 +98,7 @@ std::string makeFolder(const std::string& wanted) {
   return folder;
 }
 
-void writeTrace(const DemoScene& scene, Clock::time_point begin, const std::string& path) {
-  TraceWriter trace(path, begin);
+void writeTrace(const DemoScene& scene, TraceWriter& trace) {
   if (scene.watched.vsync) {
     trace.addInstants("vsync raised", scene.notified);
     trace.addInstants("vsync received", scene.watched.vsync->arrivals);
@@ -105,17 +112,12 @@ void writeTrace(const DemoScene& scene, Clock::time_point begin, const std::stri
   trace.finish();
 }
 
-void writeReport(const Watched& watched, const std::string& path) {
-  ReplacedFile page(path);
-  page.stream() << reportPage(makeRecord(watched));
-  page.finish();
-}
-
 }  // namespace
 
 int runDemo(const DemoOptions& options, Console& console) {
   const std::string folder = makeFolder(options.output);
-  const Clock::time_point begin = Clock::now();
+  TraceWriter trace(folder + "/demo-trace.json", Clock::now());
+  ReplacedFile page(folder + "/demo-report.html");
   DemoScene scene{options, console};
   console.out << "The services of liblmsupport, on "
               << (options.device.empty() ? "sample data and private kernel nodes"
@@ -131,11 +133,13 @@ int runDemo(const DemoOptions& options, Console& console) {
   for (std::size_t i = 0; i < results.size(); ++i) {
     const bool isNew = service != std::string_view(kSteps[i].service);
     service = kSteps[i].service;
-    printResult(isNew ? service : "", results[i], console);
+    printResult(isNew ? service : "", kSteps[i].part + results[i].done, results[i].outcome,
+                console);
   }
-  writeTrace(scene, begin, folder + "/demo-trace.json");
+  writeTrace(scene, trace);
   addFigures(scene.watched);
-  writeReport(scene.watched, folder + "/demo-report.html");
+  page.stream() << reportPage(makeRecord(scene.watched));
+  page.finish();
   console.out << "\n"
               << folder << "/demo-report.html   for a browser\n"
               << folder << "/demo-trace.json    for ui.perfetto.dev\n";

@@ -47,7 +47,7 @@ StepResult demonstrateFrames(DemoScene& scene) {
   const FrameTimes times = recorder.times();
   times.print(out);
   scene.watched.frames = {{feed->node(), begin, Clock::now()}, times};
-  return {"frames: " + std::to_string(times.started) + " of " + std::to_string(feed->count()) +
-              " started, " + std::to_string(Lateness(times.intervals.ms).frames) + " late",
+  return {std::to_string(times.started) + " of " + std::to_string(feed->count()) + " started, " +
+              std::to_string(Lateness(times.intervals.ms).frames) + " late",
           outcomeOf(times.started > 0)};
 }

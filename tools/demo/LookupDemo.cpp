@@ -57,7 +57,7 @@ StepResult demonstrateLookup(DemoScene& scene) {
   }
   const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(finding.duration).count();
   scene.console.out << "started    " << kName << " as " << finding.expected
-                    << ", a foreground task of a private name space\n"
+                    << ", among private foreground tasks\n"
                     << "found      " << finding.found << " after " << ms << " ms\n";
   return {std::string(kName) + " found in " + std::to_string(ms) + " ms",
           outcomeOf(finding.found == finding.expected)};

@@ -14,6 +14,17 @@ inline constexpr char kNoPrivateMounts[] =
 /** Gives the process mounts of its own and an empty folder at path. Returns whether that worked. */
 bool makeFolderPrivate(const char* path);
 
+/** Writes function's result to the descriptor and ends the process. */
+template <typename Result>
+[[noreturn]] void runAndExit(Result (*function)(), int descriptor) {
+  try {
+    const Result result = function();
+    _exit(write(descriptor, &result, sizeof(result)) == sizeof(result) ? kSuccess : kFailure);
+  } catch (const std::exception&) {
+    _exit(kFailure);
+  }
+}
+
 /**
  * Runs function in a child process and returns its result. Throws std::runtime_error when the child
  * brings none.
@@ -27,8 +38,7 @@ Result runInChild(Result (*function)()) {
   }
   const pid_t process = fork();
   if (process == 0) {
-    const Result result = function();
-    _exit(write(ends[1], &result, sizeof(result)) == sizeof(result) ? kSuccess : kFailure);
+    runAndExit(function, ends[1]);
   }
   close(ends[1]);
   Result result = {};

@@ -92,8 +92,8 @@ StepResult demonstrateThermal(DemoScene& scene) {
           << " ms\n";
   }
   scene.console.out << lines.str();
-  return {"thermal: " + std::to_string(readings.arrived) + " of " +
-              std::to_string(kCpuMilliCelsius.size()) + " temperatures of a sample zone read",
+  return {std::to_string(readings.arrived) + " of " + std::to_string(kCpuMilliCelsius.size()) +
+              " temperatures of a sample zone read",
           outcomeOf(readings.arrived == kCpuMilliCelsius.size())};
 }
 
@@ -103,7 +103,7 @@ StepResult demonstrateThermal(DemoScene& scene) {
   startFetching();
   ThermalEvent::getInstance()->pauseEvent(onThermal);
   scene.console.out << "started and paused; the readings are the platform listener's\n";
-  return {"thermal: the platform's listener started", Outcome::kOk};
+  return {"the platform's listener started", Outcome::kOk};
 }
 
 #endif

@@ -82,7 +82,7 @@ StepResult demonstrateVsync(DemoScene& scene) {
   offPeriod.printSummary(out);
   offPeriod.printHistogram(out);
   std::ostringstream done;
-  done << "vsync: " << arrivals.size() << " of " << display->count() << " received, latency "
-       << std::fixed << std::setprecision(1) << latency.median() << " us";
+  done << arrivals.size() << " of " << display->count() << " received, latency " << std::fixed
+       << std::setprecision(1) << latency.median() << " us";
   return {done.str(), outcomeOf(!arrivals.empty())};
 }
