@@ -5,6 +5,9 @@ set -eu
 build=$1 scratch=$2 cxx=$3 flags=${4-}
 root=$(realpath "$(dirname "$0")/..")
 
+# Without a vsync node the client's polling thread has ended at exit, and nobody joins it, by design.
+export TSAN_OPTIONS="${TSAN_OPTIONS-} report_thread_leaks=0"
+
 rm -rf "$scratch"
 cmake --install "$build" --prefix "$scratch/usr" >/dev/null
 library=$(dirname "$(find "$scratch/usr" -name liblmsupport.so)")
