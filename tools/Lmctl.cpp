@@ -50,15 +50,40 @@ CLI::App* addDbCommand(CLI::App& db, Run& run, const char* name, const char* des
   return app;
 }
 
+void addDbPutOptions(CLI::App& put, DbOptions& options) {
+  CLI::Option* const value =
+      put.add_option("VALUE", options.value, "The payload: a launch count or a slot's text");
+  CLI::Option* const from =
+      put.add_option("--from", options.from,
+                     "File of rows to add, or - for standard input: CSV with "
+                     "a line of names, JSON lines or what dump --json prints");
+  from->type_name("ROWS")->excludes(value);
+  for (const char* const field : {"--app", "--rsvd", "--int"}) {
+    from->excludes(put.get_option(field));
+  }
+  put.add_flag("--update", options.update, "Rows with a rowid replace the row that has it")
+      ->needs(from);
+  put.parse_complete_callback([=] {
+    if (value->count() + from->count() == 0) {
+      throw CLI::RequiredError("VALUE or --from");
+    }
+  });
+  put.footer(
+      "The names of --from are those that dump prints: rowid, int, app, rsvd, and launches\n"
+      "or slot. Nothing is written unless all rows are good. Without --update, rowids are\n"
+      "ignored and every row is a new one.");
+}
+
 void addDb(CLI::App& app, Run& run) {
   CLI::App* const db = app.add_subcommand("db", "Look into a row store's file.");
   db->require_subcommand(1);
   const auto options = std::make_shared<DbOptions>();
   addDbCommand(*db, run, "dump", "Print the rows that match the key.", options, dbDump)
       ->add_flag("--json", options->json, "Print a JSON array");
-  addDbCommand(*db, run, "put", "Add a row with the key's fields.", options, dbPut)
-      ->add_option("VALUE", options->value, "The payload: a launch count or a slot's text")
-      ->required();
+  addDbPutOptions(
+      *addDbCommand(*db, run, "put", "Add a row with the key's fields, or the rows of a file.",
+                    options, dbPut),
+      *options);
   addDbCommand(*db, run, "delete", "Delete the rows that match the key; all without one.", options,
                dbDelete)
       ->add_flag("--json", options->json, "Print a JSON object");
