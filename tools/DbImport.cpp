@@ -1,3 +1,4 @@
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iomanip>
@@ -121,7 +122,9 @@ int dbPutRows(const DbOptions& options, Console& console) {
       return kSuccess;
     });
   }
-  const RowForm form = {.slots = options.slots, .rowIds = known};
+  const RowForm form = {.source = options.from != "-" ? options.from : "standard input",
+                        .slots = options.slots,
+                        .rowIds = known};
   const std::size_t total = checkRows(*RowReader::make(text, form), text.size(), progress);
   return withStore(options, true, [&](auto& store) {
     writeRows(store, *RowReader::make(text, form), text.size(), total, progress);

@@ -115,6 +115,6 @@ void RowReader::fail(std::size_t offset, const std::string& problem) const {
   const std::string_view before = mText.substr(0, offset);
   const auto line = std::count(before.begin(), before.end(), '\n') + 1;
   const std::size_t column = offset - (before.rfind('\n') + 1) + 1;
-  throw std::runtime_error("line " + std::to_string(line) + ", column " + std::to_string(column) +
-                           ": " + problem);
+  throw std::runtime_error(mForm.source + ": line " + std::to_string(line) + ", column " +
+                           std::to_string(column) + ": " + problem);
 }

@@ -21,7 +21,8 @@ struct RowText {
 
 /** What rows have to be like. */
 struct RowForm {
-  bool slots;  ///< the payload is a slot's text, not a launch count
+  std::string source;  ///< how a failure names the text
+  bool slots;          ///< the payload is a slot's text, not a launch count
 
   /** When given, the rowids that rows may have, each of them once; otherwise rowids do not matter. */
   std::optional<std::set<std::int64_t>> rowIds;
