@@ -1,10 +1,10 @@
 #include "Console.h"
 
 #include <langinfo.h>
-#include <locale.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <clocale>
 #include <cstdlib>
 #include <iostream>
 #include <string_view>

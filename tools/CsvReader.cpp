@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-CsvReader::CsvReader(std::string_view text, std::size_t begin, const RowForm& form)
-    : RowReader(text, form) {
+CsvReader::CsvReader(std::string_view text, std::size_t begin, RowForm form)
+    : RowReader(text, std::move(form)) {
   mAt = begin;
   for (const Field& name : readLine()) {
     const Column column = columnNamed(name.value, name.offset);

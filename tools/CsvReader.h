@@ -10,7 +10,7 @@
  */
 class CsvReader final : public RowReader {
  public:
-  CsvReader(std::string_view text, std::size_t begin, const RowForm& form);
+  CsvReader(std::string_view text, std::size_t begin, RowForm form);
 
   std::optional<RowText> next() override;
 

@@ -15,6 +15,7 @@
 namespace {
 
 constexpr std::size_t kBatch = 1000;
+constexpr int kBusyLimitMs = 1000;  // the table's own program may be writing, too
 
 using Batch = std::vector<RowText>;
 using RowIds = std::set<std::int64_t>;
@@ -127,6 +128,7 @@ int dbPutRows(const DbOptions& options, Console& console) {
                         .rowIds = known};
   const std::size_t total = checkRows(*RowReader::make(text, form), text.size(), progress);
   return withStore(options, true, [&](auto& store) {
+    sqlite3_busy_timeout(store.mDb, kBusyLimitMs);
     writeRows(store, *RowReader::make(text, form), text.size(), total, progress);
     progress.erase();
     const std::chrono::duration<double> passed = Clock::now() - begin;

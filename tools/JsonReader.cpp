@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-JsonReader::JsonReader(std::string_view text, std::size_t begin, const RowForm& form)
-    : RowReader(text, form), mIsArray(text[begin] == '[') {
+JsonReader::JsonReader(std::string_view text, std::size_t begin, RowForm form)
+    : RowReader(text, std::move(form)), mIsArray(text[begin] == '[') {
   mAt = begin + (mIsArray ? 1 : 0);
 }
 

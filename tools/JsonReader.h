@@ -7,7 +7,7 @@
 /** Reads JSON: objects, one after the other or as the elements of an array. Null is not set. */
 class JsonReader final : public RowReader {
  public:
-  JsonReader(std::string_view text, std::size_t begin, const RowForm& form);
+  JsonReader(std::string_view text, std::size_t begin, RowForm form);
 
   std::optional<RowText> next() override;
 

@@ -16,13 +16,13 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 }  // namespace
 
-std::unique_ptr<RowReader> RowReader::make(std::string_view text, const RowForm& form) {
+std::unique_ptr<RowReader> RowReader::make(std::string_view text, RowForm form) {
   const std::size_t begin = text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
   const std::size_t first = text.find_first_not_of(" \t\r\n", begin);
   if (first != std::string_view::npos && (text[first] == '[' || text[first] == '{')) {
-    return std::make_unique<JsonReader>(text, first, form);
+    return std::make_unique<JsonReader>(text, first, std::move(form));
   }
-  return std::make_unique<CsvReader>(text, begin, form);
+  return std::make_unique<CsvReader>(text, begin, std::move(form));
 }
 
 const char* RowReader::columnName(Column column) const {

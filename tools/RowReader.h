@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "LMDatabase.h"
@@ -32,7 +33,7 @@ struct RowForm {
 class RowReader {
  public:
   /** For JSON, when the text begins with a bracket or brace, or else CSV. */
-  static std::unique_ptr<RowReader> make(std::string_view text, const RowForm& form);
+  static std::unique_ptr<RowReader> make(std::string_view text, RowForm form);
 
   virtual ~RowReader() = default;
 
@@ -51,7 +52,7 @@ class RowReader {
  protected:
   enum Column { kRowId, kInt, kApp, kRsvd, kPayload };
 
-  RowReader(std::string_view text, const RowForm& form) : mText(text), mForm(form) {}
+  RowReader(std::string_view text, RowForm form) : mText(text), mForm(std::move(form)) {}
 
   /** The column with a name at an offset in the text. */
   Column columnNamed(std::string_view name, std::size_t offset) const;

@@ -17,7 +17,7 @@ std::vector<std::string> sparkline(const std::vector<double>& values, Scale scal
   const double span = scale.high - scale.low;
   const auto bar = [&](double value) {
     const double part = span > 0 ? std::clamp((value - scale.low) / span, 0.0, 1.0) : 0;
-    return bars[static_cast<std::size_t>(std::lround(part * (bars.size() - 1)))];
+    return bars[static_cast<std::size_t>(std::lround(part * static_cast<double>(bars.size() - 1)))];
   };
   std::vector<std::string> result(values.size());
   std::transform(values.begin(), values.end(), result.begin(), bar);
