@@ -187,8 +187,8 @@ TEST(Lmctl, HelpAndManualTellOfEachCommandAndOptionOnce) {
   const std::string manual = std::regex_replace(run("manual").second, escapes, "");
   const auto commands = findAll(manual, "^\\.SS \"lmctl ([a-z ]*[a-z])");
   EXPECT_THAT(commands,
-              ElementsAre("demo", "doctor", "watch vsync", "watch gfx", "watch thermal", "pid",
-                          "stats pid", "stats sys", "stats range", "stats name", "mem",
+              ElementsAre("demo", "doctor", "watch vsync", "watch gfx", "watch thermal", "report",
+                          "pid", "stats pid", "stats sys", "stats range", "stats name", "mem",
                           "services clients", "services pids", "services active", "node write",
                           "db dump", "db put", "db delete", "favourites rebuild", "completion bash",
                           "completion zsh", "completion fish", "manual"));
@@ -232,6 +232,48 @@ TEST(Lmctl, VersionNamesTheLibrariesThatAreLoaded) {
   EXPECT_THAT(run("--version"),
               Pair(kSuccess, ContainsRegex("^lmctl [1-9][0-9.]+\nlibrary +/.*/liblmsupport.*\n"
                                            "core library +/.*/liblmhost.*\n$")));
+}
+
+TEST(Lmctl, BadRowsAreNamedAndNothingIsWritten) {
+  const TemporaryFolder folder;
+  const std::string good = "app,int,launches\na,,1\n";
+  const std::string object = R"({"app": "a", "launches": 1})";
+  for (const auto& [rows, problem] : std::vector<std::pair<std::string, const char*>>{
+           {"", "line 1, column 1: no app"},
+           {"app,launches,app\n", "column 14: column 'app' is there twice"},
+           {good + "b,2147483647,1\n", "rows: line 3, column 3: '2147483647' is no whole number"},
+           {good + "\"b\nb\",,1\n,,1\n", "line 5, column 1: no app"},
+           {good + "b\"b,,1\n", "line 3, column 2: a comma"},
+           {good + "b,\"1,2\n", "line 3, column 3: the quoted field does not end"},
+           {object + "\n{\"app\": b}", "line 2, column 9: syntax error"},
+           {object + object.substr(0, 9), "line 1, column 28: the object does not end"},
+           {"[" + object, "column 29: the array does not end"}}) {
+    std::ofstream(folder.path() + "/rows") << rows;
+    EXPECT_THAT(run("db put " + folder.path() + "/db t --from " + folder.path() + "/rows 2>&1"),
+                Pair(kFailure, HasSubstr(problem)));
+    EXPECT_FALSE(std::filesystem::exists(folder.path() + "/db"));
+  }
+}
+
+TEST(Lmctl, RowsKeepTheirFieldsAndADumpCanBePutBack) {
+  const TemporaryFolder folder;
+  const auto db = [&](const std::string& command, const std::string& fileAndOptions) {
+    return run("db " + command + " " + folder.path() + "/" + fileAndOptions).second;
+  };
+  const std::string rows = folder.path() + "/rows";
+  std::ofstream(rows) << "\xEF\xBB\xBFrsvd,app,int,rowid,launches\r\nr,\"i\"\"s\",7,9,1\r\n\n"
+                         ",b,,,-2\n\"x\n,y\",c,,,3";
+  EXPECT_THAT(db("put", "a t --from " + rows), ContainsRegex("^put 3 rows in [0-9.]+ s\n"));
+  EXPECT_EQ(db("dump", "a t"),
+            "rowid  int  app  rsvd  launches\n1      -    b          -2\n"
+            "2      -    c    x\n,y  3\n3      7    i\"s  r     1\n");
+  std::string dump = db("dump", "a t --json");
+  std::ofstream(rows) << dump;
+  db("put", "b t --from - <" + rows);
+  EXPECT_EQ(db("dump", "b t --json"), dump);
+  std::ofstream(rows) << dump.replace(dump.find("-2"), 2, "12");
+  db("put", "b t --update --from " + rows);
+  EXPECT_EQ(db("dump", "b t --json"), dump);
 }
 
 TEST(Distribution, AnEventBelongsToTheLastNotificationBeforeIt) {

@@ -1,12 +1,56 @@
 #pragma once
 
+#include <cstddef>
 #include <iosfwd>
+#include <string>
+
+/** Sets text off with colour where that is wanted, and leaves it alone elsewhere. */
+struct Style {
+  bool color = false;
+
+  std::string bold(const std::string& text) const { return apply("1", text); }
+  std::string dim(const std::string& text) const { return apply("2", text); }
+  std::string warning(const std::string& text) const { return apply("33", text); }
+  std::string error(const std::string& text) const { return apply("31", text); }
+
+ private:
+  std::string apply(const char* code, const std::string& text) const;
+};
 
 /** Where a command writes: results to out, one-line errors to err. */
 struct Console {
   std::ostream& out;
   std::ostream& err;
-  bool live;  ///< out is a terminal, on which one line may be redrawn in place
+  bool live;             ///< out is a terminal, on which lines may be redrawn in place
+  int terminal = -1;     ///< its file; -1 for one of 80 columns and 24 lines
+  bool unicode = false;  ///< it shows UTF-8
+  Style style{};         ///< of out
+  Style errStyle{};
+
+  /** err, on which the beginning of a line with an error was written. */
+  std::ostream& beginError() const;
+};
+
+/** The process's own: standard output and error, with what the terminal and environment allow. */
+Console standardConsole();
+
+/** Whether file is a terminal that can do more than show plain lines. */
+bool isCapableTerminal(int file);
+
+/** Whether it may show colour, too; not where NO_COLOR is set to something. */
+bool mayColor(int file);
+
+/** What lines on a console's terminal have to fit in. */
+struct Screen {
+  explicit Screen(const Console& console);
+
+  /** Columns for a line; the last one stays free, lest the terminal break the line. */
+  std::size_t width() const { return columns - 1; }
+
+  std::size_t columns = 80;
+  std::size_t rows = 24;
+  bool unicode;
+  Style style;
 };
 
 /** Exit statuses of lmctl. */

@@ -31,13 +31,15 @@ double Distribution::percentile(double fraction) const {
   return mSorted[static_cast<std::size_t>(std::max(rank, 1.0)) - 1];
 }
 
-void Distribution::printSummary(std::ostream& out) const {
+std::string Distribution::summary() const {
   std::ostringstream line;
   line << std::fixed << std::setprecision(mUnit.digits) << "median " << median() << " "
        << mUnit.name << "   p99 " << percentile(0.99) << " " << mUnit.name << "   largest "
-       << largest() << " " << mUnit.name << "\n";
-  out << line.str();
+       << largest() << " " << mUnit.name;
+  return line.str();
 }
+
+void Distribution::printSummary(std::ostream& out) const { out << summary() << "\n"; }
 
 void Distribution::printHistogram(std::ostream& out) const {
   if (empty()) {
@@ -66,13 +68,21 @@ nlohmann::ordered_json Distribution::toJson() const {
 }
 
 Distribution intervals(const std::vector<Clock::time_point>& arrivals) {
-  return jitter(arrivals, Clock::duration::zero());
+  return {intervalsUs(arrivals), kMicroseconds};
+}
+
+std::vector<double> intervalsUs(const std::vector<Clock::time_point>& arrivals) {
+  std::vector<double> valuesUs;
+  for (std::size_t i = 1; i < arrivals.size(); ++i) {
+    valuesUs.push_back(toUs(arrivals[i] - arrivals[i - 1]));
+  }
+  return valuesUs;
 }
 
 Distribution jitter(const std::vector<Clock::time_point>& arrivals, Clock::duration period) {
-  std::vector<double> valuesUs;
-  for (std::size_t i = 1; i < arrivals.size(); ++i) {
-    valuesUs.push_back(toUs(arrivals[i] - arrivals[i - 1] - period));
+  std::vector<double> valuesUs = intervalsUs(arrivals);
+  for (double& value : valuesUs) {
+    value -= toUs(period);
   }
   return {std::move(valuesUs), kMicroseconds};
 }

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <iosfwd>
+#include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -12,9 +13,10 @@
 struct Unit {
   const char* name;
   int digits;  ///< after the point
+  double perSecond;
 };
-inline constexpr Unit kMicroseconds = {"us", 1};
-inline constexpr Unit kMilliseconds = {"ms", 2};
+inline constexpr Unit kMicroseconds = {"us", 1, 1e6};
+inline constexpr Unit kMilliseconds = {"ms", 2, 1e3};
 
 /** Durations, ready for percentiles. */
 class Distribution {
@@ -28,7 +30,10 @@ class Distribution {
   double median() const { return percentile(0.5); }
   double largest() const { return percentile(1); }
 
-  /** Prints "median 16667.1 us   p99 17012.4 us   largest 18330.0 us" and a newline. */
+  /** "median 16667.1 us   p99 17012.4 us   largest 18330.0 us" */
+  std::string summary() const;
+
+  /** Prints the summary and a newline. */
   void printSummary(std::ostream& out) const;
 
   /** Prints a bar for each of a few equal bins between the 5th and 95th percentile, and outside. */
@@ -43,6 +48,9 @@ class Distribution {
 
 /** The times between successive events. */
 Distribution intervals(const std::vector<Clock::time_point>& arrivals);
+
+/** The same in us, in order of time. */
+std::vector<double> intervalsUs(const std::vector<Clock::time_point>& arrivals);
 
 /** How far the times between successive events are off period, signed. */
 Distribution jitter(const std::vector<Clock::time_point>& arrivals, Clock::duration period);

@@ -27,6 +27,9 @@ class EventRecorder {
 
   std::vector<Clock::time_point> arrivals() const;
 
+  /** Those since then, but not more than the last count of them. */
+  std::vector<Clock::time_point> latest(Clock::time_point since, std::size_t count) const;
+
   /** Forgets the arrivals so far. */
   void clear();
 

@@ -20,6 +20,17 @@ std::string FrameRecorder::progressLine() const {
   return mTimes.progressLine();
 }
 
+std::pair<std::size_t, double> FrameRecorder::countAndRate() const {
+  std::lock_guard lock(mTimesLck);
+  return {mTimes.started, mTimes.rateHz()};
+}
+
+std::vector<double> FrameRecorder::latestIntervals(Clock::time_point since,
+                                                   std::size_t count) const {
+  std::lock_guard lock(mTimesLck);
+  return mTimes.intervals.latest(since, count);
+}
+
 FrameTimes FrameRecorder::times() const {
   std::lock_guard lock(mTimesLck);
   return mTimes;

@@ -12,6 +12,13 @@ class FrameRecorder {
   bool waitFor(std::size_t count, Clock::duration limit) const;
 
   std::string progressLine() const;
+
+  /** Frames that started, and how many of them per second. */
+  std::pair<std::size_t, double> countAndRate() const;
+
+  /** Intervals between starts, as Durations::latest(). */
+  std::vector<double> latestIntervals(Clock::time_point since, std::size_t count) const;
+
   FrameTimes times() const;
 
  private:

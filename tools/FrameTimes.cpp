@@ -1,5 +1,6 @@
 #include "FrameTimes.h"
 
+#include <algorithm>
 #include <cmath>
 #include <iomanip>
 #include <numeric>
@@ -24,6 +25,13 @@ std::string rateText(double hz) {
 void Durations::add(const std::vector<double>& sampleMs, Clock::time_point arrival) {
   ms.insert(ms.end(), sampleMs.begin(), sampleMs.end());
   arrivals.resize(ms.size(), arrival);
+  sumMs = std::accumulate(sampleMs.begin(), sampleMs.end(), sumMs);
+}
+
+std::vector<double> Durations::latest(Clock::time_point since, std::size_t count) const {
+  const auto last = static_cast<std::ptrdiff_t>(std::min(count, ms.size()));
+  const auto first = std::lower_bound(arrivals.end() - last, arrivals.end(), since);
+  return {ms.end() - (arrivals.end() - first), ms.end()};
 }
 
 void FrameTimes::add(const GfxFrameData& sample, Clock::time_point arrival) {
@@ -40,8 +48,8 @@ void FrameTimes::add(const GfxFrameData& sample, Clock::time_point arrival) {
 }
 
 double FrameTimes::rateHz() const {
-  const double spanMs = std::accumulate(intervals.ms.begin(), intervals.ms.end(), 0.0);
-  return spanMs > 0 ? 1000 * static_cast<double>(intervals.ms.size()) / spanMs : 0;
+  return intervals.sumMs > 0 ? 1000 * static_cast<double>(intervals.ms.size()) / intervals.sumMs
+                             : 0;
 }
 
 std::string FrameTimes::progressLine() const {
@@ -87,9 +95,8 @@ nlohmann::ordered_json FrameTimes::toJson() const {
 
 Lateness::Lateness(const std::vector<double>& intervalsMs)
     : periodMs(Distribution(intervalsMs, kMilliseconds).median()) {
-  constexpr double kLate = 1.5;
   for (const double interval : intervalsMs) {
-    if (interval > kLate * periodMs) {
+    if (interval > kPeriods * periodMs) {
       ++frames;
       missedRefreshes += static_cast<std::size_t>(std::lround(interval / periodMs)) - 1;
     }

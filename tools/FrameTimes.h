@@ -13,8 +13,12 @@ struct GfxFrameData;
 struct Durations {
   std::vector<double> ms;
   std::vector<Clock::time_point> arrivals;
+  double sumMs = 0;
 
   void add(const std::vector<double>& sampleMs, Clock::time_point arrival);
+
+  /** In ms, those that arrived since then, but not more than the last count of them. */
+  std::vector<double> latest(Clock::time_point since, std::size_t count) const;
 };
 
 /**
@@ -42,7 +46,9 @@ struct FrameTimes {
 
 /** Frames that came late for the display's refresh. */
 struct Lateness {
-  /** Counts the intervals longer than 1.5 periods; the period is their median. */
+  static constexpr double kPeriods = 1.5;  ///< after more than these, a frame is late
+
+  /** Counts the late ones; the period is the median of intervals. */
   explicit Lateness(const std::vector<double>& intervalsMs);
 
   double periodMs = 0;

@@ -89,6 +89,6 @@ int lmctl(int argc, const char* const* argv, Console& console) try {
   }
   return status;
 } catch (const std::exception& e) {
-  console.err << "lmctl: " << e.what() << "\n";
+  console.beginError() << e.what() << "\n";
   return kFailure;
 }

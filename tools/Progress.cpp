@@ -10,7 +10,6 @@ namespace {
 
 constexpr auto kRedrawPeriod = std::chrono::milliseconds(100);
 constexpr auto kLinePeriod = std::chrono::seconds(1);
-constexpr char kEraseLine[] = "\r\033[K";
 
 }  // namespace
 
@@ -18,6 +17,7 @@ StopSignals::StopSignals() {
   sigemptyset(&mSignals);
   sigaddset(&mSignals, SIGINT);
   sigaddset(&mSignals, SIGTERM);
+  sigaddset(&mSignals, SIGPIPE);
   pthread_sigmask(SIG_BLOCK, &mSignals, &mPrevious);
 }
 
@@ -31,18 +31,45 @@ bool StopSignals::wait(Clock::duration limit) const {
 }
 
 void showProgress(Console& console, const StopSignals& signals, Clock::time_point end,
-                  const ProgressLine& line) {
+                  const ProgressLine& line, const ProgressBlock& block) {
+  LiveBlock live(console);
+  const auto show = [&] {
+    if (!console.live) {
+      console.out << line() << "\n" << std::flush;
+      return;
+    }
+    const Screen screen(console);
+    live.draw(block ? block(screen) : std::vector{fitted(line(), screen.width())}, screen);
+  };
   const Clock::duration period = console.live ? Clock::duration(kRedrawPeriod) : kLinePeriod;
-  for (auto next = Clock::now() + period; next < end; next += period) {
+  for (auto next = Clock::now() + period; next < end;
+       next = std::max(next + period, Clock::now())) {
     if (signals.wait(std::max(next - Clock::now(), Clock::duration::zero()))) {
       end = Clock::now();
     } else if (line) {
-      console.out << (console.live ? kEraseLine : "") << line() << (console.live ? "" : "\n")
-                  << std::flush;
+      show();
     }
   }
   signals.wait(std::max(end - Clock::now(), Clock::duration::zero()));
   if (line && console.live) {
-    console.out << kEraseLine << std::flush;
+    live.erase();
+  }
+}
+
+WorkProgress::WorkProgress(const Console& console, const StopSignals& signals)
+    : mConsole(console), mSignals(signals), mBlock(console), mNext(Clock::now() + kRedrawPeriod) {}
+
+bool WorkProgress::update(const ProgressLine& line) {
+  if (const auto now = Clock::now(); mConsole.live && now >= mNext) {
+    const Screen screen(mConsole);
+    mBlock.draw({fitted(line(), screen.width())}, screen);
+    mNext = now + kRedrawPeriod;
+  }
+  return !mSignals.wait(Clock::duration::zero());
+}
+
+void WorkProgress::erase() {
+  if (mConsole.live) {
+    mBlock.erase();
   }
 }

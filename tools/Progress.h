@@ -3,13 +3,16 @@
 #include <csignal>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "Console.h"
 #include "EventRecorder.h"
+#include "LiveBlock.h"
 
 /**
- * Keeps SIGINT and SIGTERM from ending the process while it lives; Progress reads them instead. To
- * be made before the threads that inherit the mask.
+ * Keeps SIGINT, SIGTERM and SIGPIPE from ending the process while it lives; Progress reads them
+ * instead. To be made before the threads that inherit the mask. A second SIGPIPE, of output after
+ * the work, ends the process when the object goes: what has to be saved, is by then.
  */
 class StopSignals {
  public:
@@ -29,9 +32,33 @@ class StopSignals {
 /** What is shown during long work, one line. */
 using ProgressLine = std::function<std::string()>;
 
+/** The same for a terminal: lines no wider than Screen::width(). */
+using ProgressBlock = std::function<std::vector<std::string>(const Screen&)>;
+
 /**
- * Waits until a point in time or a signal, and shows line() meanwhile: redrawn in place on a
- * terminal, otherwise as a plain line each second. Nothing is shown when line is empty.
+ * Waits until a point in time or a signal, and shows block() meanwhile, redrawn in place on a
+ * terminal, or line() when there is no block; otherwise line() as a plain line each second. Nothing
+ * is shown when line is empty.
  */
 void showProgress(Console& console, const StopSignals& signals, Clock::time_point end,
-                  const ProgressLine& line);
+                  const ProgressLine& line, const ProgressBlock& block = {});
+
+/** Shows the progress of work that does not wait, on a terminal. */
+class WorkProgress {
+ public:
+  WorkProgress(const Console& console, const StopSignals& signals);
+  ~WorkProgress() { erase(); }
+  WorkProgress(const WorkProgress&) = delete;
+  WorkProgress& operator=(const WorkProgress&) = delete;
+
+  /** Shows line() if it is time to; returns whether to go on, since no signal arrived. */
+  bool update(const ProgressLine& line);
+
+  void erase();
+
+ private:
+  const Console& mConsole;
+  const StopSignals& mSignals;
+  LiveBlock mBlock;
+  Clock::time_point mNext;
+};

@@ -27,8 +27,8 @@ struct NodeOptions {
 
 int reportNoNode(const char* node, const std::string& problem, const char* option,
                  Console& console) {
-  console.err << "lmctl: no " << node << " node: " << problem << "; name one with " << option
-              << " PATH\n";
+  console.beginError() << "no " << node << " node: " << problem << "; name one with " << option
+                       << " PATH\n";
   return kFailure;
 }
 
@@ -58,8 +58,8 @@ int runWatchGfx(const NodeOptions& nodes, const WatchOptions& options, Console& 
     if (!nodes.control.empty()) {
       return reportNoNode("control", problem, "--ctrl", console);
     }
-    console.err << "lmctl: no control node: " << problem
-                << "; reports are not switched on, name one with --ctrl PATH\n";
+    console.beginError() << "no control node: " << problem
+                         << "; reports are not switched on, name one with --ctrl PATH\n";
   }
   // A FIFO without a writer would be at its end, again and again.
   const std::string path = lmsupport::configuredNodePath(kGfxDataNodeItem);

@@ -5,10 +5,22 @@
 
 #include "AsyncEventsMgr.h"
 #include "FrameRecorder.h"
+#include "IntervalView.h"
 #include "Progress.h"
 #include "Trace.h"
 
 namespace {
+
+std::vector<std::string> liveLines(const FrameRecorder& recorder, const Screen& screen) {
+  const auto [count, rateHz] = recorder.countAndRate();
+  return intervalLines({.source = "gfx",
+                        .count = count,
+                        .events = "frames",
+                        .rateHz = rateHz,
+                        .recent = recorder.latestIntervals(Clock::now() - kRecent, kRecentEvents),
+                        .unit = kMilliseconds},
+                       screen);
+}
 
 void printJson(const FrameTimes& times, double seconds, std::ostream& out) {
   nlohmann::ordered_json summary = {{"source", "gfx"}, {"seconds", seconds}};
@@ -37,7 +49,8 @@ int watchGfx(GfxEvent& source, int controlValue, const WatchOptions& options, Co
   source.startEvent(FrameRecorder::onEvent, controlValue);
   showProgress(
       console, signals, options.endAfter(begin),
-      options.json ? ProgressLine() : [&] { return recorder.progressLine(); });
+      options.json ? ProgressLine() : [&] { return recorder.progressLine(); },
+      [&](const Screen& screen) { return liveLines(recorder, screen); });
   source.pauseEvent(FrameRecorder::onEvent);
 
   const FrameTimes times = recorder.times();

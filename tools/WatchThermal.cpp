@@ -7,6 +7,7 @@
 #include "AsyncEventsMgr.h"
 #include "Progress.h"
 #include "Rows.h"
+#include "ThermalView.h"
 
 // On a device the listener keeps what it reads to itself.
 #if __has_include(<HostThermal.h>)
@@ -18,7 +19,7 @@ namespace {
 /** Never called: it only keeps the source going. */
 void onThermal(int, void*, int, void*) {}
 
-/** The zones of the last reading. */
+/** The zones of the last reading, in order of their names. */
 Rows zones() {
   Rows rows = Rows::array();
 #if __has_include(<HostThermal.h>)
@@ -46,10 +47,12 @@ int watchThermal(const WatchOptions& options, Console& console) {
   const StopSignals signals;
   const Clock::time_point begin = Clock::now();
   ThermalEvent& source = *ThermalEvent::getInstance();
+  ThermalView view;
   source.registerCallBack(onThermal, nullptr);
   source.startEvent(onThermal);
   showProgress(console, signals, options.endAfter(begin),
-               options.json ? ProgressLine() : readingLine);
+               options.json ? ProgressLine() : readingLine,
+               [&](const Screen& screen) { return view.lines(zones(), screen); });
   source.pauseEvent(onThermal);
 
   if (options.json) {

@@ -7,6 +7,7 @@
 
 #include "AsyncEventsMgr.h"
 #include "Distribution.h"
+#include "IntervalView.h"
 #include "Progress.h"
 #include "Trace.h"
 
@@ -17,6 +18,17 @@ std::string eventsAndRate(const EventRecorder& recorder) {
   text << recorder.count() << " events   " << std::fixed << std::setprecision(1)
        << recorder.rateHz() << " Hz";
   return text.str();
+}
+
+std::vector<std::string> liveLines(const EventRecorder& recorder, const Screen& screen) {
+  const auto arrivals = recorder.latest(Clock::now() - kRecent, kRecentEvents);
+  return intervalLines({.source = "vsync",
+                        .count = recorder.count(),
+                        .events = "events",
+                        .rateHz = recorder.rateHz(),
+                        .recent = intervalsUs(arrivals),
+                        .unit = kMicroseconds},
+                       screen);
 }
 
 void printText(const EventRecorder& recorder, std::ostream& out) {
@@ -51,7 +63,8 @@ int watchVsync(VsyncEvent& source, const WatchOptions& options, Console& console
   source.startEvent(EventRecorder::onEvent);
   showProgress(
       console, signals, options.endAfter(begin),
-      options.json ? ProgressLine() : [&] { return eventsAndRate(recorder); });
+      options.json ? ProgressLine() : [&] { return eventsAndRate(recorder); },
+      [&](const Screen& screen) { return liveLines(recorder, screen); });
   source.pauseEvent(EventRecorder::onEvent);
 
   if (options.json) {
