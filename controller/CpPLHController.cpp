@@ -1,6 +1,11 @@
 #include "CpPLHController.h"
 
-#include <fstream>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <string_view>
+
+#include <android-base/unique_fd.h>
 
 #include "LMLog.h"
 #include "config/NodePath.h"
@@ -91,17 +96,17 @@ int CpPLHController::updateSysNodes(char* path, std::string& value) {
   if (path == nullptr) {
     return -1;
   }
-  try {
-    std::ofstream node(path);
-    if (!node.is_open()) {
-      LM_LOGE(kCpPlhController, "Unable to open %s file", path);
-      return -1;
-    }
-    node << value;
-    node.close();
-    return 0;
-  } catch (...) {
-    logException();
+  const android::base::unique_fd node(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+  if (!node.ok()) {
+    LM_LOGE(kCpPlhController, "Unable to open %s file", path);
     return -1;
   }
+  for (std::string_view rest = value; !rest.empty();) {
+    const ssize_t written = TEMP_FAILURE_RETRY(write(node.get(), rest.data(), rest.size()));
+    if (written <= 0) {
+      break;
+    }
+    rest.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return 0;
 }
