@@ -1,0 +1,192 @@
+#include "CpPLHController.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <android-base/unique_fd.h>
+
+#include <climits>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <sstream>
+#include <stdexcept>
+
+#include "FailingNew.h"
+#include "HostCore.h"
+#include "LogCapture.h"
+#include "config/DynamicLoader.h"
+
+namespace {
+
+using Settings = std::vector<CpPLHController::Command>;
+using Lines = std::vector<std::string>;
+
+/** Three files, two paths that cannot be opened, a node that takes nothing, and no node. */
+enum Item : int { kA, kB, kC, kFolder, kNowhere, kFull, kUnknown };
+
+const std::string kDefault(100, '1');  // to be copied into new memory
+const std::string kPrefix = "CP_PLH_Controller: ";
+
+Lines cannotOpen(const std::string& path) {
+  return {kPrefix + "updateSysNodes() Unable to open " + path + " file"};
+}
+
+void* initNothing() { return nullptr; }
+void* initThrows() { throw std::runtime_error("hook"); }
+
+class Controller : public testing::Test {
+ protected:
+  Controller() {
+    std::filesystem::create_directory(mFolder);
+    int item = kA;
+    for (const auto& path : {mFolder + "a", mFolder + "b", mFolder + "c", mFolder,
+                             std::string("/nowhere/node"), std::string("/dev/full")}) {
+      hostcore::setItem(item++, path);
+    }
+  }
+  ~Controller() override { std::filesystem::remove_all(mFolder); }
+
+  CpPLHController make(Settings initial, void* (*hook)()) {
+    CpPLHController::Command first(kA, kDefault);
+    CpPLHController::Command second(kB, "2");
+    return {initial, first, second, "name", hook};
+  }
+
+  void setFiles(const char* text) const {
+    for (const char* const name : {"a", "b", "c"}) {
+      std::ofstream(mFolder + name) << text;
+    }
+  }
+
+  std::string files() const {
+    std::ostringstream text;
+    for (const char* const name : {"a", "b", "c"}) {
+      std::ifstream file(mFolder + name);
+      text << std::string(std::istreambuf_iterator<char>(file), {}) << ' ';
+    }
+    return text.str();
+  }
+
+  const std::string mFolder =
+      testing::TempDir() + "lmsupport-controller" + std::to_string(getpid()) + "/";
+  const LogCapture mLog;
+};
+
+TEST_F(Controller, WritesTheInitialSettingsOnceAndThenWhatIsCommanded) {
+  struct Case {
+    Settings initial;
+    bool hasStore;  // during the construction
+    void* (*hook)();
+    int type;
+    const char* value;
+    int item;
+    int result;
+    std::string files;
+    Lines lines = {};
+  };
+  const Settings three = {{kC, "3"}};
+  const Case cases[] = {
+      {{}, true, nullptr, 0, "v", kA, 0, "old old old "},
+      {{{kC, "3"}, {kUnknown, "x"}, {kB, "x"}}, true, nullptr, 2, "v", kA, 0, "old old 3 "},
+      {{{kC, "x"}, {kC, ""}, {kB, "y"}}, true, nullptr, 3, "v", kA, 0, "old y  "},
+      {{{kUnknown, "x"}}, false, nullptr, 2, "v", kA, 1, "v old old ", cannotOpen("")},
+      {{{kFolder, "x"}, {kC, "3"}}, true, nullptr, 1, "", kA, 1, "old 2 3 ", cannotOpen(mFolder)},
+      {{}, true, initNothing, 0, "", kB, 1, kDefault + " old old "},
+      {{{kUnknown, "x"}, {kC, "x"}}, true, initNothing, 0, "v", kB, 1, "v old old "},
+      {three, true, nullptr, 1, "v", kA, 1, "old v 3 "},
+      {three, true, nullptr, 2, "", kA, 1, " old 3 "},
+      {three, true, nullptr, 2, "v", kUnknown, 0, "old old 3 "},
+      {three, true, nullptr, 2, "v", kNowhere, 1, "old old 3 ", cannotOpen("/nowhere/node")},
+      {three, true, nullptr, 2, "v", kFull, 1, "old old 3 "},
+      {three, true, nullptr, -1, "v", kA, 0, "old old 3 "},
+  };
+  for (auto [initial, hasStore, hook, type, value, item, result, after, lines] : cases) {
+    setFiles("old");
+    const LogCapture log;
+    hostcore::enableStore(hasStore);
+    CpPLHController controller = make(initial, hook);
+    hostcore::enableStore(false);
+    EXPECT_EQ(controller.commandCp(2, "x", kA), 0);
+    hostcore::enableStore(true);
+    EXPECT_EQ(controller.commandCp(type, value, item), result) << after;
+    EXPECT_EQ(files(), after);
+    if (!hasStore) {
+      lines.insert(lines.begin(), kPrefix + "init() mStore is NULL!!");
+    }
+    EXPECT_EQ(log.texts(), lines);
+  }
+}
+
+TEST_F(Controller, ExceptionsOfTheHookPassAndOthersAreLogged) {
+  EXPECT_THROW(make({}, initThrows), std::runtime_error);
+  CpPLHController controller = make({}, initNothing);
+  setFiles("");
+  Settings initial = {{kA, kDefault}};
+  failingnew::gThrowing = 1;
+  controller.init(initial);
+  failingnew::gThrowing = 1;
+  EXPECT_EQ(controller.commandCp(0, "", kA), 0);
+  EXPECT_EQ(files(), "   ");
+  EXPECT_EQ(controller.commandCp(0, "", kA), 1);  // would hang if it were still locked
+  EXPECT_EQ(files(), kDefault + "   ");
+  EXPECT_EQ(mLog.texts(), (Lines{kPrefix + "init() exception std::bad_alloc\n",
+                                 kPrefix + "commandCp() exception std::bad_alloc\n"}));
+}
+
+TEST_F(Controller, APathMayFillTheWholeBuffer) {
+  struct Store final : ConfigStore {
+    int lookup(int, char* out) override { return mPath.copy(out, kConfigValueSize), 0; }
+    std::string mPath;
+  } store;
+  CpPLHController controller = make({}, initNothing);
+  ConfigStore* const usual = std::exchange(DynamicLoader::getInstance()->mStore, &store);
+  for (const std::size_t size : {149, 150}) {
+    store.mPath = mFolder + std::string(size - mFolder.size(), 'x');
+    EXPECT_EQ(controller.commandCp(2, "v", kA), 1);
+    EXPECT_EQ(std::filesystem::file_size(store.mPath), 1u);
+  }
+  DynamicLoader::getInstance()->mStore = usual;
+  std::string value = "v";
+  EXPECT_EQ(CpPLHController::updateSysNodes(nullptr, value), -1);
+}
+
+TEST_F(Controller, CommandsOfManyThreadsAreAppliedOneAtATime) {
+  constexpr std::size_t kSize = 100000;  // more than a FIFO takes at once
+  constexpr int kRounds = 20;
+  const std::string path = mFolder + "a";
+  mkfifo(path.c_str(), 0600);
+  const android::base::unique_fd fifo(open(path.c_str(), O_RDWR | O_CLOEXEC));
+  CpPLHController controller = make({}, initNothing);
+  std::vector<std::future<void>> clients;
+  for (const char letter : {'a', 'b', 'c', 'd'}) {
+    clients.push_back(std::async(std::launch::async, [&controller, letter] {
+      for (int round = 0; round < kRounds; ++round) {
+        EXPECT_EQ(controller.commandCp(2, std::string(kSize, letter), kA), 1);
+      }
+    }));
+  }
+  std::string value(kSize, ' ');
+  for (std::size_t i = 0; i < clients.size() * kRounds; ++i) {
+    for (std::size_t size = 0; size < kSize;) {
+      const ssize_t count = read(fifo.get(), &value[size], kSize - size);
+      ASSERT_GT(count, 0);
+      size += static_cast<std::size_t>(count);
+    }
+    EXPECT_EQ(value.find_first_not_of(value[0]), std::string::npos);
+  }
+}
+
+TEST(LMOps, SubtractsAndGivesZeroOutOfRange) {
+  const long edges[] = {INT_MIN, INT_MIN + 1, -2, -1, 0, 1, 2, 5, INT_MAX - 1, INT_MAX};
+  for (const long a : edges) {
+    for (const long b : edges) {
+      const bool fits = a - b >= INT_MIN && a - b <= INT_MAX;
+      EXPECT_EQ(LMOps::Subtract(static_cast<int>(a), static_cast<int>(b)), fits ? a - b : 0);
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,180 @@
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <climits>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "AsyncEventsMgr.h"
+#include "FailingNew.h"
+#include "ForkedChild.h"
+#include "Hooks.h"
+#include "LogCapture.h"
+#include "PrivateMounts.h"
+
+using namespace std::string_literals;
+namespace fs = std::filesystem;
+
+namespace {
+
+/** What usleep does instead of sleeping. */
+std::function<void(useconds_t)> gOnSleep;
+
+}  // namespace
+
+extern "C" int usleep(useconds_t us) {
+  if (!gOnSleep) {
+    return REAL(usleep)(us);
+  }
+  gOnSleep(us);
+  return 0;
+}
+
+namespace {
+
+const std::string kGroup = "/dev/cpuset/top-app";
+const std::string kTasks = kGroup + "/tasks";
+
+class ProcessLookup : public testing::Test {
+ protected:
+  ProcessLookup() {
+    makeMountsPrivate();
+    cover("/dev");
+    fs::create_directories(kGroup);
+  }
+  ~ProcessLookup() override {
+    umount2("/dev", MNT_DETACH);
+    AsyncEvent::clearPidMap();
+  }
+
+  /** Puts a file system in memory over a folder. */
+  static void cover(const char* folder) {
+    ASSERT_EQ(mount("none", folder, "tmpfs", 0, nullptr), 0);
+  }
+
+  const LogCapture mLog;
+  std::string mName = "com.example.app";
+};
+
+TEST_F(ProcessLookup, AScanEndsAtTheFirstTaskOfThatNameWithAReadableStatus) {
+  const std::string app = mName + "\0-v"s;
+  struct Task {
+    int id;
+    std::string cmdline;  // "folder" makes one instead of a file
+    const char* status;   // null for none
+  };
+  const std::tuple<const char*, std::vector<Task>, int> cases[] = {
+      {"13\n12\n", {{13, app, "Name:\tx\nTgid:\t12\nPid:\t13\n"}}, 12},
+      {"9 8\t5\n3", {{8, "folder", "Tgid:8"}, {5, app, nullptr}, {3, app, "Tgid: 4"}}, 4},
+      {"1 2 3", {{1, "", "Tgid:1"}, {2, "\0"s + app, "Tgid:2"}, {3, mName, "Tgid:3"}}, 3},
+      {"1 2", {{1, "com.example.ap", "Tgid:1"}, {2, "com.example.app2", "Tgid:2"}}, -1},
+      {"1 2 1", {{1, "com.example.App", "Tgid:1"}, {2, app, nullptr}}, -1},
+      {"2 1", {{1, app, "Tgid:1"}, {2, app, "Tgid:2"}}, 2},
+      {"1", {{1, app, "Name:\tTgid 5\nxTgid: 6:7\nPid: 8\n"}}, 6},
+      {"1 2", {{1, app, "Tgid: 1\nTgid:\n5\n"}, {2, app, "Tgid:2"}}, 0},
+      {"1", {{1, app, "Tgid 5"}}, 0},
+      {"1", {{1, app, "Tgid:99999999999"}}, INT_MAX},
+      {"1 2", {{1, app, "Pid: 1\n\nTgi"}, {2, app, "Tgid:2"}}, -1},
+      {"1 x 2", {{2, app, "Tgid:2"}}, -1},
+  };
+  EXPECT_EQ(AsyncEvent::getPidExpensive(mName), -1);
+  for (const auto& [list, tasks, pid] : cases) {
+    std::ofstream(kTasks) << list;
+    cover("/proc");
+    for (const auto& [id, cmdline, status] : tasks) {
+      const std::string folder = "/proc/" + std::to_string(id);
+      fs::create_directories(folder + (cmdline == "folder" ? "/cmdline" : ""));
+      std::ofstream(folder + "/cmdline") << cmdline;
+      if (status != nullptr) {
+        std::ofstream(folder + "/status") << status;
+      }
+    }
+    EXPECT_EQ(AsyncEvent::getPidExpensive(mName), pid) << list;
+    umount2("/proc", MNT_DETACH);
+  }
+  EXPECT_TRUE(mLog.texts().empty());
+}
+
+/** In the kernel's processor sets where they may be mounted, else in a mere list. */
+TEST_F(ProcessLookup, FindsProcessesOfTheForegroundOnlyAmongThousandsOfTasks) {
+  fs::remove(kGroup);
+  const bool isReal = mount("none", "/dev/cpuset", "cgroup", 0, "cpuset,noprefix") == 0;
+  const bool isOurs = fs::create_directory(kGroup);
+  for (const std::string file : {"/cpus", "/mems", "/cpuset.cpus", "/cpuset.mems"}) {
+    std::ofstream(kGroup + file) << std::ifstream("/dev/cpuset" + file).rdbuf();
+  }
+  std::string name;
+  std::getline(std::ifstream("/proc/self/cmdline"), name, '\0');
+  {
+    const ForkedChild outside;
+    const ForkedChild child;
+    EXPECT_EQ(AsyncEvent::getPidExpensive(name), -1);
+    for (int task = 0; !isReal && task < 5000; ++task) {
+      std::ofstream(kTasks, std::ios::app) << -1 - task << '\n';
+    }
+    std::ofstream(kTasks, std::ios::app) << child.pid << '\n';
+    EXPECT_EQ(AsyncEvent::getPidExpensive(name), child.pid);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(AsyncEvent::getPid(name), child.pid);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
+  }
+  if (isOurs) {
+    rmdir(kGroup.c_str());  // the kernel's would outlive its mount
+  }
+  umount2("/dev/cpuset", MNT_DETACH);
+}
+
+TEST_F(ProcessLookup, UpToFiveAttemptsAreMadeAndTheLastResultIsKept) {
+  std::ofstream(kTasks) << 12;
+  cover("/proc");
+  fs::create_directory("/proc/12");
+  std::ofstream("/proc/12/cmdline") << mName;
+  struct Case {
+    std::vector<const char*> statuses;
+    int pid;
+  };
+  for (const Case& expected :
+       {Case{{"Tgid: 12"}, 12}, Case{{"Tgid: 0", "", "Tgid: 5"}, 5},
+        Case{{"Tgid: -5", "", "", "", "Tgid: 6"}, 6}, Case{{"", "", "", "", "Tgid: 0"}, 0},
+        Case{{"", "", "", "", ""}, -1}}) {
+    std::size_t attempts = 0;
+    gOnSleep = [&](useconds_t us) {
+      EXPECT_EQ(us, 200000u);
+      std::ofstream("/proc/12/status") << expected.statuses.at(attempts++);
+    };
+    EXPECT_EQ(AsyncEvent::getPid(mName), expected.pid);
+    EXPECT_EQ(attempts, expected.statuses.size());
+    EXPECT_EQ(AsyncEvent::mPidMap.at(mName), expected.pid);
+  }
+  gOnSleep = nullptr;
+  umount2("/proc", MNT_DETACH);
+}
+
+TEST_F(ProcessLookup, TheMapKeepsTheLastResultAndSurvivesAShortageOfMemory) {
+  std::string other = "com.example.other";
+  AsyncEvent::setPidOnMap(mName, 5);
+  AsyncEvent::setPidOnMap(mName, 6);
+  failingnew::gThrowing = 1;
+  AsyncEvent::setPidOnMap(other, 7);
+  EXPECT_EQ(AsyncEvent::getPidFromMap(mName), 6);
+  EXPECT_EQ(AsyncEvent::mPidMap.size(), 1u);
+  EXPECT_EQ(AsyncEvent::getPidFromMap(other), -1);
+  AsyncEvent::clearPidMap();
+  EXPECT_EQ(AsyncEvent::getPidFromMap(mName), -1);
+
+  std::ofstream(kTasks) << getpid();
+  failingnew::gThrowing = 1;
+  EXPECT_EQ(AsyncEvent::getPidExpensive(mName), -1);
+  EXPECT_THAT(
+      mLog.texts(),
+      testing::ElementsAre("AsyncEventsMgr: setPidOnMap() exception std::bad_alloc\n",
+                           "AsyncEventsMgr: getPidExpensive() Caught Exception: std::bad_alloc in "
+                           "getPidExpensive"));
+}
+
+}  // namespace

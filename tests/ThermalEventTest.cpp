@@ -1,0 +1,149 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <android-base/unique_fd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "AsyncEventsMgr.h"
+#include "HostThermal.h"
+#include "LogCapture.h"
+#include "PrivateMounts.h"
+#include "ThermalListenerV2.h"
+
+namespace {
+
+using android::base::unique_fd;
+using hostthermal::lastReading;
+using Clock = std::chrono::steady_clock;
+
+const std::string kFolder = "/sys/class/thermal/";
+const std::string kSensor = kFolder + "thermal_zone0/temp";
+
+struct Source : ThermalEvent {
+  ~Source() override { delete mThread; }
+  using AsyncEvent::mThread;
+};
+
+void first(int, void*, int, void*) {}
+void second(int, void*, int, void*) {}
+
+template <typename Condition>
+void waitUntil(Condition condition) {
+  for (const auto end = Clock::now() + std::chrono::seconds(10); !condition();) {
+    ASSERT_LT(Clock::now(), end);
+  }
+}
+
+/** Whether a thread waits on a condition or lock. */
+bool isAnyThreadAsleep() {
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    long number = -1;
+    if (std::ifstream(task.path() / "syscall") >> number && number == SYS_futex) {
+      return true;
+    }
+  }
+  return false;
+}
+
+/** With zones of the test's own. */
+class Thermal : public testing::Test {
+ protected:
+  Thermal() {
+    makeMountsPrivate();
+    EXPECT_EQ(mount("none", "/sys", "tmpfs", 0, nullptr), 0);
+  }
+  ~Thermal() override { umount2("/sys", MNT_DETACH); }
+
+  static void addZone(const std::string& folder, const char* type) {
+    std::filesystem::create_directories(kFolder + folder);
+    std::ofstream(kFolder + folder + "/type") << type << '\n';
+  }
+
+  /** The sensor as written to by its driver, if the thread is waiting for that in a fetch. */
+  static unique_fd fetched() {
+    return unique_fd(open(kSensor.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+  }
+
+  static unique_fd awaitFetch() {
+    unique_fd sensor;
+    waitUntil([&] { return (sensor = fetched()).ok(); });
+    return sensor;
+  }
+
+  static void answer(unique_fd sensor) {
+    EXPECT_EQ(write(sensor.get(), "7\n", 2), 2);
+    sensor.reset();
+    waitUntil([] { return lastReading() == hostthermal::Reading{{"cpu", 7}}; });
+  }
+
+  const LogCapture mLog;
+};
+
+TEST_F(Thermal, FetchesWhileStartedAndForgetsTheDataAtEachStart) {
+  addZone("thermal_zone0", "cpu");
+  mkfifo(kSensor.c_str(), 0600);  // holds each fetch
+  Source source;
+  source.registerCallBack(first, nullptr);
+  source.registerCallBack(second, nullptr);
+  pthread_attr_t usual;
+  pthread_getattr_default_np(&usual);
+  pthread_attr_t huge = usual;
+  pthread_attr_setstacksize(&huge, std::size_t{1} << 60);  // no address space holds it
+  EXPECT_EQ(pthread_setattr_default_np(&huge), 0);
+  source.startEvent(first);
+  pthread_setattr_default_np(&usual);
+  EXPECT_EQ(source.mThread, nullptr);
+  source.pauseEvent(first);
+
+  source.startEvent(first);
+  answer(awaitFetch());
+  std::thread* const thread = source.mThread;
+  source.startEvent(second);
+  EXPECT_TRUE(lastReading().empty());
+  EXPECT_EQ(source.mThread, thread);
+  source.pauseEvent(first);
+  answer(awaitFetch());
+
+  source.pauseEvent(second);
+  waitUntil([] { return fetched(), isAnyThreadAsleep(); });
+  EXPECT_FALSE(fetched().ok());
+  source.startEvent(first);
+  unique_fd sensor = awaitFetch();
+  source.setThreadState(THREAD_EXIT);
+  const auto exited = Clock::now();
+  answer(std::move(sensor));
+  source.mThread->join();
+  EXPECT_GE(Clock::now() - exited, std::chrono::milliseconds(300));
+  ThermalEvent::pollingThreadFunc(nullptr);
+  EXPECT_THAT(mLog.texts(),
+              testing::ElementsAre("AsyncEventsMgr_Thermal: startThread() Thread Creation Failed"));
+}
+
+TEST_F(Thermal, TheHostsListenerKeepsTheZonesItCanRead) {
+  ThermalListenerV2* const listener = ThermalListenerV2::getInstance();
+  EXPECT_EQ(listener->getThermalData(), 0);
+  const std::tuple<const char*, const char*, const char*> zones[] = {
+      {"thermal_zone0", "cpu", "41000\n"}, {"thermal_zone1", "gpu big", "-5000\n"},
+      {"thermal_zone2", "cpu", "42000\n"}, {"thermal_zone3", "cpu", "none\n"},
+      {"cooling_device0", "cpu", "1\n"},
+  };
+  for (const auto& [folder, type, temperature] : zones) {
+    addZone(folder, type);
+    std::ofstream(kFolder + folder + "/temp") << temperature;
+  }
+  addZone("thermal_zone4", "cpu");
+  EXPECT_EQ(listener->getThermalData(), 3);
+  using testing::Pair;
+  EXPECT_THAT(lastReading(), testing::UnorderedElementsAre(Pair("cpu", 41000), Pair("cpu", 42000),
+                                                           Pair("gpu big", -5000)));
+  listener->resetThermalData();
+  EXPECT_TRUE(lastReading().empty());
+}
+
+}  // namespace
