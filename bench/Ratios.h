@@ -16,9 +16,14 @@ struct Ratio {
 /** Runs all benchmarks as the command line says and prints the ratios below the usual table. */
 int runBenchmarks(int argc, char** argv, const std::vector<Ratio>& ratios);
 
+/** Gives the process mounts of its own; to be called before any thread starts. */
+void setUpLookup();
+
 /** Makes what the benchmarks of the vsync source need; to be called before any thread starts. */
 void setUpVsync();
 
 std::vector<Ratio> vsyncRatios();
+std::vector<Ratio> lookupRatios();
+std::vector<Ratio> controllerRatios();
 std::vector<Ratio> databaseRatios();
 std::vector<Ratio> statsRatios();

@@ -17,9 +17,10 @@ void keepHeap() {
 
 int main(int argc, char** argv) {
   keepHeap();
-  setUpVsync();  // before any thread
+  setUpLookup();  // both before any thread
+  setUpVsync();
   std::vector<Ratio> ratios = vsyncRatios();
-  for (const auto& more : {databaseRatios(), statsRatios()}) {
+  for (const auto& more : {lookupRatios(), controllerRatios(), databaseRatios(), statsRatios()}) {
     ratios.insert(ratios.end(), more.begin(), more.end());
   }
   return runBenchmarks(argc, argv, ratios);
