@@ -6,8 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
+#include <string>
 #include <vector>
 
 #include <android-base/unique_fd.h>
@@ -56,14 +55,39 @@ bool isNamed(int task, const std::string& name, std::vector<char>& field) {
   return length > 0 && length == name.size() && std::memcmp(field.data(), name.data(), length) == 0;
 }
 
-/** Reads the thread-group identifier: -1 without one, 0 for an unreadable one. */
-int threadGroup(std::istream& status) {
-  int group = -1;
-  for (std::string line; std::getline(status, line);) {
-    if (line.find(kThreadGroupKey) != std::string::npos) {
-      const long value = std::strtol(&line[line.find(':') + 1], nullptr, 10);
-      group = static_cast<int>(std::clamp<long>(value, INT_MIN, INT_MAX));
+/** Reads a whole file; returns false when it cannot be opened. */
+bool readFile(const char* path, std::string& text) {
+  const unique_fd file(open(path, O_RDONLY | O_CLOEXEC));
+  char part[4096];
+  text.clear();
+  for (ssize_t count; (count = read(file.get(), part, sizeof(part))) > 0;) {
+    text.append(part, static_cast<std::size_t>(count));
+  }
+  return file.ok();
+}
+
+/** The tasks of a list, up to the first that is no number. */
+std::vector<int> parseTasks(const std::string& list) {
+  std::vector<int> tasks;
+  const char* next = list.c_str();
+  for (char* end = nullptr;; next = end) {
+    const long task = std::strtol(next, &end, 10);
+    if (end == next || task < INT_MIN || task > INT_MAX) {
+      return tasks;
     }
+    tasks.push_back(static_cast<int>(task));
+  }
+}
+
+/** The thread-group identifier: -1 without one, 0 for an unreadable one. */
+int threadGroup(const std::string& status) {
+  int group = -1;
+  for (std::size_t key = status.find(kThreadGroupKey); key != std::string::npos;
+       key = status.find(kThreadGroupKey, key + 1)) {
+    const std::size_t begin = status.rfind('\n', key) + 1;
+    const std::string line = status.substr(begin, status.find('\n', key) - begin);
+    const long value = std::strtol(&line[line.find(':') + 1], nullptr, 10);
+    group = static_cast<int>(std::clamp<long>(value, INT_MIN, INT_MAX));
   }
   return group;
 }
@@ -82,20 +106,14 @@ int AsyncEvent::getPid(std::string& name) {
 
 int AsyncEvent::getPidExpensive(std::string& name) {
   try {
-    std::ifstream list(kForegroundTasks);
-    if (!list.is_open()) {
+    std::string text;
+    if (!readFile(kForegroundTasks, text)) {
       return -1;
     }
-    const std::vector<int> tasks{std::istream_iterator<int>(list), {}};
-    list.close();
     std::vector<char> field(name.size() + 1);
-    for (const int task : tasks) {
-      if (!isNamed(task, name, field)) {
-        continue;
-      }
-      std::ifstream status(TaskFile(task, "status").path());
-      if (status.is_open()) {
-        return threadGroup(status);
+    for (const int task : parseTasks(text)) {
+      if (isNamed(task, name, field) && readFile(TaskFile(task, "status").path(), text)) {
+        return threadGroup(text);
       }
     }
   } catch (...) {

@@ -9,7 +9,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <thread>
 
 #include "AsyncEventsMgr.h"
 #include "HostThermal.h"
@@ -38,7 +37,6 @@ template <typename Condition>
 void waitUntil(Condition condition) {
   for (const auto end = Clock::now() + std::chrono::seconds(10); !condition();) {
     ASSERT_LT(Clock::now(), end);
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));  // lets a reader see the FIFO's end
   }
 }
 
@@ -72,13 +70,12 @@ class Thermal : public testing::Test {
     return unique_fd(open(kSensor.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
   }
 
-  static unique_fd waitForFetch() {
+  static unique_fd awaitFetch() {
     unique_fd sensor;
     waitUntil([&] { return (sensor = fetched()).ok(); });
     return sensor;
   }
 
-  /** Ends a fetch. */
   static void answer(unique_fd sensor) {
     EXPECT_EQ(write(sensor.get(), "7\n", 2), 2);
     sensor.reset();
@@ -105,19 +102,19 @@ TEST_F(Thermal, FetchesWhileStartedAndForgetsTheDataAtEachStart) {
   source.pauseEvent(first);
 
   source.startEvent(first);
-  answer(waitForFetch());
+  answer(awaitFetch());
   std::thread* const thread = source.mThread;
   source.startEvent(second);
   EXPECT_TRUE(lastReading().empty());
   EXPECT_EQ(source.mThread, thread);
   source.pauseEvent(first);
-  answer(waitForFetch());
+  answer(awaitFetch());
 
   source.pauseEvent(second);
   waitUntil([] { return fetched(), isAnyThreadAsleep(); });
   EXPECT_FALSE(fetched().ok());
   source.startEvent(first);
-  unique_fd sensor = waitForFetch();
+  unique_fd sensor = awaitFetch();
   source.setThreadState(THREAD_EXIT);
   const auto exited = Clock::now();
   answer(std::move(sensor));
