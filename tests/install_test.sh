@@ -37,6 +37,6 @@ test -s "$scratch/usr/share/man/man1/lmctl.1"
     completes doctor lmctl doc
     completes "vsync gfx thermal" lmctl --item 7 = build watch ""
     completes --trace lmctl watch vsync --node x --t
-    completes consumer lmctl db dump cons
+    completes client.cpp lmctl db dump client.
     completes usr lmctl favourites rebuild --dir u'
 )

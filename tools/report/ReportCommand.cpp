@@ -10,6 +10,7 @@
 #include <android-base/unique_fd.h>
 
 #include "AsyncEventsMgr.h"
+#include "CommandLine.h"
 #include "ConfigOverrides.h"
 #include "FrameRecorder.h"
 #include "Progress.h"
@@ -155,7 +156,7 @@ void addReport(CLI::App& app, Console& console, int& status) {
       ->check(CLI::Range(0.1, 3600.0));
   report->add_option("-o,--output", options->output, "HTML file to make or replace")
       ->type_name("FILE");
-  report->add_flag("--json", options->json, "Print the page's record");
+  addJson(*report, options->json, "an object, the record that the page shows");
   const auto addNode = [&](const char* name, std::string& path, const char* description) {
     report->add_option(name, path, description)
         ->type_name("PATH")
