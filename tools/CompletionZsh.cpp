@@ -16,7 +16,7 @@ _lmctl() {
     case "$command $words[i]" in
 )";
 
-constexpr char kSpecs[] = R"(        command+=" $words[i]"
+constexpr char kEntries[] = R"(        command+=" $words[i]"
         last=i
         ;;
     esac
@@ -30,8 +30,8 @@ constexpr char kCommands[] = R"(  local -a below=()
 )";
 
 constexpr char kReply[] = R"(  esac
-  (($#below)) && specs+=('1:command:{_describe command below}')
-  _arguments "$specs[@]"
+  (($#below)) && entries+=('1:command:{_describe command below}')
+  _arguments "$entries[@]"
 }
 
 if [[ $funcstack[1] == _lmctl ]]; then
@@ -59,7 +59,7 @@ std::string valueSpec(const Argument& argument) {
 }
 
 /** What _arguments takes for options and positionals. */
-std::vector<std::string> specs(const Command& command) {
+std::vector<std::string> entries(const Command& command) {
   std::vector<std::string> all;
   for (const Argument& option : command.options) {
     for (const std::string& name : option.names) {
@@ -86,7 +86,7 @@ void printList(const char* assignment, const std::vector<std::string>& values, s
 
 void printZshCompletion(const Command& lmctl, std::ostream& out) {
   out << kWords << "      (" << join(commandPaths(lmctl), " | ") << ")\n"
-      << kSpecs << "  local -a specs=(" << join(specs(lmctl), " ") << ")\n"
+      << kEntries << "  local -a entries=(" << join(entries(lmctl), " ") << ")\n"
       << kCommands;
   for (const Command* const command : flatten(lmctl)) {
     std::vector<std::string> below;
@@ -94,7 +94,7 @@ void printZshCompletion(const Command& lmctl, std::ostream& out) {
       below.push_back(quoted(escaped(verb.name()) + ":" + verb.help));
     }
     out << "    (" << quoted(command->path) << ")\n";
-    printList("specs+=", command != &lmctl ? specs(*command) : std::vector<std::string>(), out);
+    printList("entries+=", command != &lmctl ? entries(*command) : std::vector<std::string>(), out);
     printList("below=", below, out);
     out << "      ;;\n";
   }
