@@ -61,7 +61,7 @@ StepResult run(const Step& step, DemoScene& scene) {
     return step.demonstrate(scene);
   } catch (const std::exception& e) {
     scene.console.out << std::flush;
-    scene.console.err << "lmctl: " << e.what() << "\n";
+    scene.console.beginError() << e.what() << "\n";
     return {"see the error above", Outcome::kFailed};
   }
 }

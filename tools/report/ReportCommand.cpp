@@ -111,8 +111,8 @@ int makeReport(const ReportOptions& options, Console& console) {
   const bool gfx = isUsable("frames", blockingNodeProblem(kGfxDataNodeItem), options.frameNode,
                             "--frame-node", watched);
   if (!vsync && !gfx) {
-    console.err << "lmctl: nothing to watch: " << watched.leftOut[0].second << "; "
-                << watched.leftOut[1].second << "\n";
+    console.beginError() << "nothing to watch: " << watched.leftOut[0].second << "; "
+                         << watched.leftOut[1].second << "\n";
     return kFailure;
   }
   if (gfx) {
@@ -126,7 +126,7 @@ int makeReport(const ReportOptions& options, Console& console) {
   addFigures(watched);
   addFavourites(watched);
   for (const auto& [part, reason] : watched.leftOut) {
-    console.err << "lmctl: left out " << part << ": " << reason << "\n";
+    console.beginError() << "left out " << part << ": " << reason << "\n";
   }
   watchSources(vsync, gfx, options, console, watched);
 
