@@ -91,9 +91,11 @@ function makeChart(figure, x, y) {
       line('mark', atX(value), atX(value), top, height - bottom);
       text(atX(value) + (anchor === 'end' ? -4 : 4), 11, anchor, string, 'mark');
     },
-    markY(value, string) {
-      line('mark', left, width - right, atY(value), atY(value));
-      text(width, atY(value) + 4, 'end', string, 'mark');
+    markY(value, down, string) {
+      for (const mirrored of [value, -value]) {
+        line('mark', left, width - right, atY(mirrored), atY(mirrored));
+      }
+      text(width, atY(value) + down, 'end', string, 'mark');
     },
   };
 }
@@ -137,10 +139,8 @@ function drawJitter(figure, vsync) {
       figure, {low: 0, high: vsync.seconds, unit: 's',
                ticks: ticks(0, vsync.seconds, figure.clientWidth / 90)},
       {low: -high, high, ticks: [0, ...powers, ...powers.map((power) => -power)], bend: Math.asinh});
-  for (const [name, value] of [['p50', vsync.jitter_us.median], ['p99', vsync.jitter_us.p99]]) {
-    chart.markY(value, name);
-    chart.markY(-value, name);
-  }
+  chart.markY(vsync.jitter_us.median, 12, 'p50');
+  chart.markY(vsync.jitter_us.p99, -2, 'p99');
   let dots = '';
   for (let i = 1; i < arrivals.length; ++i) {
     const off = arrivals[i] - arrivals[i - 1] - vsync.interval_us.median;
