@@ -116,7 +116,7 @@ Rows makeRecord(const Watched& watched) {
           {"left_out", leftOut},
           {"vsync", watched.vsync ? vsyncRecord(*watched.vsync) : Rows()},
           {"frames", watched.frames ? framesRecord(*watched.frames) : Rows()},
-          {"memory", watched.memory},
-          {"statistics", watched.statistics},
-          {"favourites", watched.favourites}};
+          {"memory", watched.memory.value_or(Rows())},
+          {"statistics", watched.statistics.value_or(Rows())},
+          {"favourites", watched.favourites.value_or(Rows())}};
 }

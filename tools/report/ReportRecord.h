@@ -25,9 +25,9 @@ struct Watched {
 
   std::optional<Vsyncs> vsync;
   std::optional<Frames> frames;
-  Rows memory;
-  Rows statistics;                                           ///< the kernel's, of the system
-  Rows favourites;                                           ///< the applications of each time slot
+  std::optional<Rows> memory;
+  std::optional<Rows> statistics;                            ///< the kernel's, of the system
+  std::optional<Rows> favourites;                            ///< the applications of each time slot
   std::vector<std::pair<std::string, std::string>> leftOut;  ///< parts, each with the reason
 };
 
