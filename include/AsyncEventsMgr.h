@@ -136,9 +136,9 @@ class LM_API AsyncEvent {
    * each after a sleep of 200 ms, so it blocks for 0.2 s to 1 s. Does not consult the map.
    *
    * @param name the whole first argument of the command line; for an application, its package
-   * @return the process identifier of the first such process listed, or -1
+   * @return the process identifier of the first such process listed; below 1, mostly -1, without one
    *
-   * Note: the result is stored in mPidMap, also when it is -1.
+   * Note: the result is stored in mPidMap, also when there is none.
    */
   static int getPid(std::string& name);
 

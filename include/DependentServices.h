@@ -32,6 +32,9 @@ class LM_API STDeathRecipient : public android::hardware::hidl_death_recipient {
  *
  * Note: when the tracker dies between being found and being linked to, reading the result of the
  * link ends the process, as HIDL does with every unchecked transport failure.
+ *
+ * Note: each new connection links another recipient and unlinks none, so after transport failures
+ * one death may be logged more than once.
  */
 class LM_API DependentServices {
  public:

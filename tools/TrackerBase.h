@@ -2,7 +2,7 @@
 
 #include <vendor/zeno/hardware/servicetracker/1.1/IServicetracker.h>
 
-/** A service tracker that supports nothing, for those that support some of it. */
+/** A service tracker that supports nothing of version 1.0, for those that support some of it. */
 template <typename Interface>
 class TrackerBase : public Interface {
  public:
