@@ -38,6 +38,7 @@ format-check:
 tidy: ## look for suspicious code
 	@$(SETUP) build check
 	@cmake --preset libcxx >/dev/null
+	@cmake --build --preset libcxx --target lmhost_hidl_headers
 	@echo $(filter %.cpp,$(filter-out bench/% fuzz/% tests/%,$(FORMATTED))) | \
 	  xargs -n 1 -P $(CTEST_PARALLEL_LEVEL) clang-tidy --quiet -p build/libcxx
 
