@@ -72,7 +72,9 @@ int CpPLHController::commandCp(int type, std::string value, int item) {
     if (type != kAnyItem) {
       const Command& preset = type == kFirstPreset ? mFirstCmd : mSecondCmd;
       item = preset.first;
-      value = value.empty() ? preset.second : value;
+      if (value.empty()) {
+        value = preset.second;
+      }
     }
     PathBuffer path = {};
     if (store->lookup(item, path) != 0) {

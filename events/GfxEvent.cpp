@@ -64,9 +64,14 @@ void GfxEvent::pollingThreadFunc(GfxEvent* source) {
     return;
   }
   std::memset(page, 0, pageSize);
-  source->mFrameLock.lock();  // against a start by another client
-  const std::string path = source->mSysNode;
-  source->mFrameLock.unlock();
+  std::string path;
+  try {
+    std::lock_guard lock(source->mFrameLock);  // against a start by another client
+    path = source->mSysNode;
+  } catch (...) {
+    lmsupport::logCaught(kAsyncEventsMgrGfx);
+    return;
+  }
   const int fd = open(path.c_str(), O_RDONLY);
   if (fd < 1) {
     LM_LOGE(kAsyncEventsMgrGfx, "Not able to open (%s) fd(%d) \n", path.c_str(), fd);

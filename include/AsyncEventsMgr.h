@@ -31,10 +31,10 @@
  */
 
 /**
- * A client's callback. It runs on the source's polling thread with the source's mCallbacksLck held:
- * it must return quickly, must not call registerCallBack, startEvent or pauseEvent of the same
- * source (it would deadlock), and must not throw (nothing on that thread would catch it, and the
- * process would terminate).
+ * A client's callback. It runs on the source's polling thread, or on one that calls processCb, with
+ * the source's mCallbacksLck held: it must return quickly, must not call registerCallBack,
+ * startEvent, pauseEvent, processCb or stringParser of the same source (it could deadlock), and must
+ * not throw (nothing on the polling thread would catch it, and the process would terminate).
  *
  * @param event    what happened: 1, a vsync; 2, a sample of graphics frames
  * @param payload  data of the event, valid only during the call: null for a vsync, a GfxFrameData
@@ -87,7 +87,8 @@ class LM_API AsyncEvent {
    *
    * Returns without effect or log when cb is null, unknown or already active. Takes mCallbacksLck
    * for the whole call. Does not report a thread that could not be created or a node that could not
-   * be opened: those are logged.
+   * be opened: see startThread and pollingThreadFunc of the source. What startThread throws passes
+   * through, with the callback active; the library's own sources throw nothing.
    */
   void startEvent(AsyncEventCallback cb);
 
@@ -99,7 +100,8 @@ class LM_API AsyncEvent {
    * for the whole call.
    *
    * Note: the kernel keeps one notification that arrives while the source is paused, so the first
-   * event after the next startEvent may be that one.
+   * event after the next startEvent may be that one. A sysfs node also notifies once when the thread
+   * opens it.
    */
   void pauseEvent(AsyncEventCallback cb);
 
@@ -133,7 +135,8 @@ class LM_API AsyncEvent {
 
   /**
    * Looks for a process among the foreground tasks ("top-app") until it is there: up to five scans,
-   * each after a sleep of 200 ms, so it blocks for 0.2 s to 1 s. Does not consult the map.
+   * each after a sleep of 200 ms, so it blocks for 0.2 s to 1 s and the scans. Does not consult the
+   * map.
    *
    * @param name the whole first argument of the command line; for an application, its package
    * @return the process identifier of the first such process listed; below 1, mostly -1, without one
@@ -142,7 +145,12 @@ class LM_API AsyncEvent {
    */
   static int getPid(std::string& name);
 
-  /** One such scan, which opens a file per task: the identifier, or -1. Any thread; no lock. */
+  /**
+   * One such scan, which opens a file per task. Any thread; no lock. The first task of that name
+   * whose status can be read decides.
+   *
+   * @return the identifier; below 1, mostly -1, without one. Short of memory, logs and returns -1
+   */
   static int getPidExpensive(std::string& name);
 
   /** The result stored for name, or -1. See mPidMap. */
@@ -159,7 +167,8 @@ class LM_API AsyncEvent {
    * getPid, getPidFromMap, setPidOnMap or clearPidMap concurrently serialises those calls, with
    * mPidMapLck if it likes.
    *
-   * Note: the construction of the first source reserves room in the map, without the lock.
+   * Note: each construction of a source looks at the map, and may reserve room in it, without the
+   * lock.
    */
   static std::unordered_map<std::string, int> mPidMap;
   static std::mutex mPidMapLck;  ///< for the program's use
@@ -188,9 +197,9 @@ class LM_API AsyncEvent {
  * configures as item 22, read once at construction.
  *
  * Note: destruction waits for the polling thread and does not wake it. A running thread ends after
- * its current wait (up to five minutes); a paused one sleeps until somebody wakes it. A program
- * that started the process-wide instance therefore ends with _exit, or sees to one last
- * notification.
+ * its current wait (up to five minutes), a paused one after another whole turn once somebody wakes
+ * it. A program that started the process-wide instance therefore ends with _exit, or sees to a
+ * wake-up and one last notification.
  */
 class LM_API VsyncEvent : public AsyncEvent {
  public:
@@ -203,8 +212,9 @@ class LM_API VsyncEvent : public AsyncEvent {
 
   /**
    * Creates the polling thread unless it exists. A failure leaves the source without a thread, is
-   * logged unless it was memory for the thread object that was short, and is retried by the next
-   * start. Called by startEvent with mCallbacksLck held; not to be called concurrently.
+   * logged unless it was memory for the thread object that was short, and is retried when the next
+   * callback is activated. Called by startEvent with mCallbacksLck held; not to be called
+   * concurrently.
    */
   void startThread() override;
 
@@ -212,11 +222,12 @@ class LM_API VsyncEvent : public AsyncEvent {
    * The polling thread's body: delivers until the source's state is THREAD_EXIT. Returns early,
    * with an ERROR log, when the node cannot be opened.
    *
-   * Note: a node that opens as descriptor 0 counts as not opened.
+   * Note: a node that opens as descriptor 0 counts as not opened. A node that could not be opened is
+   * never tried again: the source has its thread, but no events any more.
    */
   static void pollingThreadFunc(VsyncEvent* source);
 
-  /** Delivers one vsync event from the calling thread. Passes on what a callback throws. */
+  /** Delivers one vsync event under mCallbacksLck. Passes on what a callback throws. */
   void processCb();
 };
 
@@ -231,7 +242,9 @@ struct GfxFrameData {
   /**
    * From the last counted frame start to the next; starts no more than 4.0 after it are not counted.
    *
-   * Note: kept in single precision. The first interval ever is the first frame's own time.
+   * Note: kept in single precision. The first interval ever is the first frame's own time, that
+   * after a pause spans the pause. A time that steps back is not counted, nor are those after it
+   * until they pass the last counted one.
    */
   std::vector<double> frameStartIntervals;
 
@@ -250,6 +263,8 @@ struct GfxFrameData {
  * Note: the thread opens the node once, by its path at the first start. Where the node does not
  * block, at the end of a plain file for instance, the thread never rests.
  *
+ * Note: a frame whose third stage is never reported is kept until the next start or pause.
+ *
  * Note: destruction waits for the polling thread and does not wake it. A running thread ends after
  * its current read, a paused one after another whole turn once somebody wakes it. A program that
  * started the process-wide instance therefore ends with _exit, or sees to one last report.
@@ -259,7 +274,10 @@ class LM_API GfxEvent : public AsyncEvent {
   /** The process-wide instance, created by the first call and destroyed at process exit. */
   static GfxEvent* getInstance();
 
-  /** Clients use getInstance(); an instance of one's own is subject to the notes above. */
+  /**
+   * Clients use getInstance(); an instance of one's own is subject to the notes above. Passes on
+   * std::bad_alloc, as do setGfxSysNodes and startEvent.
+   */
   GfxEvent();
   ~GfxEvent() override;
 
@@ -277,13 +295,15 @@ class LM_API GfxEvent : public AsyncEvent {
 
   /**
    * Looks the nodes up again, forgets all pending frames, writes value to the control node and then
-   * does what AsyncEvent::startEvent does, whether or not other clients are active.
+   * does what AsyncEvent::startEvent does.
    *
    * Takes mFrameLock for the whole call; blocks as long as the control node's driver does. A
    * control node that cannot be opened is logged and otherwise ignored.
    *
    * @param cb    a registered callback
    * @param value what the driver takes for "on"
+   *
+   * Note: all but the last step is done whatever cb is, and whoever is active.
    */
   void startEvent(AsyncEventCallback cb, int value);
 
@@ -291,7 +311,7 @@ class LM_API GfxEvent : public AsyncEvent {
    * Forgets all pending frames, writes -1 to the control node and then does what
    * AsyncEvent::pauseEvent does. Takes mFrameLock for the whole call.
    *
-   * Note: the -1 is written even if other clients are still active.
+   * Note: all but the last step is done whatever cb is, and even if other clients are still active.
    */
   void pauseEvent(AsyncEventCallback cb);
 
@@ -300,26 +320,27 @@ class LM_API GfxEvent : public AsyncEvent {
    * are pending from this and earlier texts. Takes mFrameLock; does not change text.
    *
    * A report is "unused a b stage time unused", separated by spaces; ':' separates reports.
-   * Numbers are as strtoul reads them in base 0. Reports that make no sense are skipped; a null text
-   * is ignored.
+   * Numbers are as strtoul reads them in base 0; text that is no number, and a missing field, count
+   * as 0. Other stages than 1 to 3, and the later stages of unknown frames, are skipped. A null
+   * text is ignored.
    *
    * Note: aborts when a + b + 1 overflows. Passes on std::bad_alloc, with what was read so far in
    * out.
    */
   void stringParser(char* text, GfxFrameData& out);
 
-  /** Delivers one sample from the calling thread. Passes on what a callback throws. */
+  /** Delivers one sample under mCallbacksLck. Passes on what a callback throws. */
   void processCb(GfxFrameData& data);
 
   /**
-   * Counts gaps in a sequence of numbers into sLostCount; a number that goes backwards starts a new
-   * sequence without counting. Not locked.
+   * Counts gaps in a sequence of numbers into sLostCount. After a number that goes backwards, the
+   * next one, whatever it is, starts a new sequence without counting. Not locked.
    *
    * Note: aborts when seq + 1 or the sum overflows. The library itself does not call it.
    */
   void dataLossCounter(unsigned long seq);
 
-  static unsigned long sExpectedSeq;  ///< the next number of the sequence; 0 before the first
+  static unsigned long sExpectedSeq;  ///< the next number of the sequence; 0 when any may come
   static int sLostCount;              ///< numbers found missing
 
  protected:

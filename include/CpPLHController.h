@@ -18,7 +18,8 @@ class LM_API CpPLHController {
 
   /**
    * Copies its arguments, then calls initHook if there is one, and otherwise init(initial). Blocks
-   * as long as the nodes' drivers do. Passes on what the hook throws.
+   * as long as the nodes' drivers do. Passes on what the hook throws, and std::bad_alloc of
+   * the copies.
    *
    * @param initial  settings to write once
    * @param first    the preset of command type 0, with its default value
@@ -32,7 +33,8 @@ class LM_API CpPLHController {
   /**
    * Writes each setting to its item's node, in order. An unknown item ends it and disables the
    * controller for good, as does an empty list. Without a framework store each setting is only
-   * logged. Called by the constructor; not to be called concurrently with commandCp.
+   * logged. A lack of memory is logged and ends it, too, but disables nothing. Called by the
+   * constructor; not to be called concurrently with commandCp.
    */
   void init(std::vector<Command>& initial);
 
@@ -44,7 +46,8 @@ class LM_API CpPLHController {
    * @param value for a preset, empty means its default; for type 2, written as it is
    * @param item  used by type 2 only
    * @return 1 when a write was attempted, even if it failed (logged when the node cannot be opened);
-   *         0 when the controller is disabled, the type or item is unknown or there is no store
+   *         0 when the controller is disabled, the type or item is unknown, there is no store or,
+   *         with an ERROR log, memory is short
    */
   int commandCp(int type, std::string value, int item);
 

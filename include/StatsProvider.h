@@ -30,7 +30,8 @@ struct sockaddr_nl;
  *
  * All operations may be called on any thread and at once: nothing is shared or kept. Each request
  * opens a netlink socket, blocks for the answer and closes the socket. There is no time-out: a
- * kernel that never answers blocks the caller. Failures are logged; nothing is thrown.
+ * kernel that never answers blocks the caller. Nothing is thrown. Failures are logged, but for
+ * requests that the family cannot answer, and messages that cannot be filled or sent.
  */
 
 /** The kernel's statistics of one process, uninterpreted. */
@@ -65,7 +66,11 @@ class LM_API StatsProvider {
   StatsProvider();
   ~StatsProvider();
 
-  /** Whether the family exists in at least this version. False after any failure. */
+  /**
+   * Whether the family exists in at least this version. False after any failure.
+   *
+   * Note: of the family's version only the low byte counts; 256 is taken for 0.
+   */
   bool isApiSupported(int version);
 
   /** One process; all zero when the family cannot be asked or did not answer. */
@@ -78,7 +83,8 @@ class LM_API StatsProvider {
    * The processes in a range of PIDs; empty when the family cannot be asked, or what arrived before
    * a failure.
    *
-   * Note: only the low 16 bits of each bound reach the kernel, first below second.
+   * Note: only the low 16 bits of each bound reach the kernel: first in the low half of a word,
+   * second in the high half.
    */
   std::vector<PidStatsRecord> getPIDStatsRange(int first, int second);
 
@@ -89,7 +95,8 @@ class LM_API StatsProvider {
    * Swap used, swap total and vmalloc used from /proc/meminfo, each kUnknownFigure when the file
    * does not tell; all other slots are zero. Needs no netlink family.
    *
-   * Note: a file with more free swap than total swap aborts the process.
+   * Note: a file with more free swap than total swap aborts the process. Figures pass through an
+   * int: from 2147483648 kB on they are wrong.
    */
   SysStatsRecord getMemInfo();
 
@@ -102,7 +109,12 @@ class LM_API StatsProvider {
    * @param parserArg   where the answer goes: a PidStatsRecord, a SysStatsRecord, a vector of
    *                    PidStatsRecord, a vector of sysstats_pid
    * @return 0; -1 for bad arguments or no socket; -2 when the family could not be reached, or no
-   *         message made; -3 when the request could not be made or sent; -4 when no answer arrived
+   *         message made; -3 when the request could not be made or sent; -4 when no answer arrived,
+   *         or an error
+   *
+   * Note: 0 also when a record of the answer was too short (logged). It is filled as far as it goes,
+   * or left out of a vector, and what follows it is lost. Nor is it checked that the answer is of
+   * the type that was asked for: the kernel is trusted with parserArg.
    */
   int sendRecvData(int type, int value, const char* processName, void* parserArg);
 
@@ -118,8 +130,10 @@ static_assert(sizeof(StatsProvider) == 4);
 
 /**
  * libnl callback for a message of an answer: puts its attributes where arg points, as
- * sendRecvData's parserArg. Returns NL_OK, or NL_STOP for a null argument and for a payload of the
- * wrong size, of which the beginning was copied.
+ * sendRecvData's parserArg. Returns NL_OK, or NL_STOP for a null argument and for a payload that is
+ * too short. A longer one is cut off.
+ *
+ * Note: an attribute's type alone decides what it is written over: arg must fit.
  */
 LM_API int stats_parser(nl_msg* msg, void* arg);
 

@@ -17,7 +17,7 @@ constexpr char kParser[] = "stats_parser";
 
 enum ReplyAttribute : int { kPidRecord = 1, kListedPidRecord = 3, kSysRecord = 4, kListedPid = 5 };
 
-/** Copies the payload of exactly a record's size; a shorter one as far as it goes. */
+/** Copies a record's size of the payload; false for a shorter one, copied as far as it goes. */
 template <typename Record>
 bool copyRecord(const nlattr* attribute, Record& record) {
   const int copied = nla_memcpy(&record, attribute, sizeof(record));
@@ -39,7 +39,7 @@ bool appendRecord(const nlattr* attribute, void* records) {
   return true;
 }
 
-/** Puts one attribute where it goes; false for one of the wrong size. */
+/** Puts one attribute where it goes; false for one that is too short. */
 bool takeAttribute(const nlattr* attribute, void* arg) {
   switch (attribute->nla_type) {
     case kPidRecord:
