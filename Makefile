@@ -19,13 +19,17 @@ demo: ## show the library at work
 
 test: test-release ## run the tests
 
-bench: ## measure against bare system calls and what else a user would pick
+bench: bench-build ## measure against bare system calls and what else a user would pick
+	@$(BUILD)/bench/lmsupport_bench --benchmark_enable_random_interleaving=true
+
+bench-build:
 	@$(SETUP) build bench
 	@cmake --preset release -DLMSUPPORT_BUILD_BENCH=ON >/dev/null
 	@cmake --build --preset release --target lmsupport_bench
-	@$(BUILD)/bench/lmsupport_bench --benchmark_enable_random_interleaving=true
 
-check: format-check tidy test-release test-asan test-tsan test-libcxx report-check abi-check docs package ## everything CI checks
+check: ## everything CI checks
+check: format-check tidy test-release test-asan test-tsan test-libcxx
+check: bench-build report-check abi-check docs package
 
 format: ## format the sources
 	@$(SETUP) check
@@ -97,5 +101,5 @@ install: ## install a release below DESTDIR
 clean: ## remove what was built
 	@rm -rf build
 
-.PHONY: help demo test bench check format format-check tidy arm64 device device-test device-demo \
-  report-check abi-check abi-update docs package install clean
+.PHONY: help demo test bench bench-build check format format-check tidy arm64 device device-test \
+  device-demo report-check abi-check abi-update docs package install clean

@@ -60,7 +60,7 @@ void latency(benchmark::State& state, void (*raise)()) {
     state.SetIterationTime(latency.count());
     latenciesUs.push_back(latency.count() * 1e6);
   }
-  const Distribution distribution(std::move(latenciesUs));
+  const Distribution distribution(std::move(latenciesUs), kMicroseconds);
   state.counters["p50_us"] = distribution.median();
   state.counters["p99_us"] = distribution.percentile(0.99);
 }
