@@ -207,15 +207,15 @@ void parseHostilePlain(benchmark::State& state) { parse<PlainParser>(state, host
 /** A FIFO: its readers sleep until something was written. */
 class FrameNode {
  public:
-  static constexpr char kPath[] = "/tmp/lmsupport-bench-frames";
+  inline static const std::string kPath = "/tmp/lmsupport-bench-frames" + std::to_string(getpid());
 
   FrameNode() {
-    unlink(kPath);
-    mkfifo(kPath, 0600);
-    mFd.reset(open(kPath, O_RDWR | O_CLOEXEC));
+    unlink(kPath.c_str());
+    mkfifo(kPath.c_str(), 0600);
+    mFd.reset(open(kPath.c_str(), O_RDWR | O_CLOEXEC));
   }
 
-  ~FrameNode() { unlink(kPath); }
+  ~FrameNode() { unlink(kPath.c_str()); }
 
   void report() const {
     static constexpr char kFrame[] =
@@ -263,7 +263,7 @@ class BareReceiver {
 
  private:
   void run() {
-    const android::base::unique_fd fd(open(FrameNode::kPath, O_RDONLY));
+    const android::base::unique_fd fd(open(FrameNode::kPath.c_str(), O_RDONLY));
     while (!mStopped) {
       char text[kPageSize];
       benchmark::DoNotOptimize(read(fd.get(), text, sizeof(text)));

@@ -18,8 +18,8 @@ namespace {
 constexpr char kSeparators[] = " :";
 constexpr char kFieldSeparator[] = " ";
 constexpr char kRecordSeparator[] = ":";
-constexpr int kShortRun = 4;
-constexpr int kSafeDigits = std::numeric_limits<unsigned long>::digits10;
+constexpr int kShortRest = 4;
+constexpr std::size_t kSafeDigits = std::numeric_limits<unsigned long>::digits10;
 constexpr double kTimeUnits = 1000.0;
 constexpr float kShortestInterval = 4.0F;
 
@@ -33,17 +33,18 @@ struct Record {
   unsigned long time;
 };
 
-/** Moves behind a run of the one separator in separators; most runs are short. */
+/** Moves behind a run of the one separator in separators; mostly it is a single one. */
 const char* skip(const char* text, const char* separators) {
-  for (int i = 0; i < kShortRun; ++i, ++text) {
-    if (*text != *separators) {
-      return text;
-    }
+  if (*text != *separators || *++text != *separators) {
+    return text;
   }
   return text + std::strspn(text, separators);
 }
 
-bool isDigit(char character) { return character >= '0' && character <= '9'; }
+/** The value of a digit; more than 9 for any other character. */
+unsigned long digitValue(char character) {
+  return static_cast<unsigned long>(static_cast<unsigned char>(character)) - '0';
+}
 
 bool endsField(char character) {
   return character == *kFieldSeparator || character == *kRecordSeparator || character == '\0';
@@ -65,11 +66,13 @@ unsigned long convert(std::string_view field) {
 [[gnu::always_inline]] inline const char* readField(const char* text, unsigned long& value) {
   const char* const field = skip(text, kFieldSeparator);
   unsigned long number = 0;
-  const char* end = field;
-  for (; isDigit(*end) && end - field < kSafeDigits; ++end) {
-    number = number * 10 + static_cast<unsigned long>(*end - '0');
+  std::size_t digits = 0;
+  for (unsigned long digit = 0; digits < kSafeDigits && (digit = digitValue(field[digits])) < 10;
+       ++digits) {
+    number = number * 10 + digit;
   }
-  const bool decimal = *field != '0' || end - field == 1;
+  const char* end = field + digits;
+  const bool decimal = *field != '0' || digits == 1;
   if (!decimal || !endsField(*end)) {
     end += std::strcspn(end, kSeparators);
     number = convert({field, static_cast<std::size_t>(end - field)});
@@ -80,7 +83,7 @@ unsigned long convert(std::string_view field) {
 
 /** Moves behind what is left of a record; mostly that is little. */
 const char* skipRest(const char* text) {
-  for (int i = 0; i < kShortRun; ++i, ++text) {
+  for (int i = 0; i < kShortRest; ++i, ++text) {
     if (*text == *kRecordSeparator || *text == '\0') {
       return text;
     }
