@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "AsyncEventsMgr.h"
+#include "FailingNew.h"
 #include "LogCapture.h"
 
 namespace {
@@ -59,15 +60,20 @@ TEST(AsyncEvent, StartAndPauseCountEachRegisteredCallbackOnce) {
   EXPECT_EQ(source.mCallbacks.at(first), std::make_tuple(true, static_cast<void*>(&source)));
   EXPECT_EQ(source.registerCallBack(nullptr, &source), -1);
   source.pauseEvent(nullptr);
+  failingnew::gThrowing = 1;
+  EXPECT_EQ(source.registerCallBack(unknown, &source), -1);
   EXPECT_THAT(log.texts(), testing::ElementsAre(
                                "AsyncEventsMgr: registerCallBack() Register Cb failed - Null ptr\n",
-                               "AsyncEventsMgr: pauseEvent() callback is null prt\n"));
+                               "AsyncEventsMgr: pauseEvent() callback is null prt\n",
+                               "AsyncEventsMgr: registerCallBack() Caught Exception: "
+                               "std::bad_alloc in registerCallBack"));
 }
 
 TEST(AsyncEvent, ARefusedIncrementLeavesTheCallbackActiveAndTheThreadAlone) {
   const std::tuple<int, int, int> cases[] = {{INT_MAX, INT_MAX, THREAD_INIT},
                                              {-1, 0, THREAD_INIT},
                                              {-7, -6, THREAD_INIT},
+                                             {0, 1, THREAD_RUNNING},
                                              {INT_MAX - 1, INT_MAX, THREAD_RUNNING}};
   for (const auto& [count, countAfter, state] : cases) {
     Source source;
@@ -100,11 +106,12 @@ TEST(AsyncEvent, APausedThreadReturnsThePausedStateWhateverWakesIt) {
   }
 }
 
-TEST(AsyncEvent, ConstructionNeverShrinksTheProcessMap) {
-  AsyncEvent::mPidMap.rehash(1000);
-  const std::size_t buckets = AsyncEvent::mPidMap.bucket_count();
-  const Source source;
-  EXPECT_EQ(AsyncEvent::mPidMap.bucket_count(), buckets);
+TEST(AsyncEvent, ConstructionMakesRoomInTheProcessMapAndNeverShrinksIt) {
+  for (const std::size_t buckets : {0, 1000}) {
+    AsyncEvent::mPidMap = decltype(AsyncEvent::mPidMap)(buckets);
+    const Source source;
+    EXPECT_GE(AsyncEvent::mPidMap.bucket_count(), std::max<std::size_t>(buckets, 10));
+  }
 }
 
 TEST(AsyncEvent, UpdateSysNodesWritesExactlyTheDecimalTextAndReportsOnlyAFailedOpen) {
@@ -113,7 +120,7 @@ TEST(AsyncEvent, UpdateSysNodesWritesExactlyTheDecimalTextAndReportsOnlyAFailedO
   };
   const auto usual = std::locale::global(std::locale(std::locale::classic(), new Grouped));
   const LogCapture log;
-  const std::string node = testing::TempDir() + "lmsupport-node";
+  const std::string node = testing::TempDir() + "lmsupport-node" + std::to_string(getpid());
   for (const int value : {INT_MIN, -5}) {
     EXPECT_EQ(AsyncEvent::updateSysNodes(node, value), 0);
     std::ifstream file(node);

@@ -136,6 +136,33 @@ TEST_F(Controller, ExceptionsOfTheHookPassAndOthersAreLogged) {
                                  kPrefix + "commandCp() exception std::bad_alloc\n"}));
 }
 
+TEST_F(Controller, WhatTheStoreThrowsIsLogged) {
+  struct Store final : ConfigStore {
+    int lookup(int, char*) override { throw 1; }
+  } store;
+  CpPLHController controller = make({}, initNothing);
+  ConfigStore* const usual = std::exchange(DynamicLoader::getInstance()->mStore, &store);
+  Settings initial = {{kA, "x"}};
+  controller.init(initial);
+  EXPECT_EQ(controller.commandCp(2, "x", kA), 0);
+  DynamicLoader::getInstance()->mStore = usual;
+  EXPECT_EQ(controller.commandCp(2, "x", kA), 1);  // it was not disabled
+  EXPECT_EQ(mLog.texts(), (Lines{kPrefix + "init() unknown exception\n",
+                                 kPrefix + "commandCp() unknown exception\n"}));
+}
+
+TEST_F(Controller, WritesOfNodesByPathTellOnlyOfTheOpening) {
+  std::string value = "value";
+  const std::tuple<std::string, int> cases[] = {
+      {mFolder + "a", 0}, {"/dev/full", 0}, {"/nowhere/node", -1}};
+  for (auto [path, result] : cases) {
+    EXPECT_EQ(CpPLHController::updateSysNodes(path.data(), value), result) << path;
+  }
+  EXPECT_EQ(CpPLHController::updateSysNodes(nullptr, value), -1);
+  EXPECT_EQ(files(), "value   ");
+  EXPECT_EQ(mLog.texts(), cannotOpen("/nowhere/node"));
+}
+
 TEST_F(Controller, APathMayFillTheWholeBuffer) {
   struct Store final : ConfigStore {
     int lookup(int, char* out) override { return mPath.copy(out, kConfigValueSize), 0; }
@@ -149,8 +176,6 @@ TEST_F(Controller, APathMayFillTheWholeBuffer) {
     EXPECT_EQ(std::filesystem::file_size(store.mPath), 1u);
   }
   DynamicLoader::getInstance()->mStore = usual;
-  std::string value = "v";
-  EXPECT_EQ(CpPLHController::updateSysNodes(nullptr, value), -1);
 }
 
 TEST_F(Controller, CommandsOfManyThreadsAreAppliedOneAtATime) {

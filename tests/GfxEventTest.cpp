@@ -1,6 +1,5 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,6 +16,7 @@
 #include "FrameParserReference.h"
 #include "HostCore.h"
 #include "LogCapture.h"
+#include "NoThreads.h"
 #include "config/DynamicLoader.h"
 
 namespace {
@@ -119,6 +119,68 @@ TEST_F(Gfx, TellsActiveClientsOfEachReadAndForgetsFramesAtEachStartAndPause) {
   EXPECT_FALSE(mSecond.waitFor({}, {}));  // paused, it kept the sample before
 }
 
+/** A callback that was paused, another that is active, and two that were never registered. */
+TEST_F(Gfx, TheControlNodeIsWrittenWhateverTheCallbackIs) {
+  mSource.startEvent(kSecond, 1);
+  int value = 100;
+  for (const AsyncEventCallback cb : {kFirst, kSecond, Client::onEvent<3>, AsyncEventCallback()}) {
+    for (int round = 0; round < 2; ++round) {
+      mSource.startEvent(cb, ++value);
+      EXPECT_EQ(written(), std::to_string(value));
+    }
+    for (int round = 0; round < 2; ++round) {
+      std::ofstream(kControl) << "old";
+      mSource.pauseEvent(cb);
+      EXPECT_EQ(written(), "-1");
+    }
+  }
+}
+
+/** The driver hears of a start before there is a thread, and of a pause while the client is active. */
+TEST_F(Gfx, TheControlNodeIsWrittenBeforeTheCallbackChanges) {
+  unlink((kControl + "3").c_str());
+  mkfifo((kControl + "3").c_str(), 0600);  // holds each write until it is read
+  hostcore::setItem(kGfxCtrlNodeItem, kControl + "3");
+  for (const auto& [isStart, stateMeanwhile] :
+       {std::tuple(true, THREAD_INIT), {false, THREAD_RUNNING}}) {
+    auto change = std::async(std::launch::async, [&] {
+      isStart ? mSource.startEvent(kFirst, 5) : mSource.pauseEvent(kFirst);
+    });
+    EXPECT_EQ(change.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    EXPECT_EQ(mSource.getThreadState(), stateMeanwhile);
+    EXPECT_EQ(written(kControl + "3"), isStart ? "5" : "-1");
+  }
+}
+
+TEST_F(Gfx, EachReadTakesAPageButTwoBytesFromTheBeginning) {
+  const std::string file = kData + "-file";
+  const auto size = static_cast<std::size_t>(getpagesize());
+  std::string text(size, ' ');
+  text.replace(0, 16, "0 1 1 1 9000000:");
+  text.replace(size - 16, 16, "0 1 1 2 90000123");  // the last two digits are not read
+  std::ofstream(file) << text;
+  hostcore::setItem(kGfxDataNodeItem, file);
+  Client client;
+  Source source;
+  source.registerCallBack(kFirst, &client);
+  source.startEvent(kFirst, 1);
+  EXPECT_TRUE(client.waitFor({{}, {}, {900001 / 1000.0 - 9000}}));
+}
+
+TEST_F(Gfx, DestructionEndsAndAwaitsTheThread) {
+  auto* const source = new GfxEvent;
+  source->registerCallBack(kFirst, &mFirst);
+  source->startEvent(kFirst, 1);
+  mSource.report(":");
+  EXPECT_TRUE(mFirst.waitFor({}));
+  auto destruction = std::async(std::launch::async, [source] { delete source; });
+  EXPECT_EQ(destruction.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+  while (destruction.wait_for(std::chrono::milliseconds(10)) != std::future_status::ready) {
+    mSource.report(":");
+  }
+  EXPECT_EQ(GfxEvent::getInstance(), GfxEvent::getInstance());
+}
+
 TEST_F(Gfx, EachStartLooksUpTheNodesAndEachThreadReadsOne) {
   mSource.startEvent(kFirst, 1);
   mSource.report("0 1 1 1 9000");
@@ -171,13 +233,10 @@ TEST_F(Gfx, AThreadThatCannotBeCreatedIsTriedAgainByTheNextStart) {
   failingnew::gNothrow = 1;
   mSource.startEvent(kFirst, 1);
   EXPECT_FALSE(mSource.hasThread() || !mLog.texts().empty());
-  pthread_attr_t usual;
-  pthread_getattr_default_np(&usual);
-  pthread_attr_t huge = usual;
-  pthread_attr_setstacksize(&huge, std::size_t{1} << 60);  // no address space holds it
-  EXPECT_EQ(pthread_setattr_default_np(&huge), 0);
-  mSource.startEvent(kSecond, 1);
-  pthread_setattr_default_np(&usual);
+  {
+    const NoThreads noThreads;
+    mSource.startEvent(kSecond, 1);
+  }
   EXPECT_FALSE(mSource.hasThread());
   const std::string failure = "AsyncEventsMgr_GFX: startThread() Thread Creation Failed";
   EXPECT_EQ(mLog.texts(), std::vector{failure});

@@ -3,6 +3,7 @@
 #include <climits>
 #include <random>
 
+#include "FailingNew.h"
 #include "FrameParserReference.h"
 #include "HostCore.h"
 #include "config/DynamicLoader.h"
@@ -38,6 +39,24 @@ TEST(GfxFrameParser, PairsStagesByFrameAndCountsStarts) {
       EXPECT_TRUE(source.mFrameStages.contains(key)) << text;
     }
   }
+}
+
+TEST(GfxFrameParser, AShortageOfMemoryLosesOnlyTheRestOfTheText) {
+  std::string text = "0 1 1 1 9000:0 1 1 2 11000:0 2 2 1 20000:";
+  std::size_t told = 0;
+  for (int allocation = 1; allocation < 20; ++allocation) {
+    OpenGfxEvent source;
+    GfxFrameData data;
+    failingnew::gThrowing = allocation;
+    try {
+      source.stringParser(text.data(), data);
+    } catch (const std::bad_alloc&) {
+      told += data.firstToSecondStage.size();
+    }
+    failingnew::gThrowing = 0;
+    source.stringParser(text.data(), data);  // would hang if the frames were still locked
+  }
+  EXPECT_GT(told, 0u);
 }
 
 /** A text that is mostly right, of few frames so that their stages meet. */

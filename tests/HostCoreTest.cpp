@@ -22,6 +22,16 @@ TEST(HostCore, LookUpsFollowEveryChange) {
   EXPECT_EQ(configuredNodePath(7), "");
 }
 
+/** A device's core library was compiled without this project's headers: only places matter. */
+TEST(HostCore, LookUpIsTheStoresThirdVirtualFunction) {
+  using LookUp = int (*)(ConfigStore*, int, char*);
+  hostcore::setItem(7, "/node");
+  ConfigStore* const store = DynamicLoader::getInstance()->mStore;
+  char path[kConfigValueSize] = {};
+  EXPECT_EQ((*reinterpret_cast<LookUp**>(store))[2](store, 7, path), 0);
+  EXPECT_STREQ(path, "/node");
+}
+
 TEST(HostCore, APathMayBeReplacedWhileItIsLookedUp) {
   const std::string longest(149, 'x');
   std::atomic<bool> done = false;

@@ -54,6 +54,7 @@ class Stats : public testing::Test {
   /** The last request's flags, and what follows its netlink header. */
   void expectRequest(int flags, const Bytes& rest) const {
     const auto& header = *reinterpret_cast<const nlmsghdr*>(mKernel.request.data());
+    EXPECT_EQ(header.nlmsg_type, FakeKernel::kFamilyId);
     EXPECT_EQ(header.nlmsg_flags & ~NLM_F_ACK, flags);
     EXPECT_EQ(mKernel.request.substr(NLMSG_HDRLEN), rest);
   }
@@ -105,7 +106,10 @@ TEST_F(Stats, RequestsAreTheseBytesAndAnswersArriveWhole) {
 TEST_F(Stats, OddAnswersAreLogged) {
   mKernel.answer = {mKernel.message({{1, Bytes(100, 'p')}})};
   EXPECT_EQ(mStats.getPIDStats(1).slots[12], 0x70707070u);
-  mKernel.answer = {mKernel.message({{2, ""}, {4, Bytes(288, 's')}, {6, "abcd"}})};
+  mKernel.answer = {mKernel.message({{1, Bytes(152, 'l') + "cut off"}})};
+  EXPECT_THAT(mStats.getPIDStats(1).slots, Each(0x6c6c6c6c6c6c6c6c));
+  mKernel.answer = {
+      mKernel.message({{2, ""}, {4, Bytes(288, 's')}, {NLA_F_NESTED | 4, Bytes(288, 'x')}})};
   EXPECT_THAT(mStats.getSysStats().slots, Each(0x7373737373737373));
   mKernel.answer = {mKernel.message({mListed, {3, "short"}, mListed}, NLM_F_MULTI), mKernel.done()};
   EXPECT_EQ(mStats.getPIDStatsRange(0, 1).size(), 1u);
@@ -118,7 +122,7 @@ TEST_F(Stats, OddAnswersAreLogged) {
   EXPECT_THAT(mLog.texts(),
               ElementsAre(parser + "nla_memcpy() copied only 100 out of 152 bytes",
                           parser + "unknown attr type: nla_type = 2",
-                          parser + "unknown attr type: nla_type = 6",
+                          parser + "unknown attr type: nla_type = 32772",
                           parser + "nla_memcpy() copied only 5 out of 152 bytes",
                           "StatsProvider: stats_nl_error_callback() NL SOC receive error: "
                           "Operation not permitted",

@@ -1,6 +1,5 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <pthread.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -9,10 +8,12 @@
 
 #include <filesystem>
 #include <fstream>
+#include <future>
 
 #include "AsyncEventsMgr.h"
 #include "HostThermal.h"
 #include "LogCapture.h"
+#include "NoThreads.h"
 #include "PrivateMounts.h"
 #include "ThermalListenerV2.h"
 
@@ -91,13 +92,19 @@ TEST_F(Thermal, FetchesWhileStartedAndForgetsTheDataAtEachStart) {
   Source source;
   source.registerCallBack(first, nullptr);
   source.registerCallBack(second, nullptr);
-  pthread_attr_t usual;
-  pthread_getattr_default_np(&usual);
-  pthread_attr_t huge = usual;
-  pthread_attr_setstacksize(&huge, std::size_t{1} << 60);  // no address space holds it
-  EXPECT_EQ(pthread_setattr_default_np(&huge), 0);
-  source.startEvent(first);
-  pthread_setattr_default_np(&usual);
+  addZone("thermal_zone1", "gpu");
+  std::ofstream(kFolder + "thermal_zone1/temp") << 5;
+  auto fetch =
+      std::async(std::launch::async, [] { ThermalListenerV2::getInstance()->getThermalData(); });
+  unique_fd(awaitFetch()).reset();
+  fetch.get();
+  EXPECT_FALSE(lastReading().empty());
+  std::filesystem::remove_all(kFolder + "thermal_zone1");
+  {
+    const NoThreads noThreads;
+    source.startEvent(first);
+  }
+  EXPECT_TRUE(lastReading().empty());
   EXPECT_EQ(source.mThread, nullptr);
   source.pauseEvent(first);
 

@@ -1,9 +1,10 @@
 #include <gmock/gmock.h>
-#include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <future>
 #include <stdexcept>
@@ -12,6 +13,7 @@
 #include "FailingNew.h"
 #include "HostCore.h"
 #include "LogCapture.h"
+#include "NoThreads.h"
 #include "TestSource.h"
 #include "config/DynamicLoader.h"
 
@@ -21,6 +23,14 @@ constexpr auto kLimit = std::chrono::seconds(10);
 constexpr auto kOther = EventRecorder::onEvent;
 
 std::atomic<pid_t> gPollingThread;
+
+#ifdef SYS_poll
+constexpr long kPollCall = SYS_poll;
+#else
+constexpr long kPollCall = SYS_ppoll;
+#endif
+
+std::atomic<int> gSignals;
 
 /** A second callback beside kOther. */
 void checkArguments(int event, void* payload, int zero, void* recorder) {
@@ -50,14 +60,19 @@ class Vsync : public testing::Test {
     }
   }
 
+  /** Waits until the polling thread waits in that system call. */
+  static void waitUntilIn(long call) {
+    const auto path = "/proc/self/task/" + std::to_string(gPollingThread) + "/syscall";
+    const auto end = Clock::now() + kLimit;
+    for (long number = -1; number != call; std::ifstream(path) >> number) {
+      ASSERT_LT(Clock::now(), end) << "it does not go to sleep";
+    }
+  }
+
   /** Waits until the polling thread waits on a condition or lock. */
   void waitUntilAsleep() const {
     mNode.notify();  // ends the poll that was under way
-    const auto path = "/proc/self/task/" + std::to_string(gPollingThread) + "/syscall";
-    const auto end = Clock::now() + kLimit;
-    for (long number = 0; number != SYS_futex; std::ifstream(path) >> number) {
-      ASSERT_LT(Clock::now(), end) << "it does not go to sleep";
-    }
+    waitUntilIn(SYS_futex);
   }
 
   const HostNameNode mNode;
@@ -76,6 +91,43 @@ TEST_F(Vsync, LosesNoAwaitedEventAndCallsOnlyTheStartedOne) {
     ASSERT_TRUE(mFirst.waitFor(before + 1, kLimit)) << i;
   }
   EXPECT_EQ(mSecond.count(), 0u);
+}
+
+/** Where this process would read next from the file at path. */
+std::string positionIn(const std::string& path) {
+  std::string position;
+  for (const auto& fd : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code closedMeanwhile;
+    if (std::filesystem::read_symlink(fd, closedMeanwhile) == path) {
+      std::ifstream("/proc/self/fdinfo" / fd.path().filename()) >> position >> position;
+    }
+  }
+  return position;
+}
+
+/** An attribute of sysfs notifies when it is opened and read for the first time, then no more. */
+TEST_F(Vsync, ReadsAndRewindsTheNodeAndDeliversNothingWithoutANotification) {
+  const std::string node = "/sys/devices/system/cpu/online";
+  hostcore::setItem(kVsyncNodeItem, node);
+  VsyncEvent source;
+  hostcore::setItem(kVsyncNodeItem, HostNameNode::kPath);
+  registerAt(source);
+  source.startEvent(checkArguments);
+  EXPECT_TRUE(mFirst.waitFor(1, kLimit));
+  std::signal(SIGUSR1, [](int) { ++gSignals; });
+  int signals = 0;
+  for (const int state : {THREAD_RUNNING, THREAD_EXIT}) {
+    waitUntilIn(kPollCall);
+    EXPECT_EQ(positionIn(node), "0");
+    EXPECT_EQ(mFirst.count(), 1u);
+    source.setThreadState(state);
+    syscall(SYS_tgkill, getpid(), gPollingThread.load(), SIGUSR1);  // the poll fails
+    const auto end = Clock::now() + kLimit;
+    for (++signals; gSignals < signals && Clock::now() < end;) {
+      std::this_thread::yield();
+    }
+  }
+  VsyncEvent::pollingThreadFunc(nullptr);
 }
 
 TEST_F(Vsync, PausedCallbacksRestAndTheSourceSleepsOnceAllAre) {
@@ -188,13 +240,10 @@ TEST_F(Vsync, AThreadThatCannotBeCreatedIsTriedAgainByTheNextStart) {
   EXPECT_TRUE(mLog.texts().empty());
   mSource.pauseEvent(checkArguments);
 
-  pthread_attr_t usual;
-  pthread_getattr_default_np(&usual);
-  pthread_attr_t huge = usual;
-  pthread_attr_setstacksize(&huge, std::size_t{1} << 60);  // no address space holds it
-  EXPECT_EQ(pthread_setattr_default_np(&huge), 0);
-  mSource.startEvent(checkArguments);
-  pthread_setattr_default_np(&usual);
+  {
+    const NoThreads noThreads;
+    mSource.startEvent(checkArguments);
+  }
   EXPECT_FALSE(mSource.hasThread());
   EXPECT_THAT(mLog.texts(),
               testing::ElementsAre("AsyncEventsMgr: startThread() Thread Creation Failed"));
