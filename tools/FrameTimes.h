@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "EventRecorder.h"
+#include "Clock.h"
 
 struct GfxFrameData;
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "Clock.h"
 #include "Console.h"
-#include "EventRecorder.h"
 #include "LiveBlock.h"
 
 /**

@@ -101,7 +101,7 @@ std::string makeFolder(const std::string& wanted) {
 void writeTrace(const DemoScene& scene, TraceWriter& trace) {
   if (scene.watched.vsync) {
     trace.addInstants("vsync raised", scene.notified);
-    trace.addInstants("vsync received", scene.watched.vsync->arrivals);
+    trace.addInstants("vsync received", scene.watched.vsync->times.arrivals);
   }
   if (scene.watched.frames) {
     const FrameTimes& times = scene.watched.frames->times;

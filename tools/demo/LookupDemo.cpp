@@ -6,7 +6,7 @@
 #include <ostream>
 
 #include "AsyncEventsMgr.h"
-#include "EventRecorder.h"
+#include "Clock.h"
 #include "LookupCommand.h"
 #include "demo/PrivateProcess.h"
 #include "demo/Steps.h"

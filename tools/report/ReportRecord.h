@@ -6,6 +6,7 @@
 
 #include "FrameTimes.h"
 #include "Rows.h"
+#include "VsyncTimes.h"
 
 /** The time in which something was watched, and where. */
 struct WatchedNode {
@@ -17,7 +18,7 @@ struct WatchedNode {
 /** What a report is made from; what was not watched is not there. */
 struct Watched {
   struct Vsyncs : WatchedNode {
-    std::vector<Clock::time_point> arrivals;
+    VsyncTimes times;
   };
   struct Frames : WatchedNode {
     FrameTimes times;
