@@ -118,7 +118,8 @@ int runDemo(const DemoOptions& options, Console& console) {
   const std::string folder = makeFolder(options.output);
   TraceWriter trace(folder + "/demo-trace.json", Clock::now());
   ReplacedFile page(folder + "/demo-report.html");
-  DemoScene scene{options, console};
+  const StopSignals signals;
+  DemoScene scene{options, console, signals};
   console.out << "The services of liblmsupport, on "
               << (options.device.empty() ? "sample data and private kernel nodes"
                                          : "the nodes of " + options.device)
@@ -126,6 +127,9 @@ int runDemo(const DemoOptions& options, Console& console) {
   std::vector<StepResult> results;
   for (const Step& step : kSteps) {
     results.push_back(run(step, scene));
+    if (scene.isStopped || signals.wait(Clock::duration::zero())) {
+      break;
+    }
   }
 
   console.out << "\n" << styled(headline("Summary"), kBold, console) << "\n";
@@ -135,6 +139,9 @@ int runDemo(const DemoOptions& options, Console& console) {
     service = kSteps[i].service;
     printResult(isNew ? service : "", kSteps[i].part + results[i].done, results[i].outcome,
                 console);
+  }
+  if (const std::size_t left = std::size(kSteps) - results.size(); left > 0) {
+    console.out << "stopped; " << left << " steps left out\n";
   }
   writeTrace(scene, trace);
   addFigures(scene.watched);

@@ -42,7 +42,6 @@ StepResult demonstrateVsync(DemoScene& scene) {
   const std::unique_ptr<Display> display = makeDisplay(scene.options.device);
   ConfigOverrides overrides;
   overrides.set(kVsyncNodeItem, display->node());
-  const StopSignals signals;
   EventRecorder recorder;
   VsyncEvent& source = *VsyncEvent::getInstance();
   source.registerCallBack(EventRecorder::onEvent, &recorder);
@@ -57,8 +56,9 @@ StepResult demonstrateVsync(DemoScene& scene) {
       << seconds << " s\n";
   const Clock::time_point begin = Clock::now();
   display->start(source);
-  showProgress(scene.console, signals, begin + fromSeconds(seconds),
-               progressOnTerminal(scene.console, [&] { return recorder.progressLine(); }));
+  scene.isStopped =
+      showProgress(scene.console, scene.signals, begin + fromSeconds(seconds),
+                   progressOnTerminal(scene.console, [&] { return recorder.progressLine(); }));
   display->stop();
   recorder.waitFor(display->count(), std::chrono::seconds(1));
   source.pauseEvent(EventRecorder::onEvent);
