@@ -35,28 +35,16 @@ constexpr Step kSteps[] = {
     {"node commands", "", "Node commands: presets and other items", demonstrateController},
 };
 
-constexpr char kBold[] = "1";
-constexpr char kGreen[] = "32";
-constexpr char kYellow[] = "33";
-constexpr char kRed[] = "31";
-
-/** text, in a style of the terminal where there is one that may be used. */
-std::string styled(const std::string& text, const char* style, const Console& console) {
-  const char* const noColour = std::getenv("NO_COLOR");
-  const bool plain = !console.live || (noColour != nullptr && *noColour != '\0');
-  return plain ? text : "\033[" + std::string(style) + "m" + text + "\033[0m";
-}
-
-std::string headline(std::string title) {
+void printHeadline(std::string title, Console& console) {
   constexpr std::size_t kWidth = 80;
   title += ' ';
   title.resize(std::max(title.size(), kWidth), '-');
-  return title;
+  console.out << "\n" << console.style.bold(title) << "\n";
 }
 
 /** Runs a step; a failure's reason goes to err. */
 StepResult run(const Step& step, DemoScene& scene) {
-  scene.console.out << "\n" << styled(headline(step.title), kBold, scene.console) << "\n";
+  printHeadline(step.title, scene.console);
   try {
     return step.demonstrate(scene);
   } catch (const std::exception& e) {
@@ -71,13 +59,13 @@ void printResult(const std::string& service, const std::string& done, Outcome ou
   console.out << std::left << std::setw(17) << service << std::setw(56) << done;
   switch (outcome) {
     case Outcome::kOk:
-      console.out << styled("ok", kGreen, console) << "\n";
+      console.out << console.style.good("ok") << "\n";
       break;
     case Outcome::kMissing:
-      console.out << styled("missing", kYellow, console) << "\n";
+      console.out << console.style.warning("missing") << "\n";
       break;
     case Outcome::kFailed:
-      console.out << styled("failed", kRed, console) << "\n";
+      console.out << console.style.error("failed") << "\n";
       break;
   }
 }
@@ -132,7 +120,7 @@ int runDemo(const DemoOptions& options, Console& console) {
     }
   }
 
-  console.out << "\n" << styled(headline("Summary"), kBold, console) << "\n";
+  printHeadline("Summary", console);
   const char* service = "";
   for (std::size_t i = 0; i < results.size(); ++i) {
     const bool isNew = service != std::string_view(kSteps[i].service);
