@@ -7,7 +7,7 @@
 
 #include "AsyncEventsMgr.h"
 #include "Clock.h"
-#include "LookupCommand.h"
+#include "config/ForegroundTasks.h"
 #include "demo/PrivateProcess.h"
 #include "demo/Steps.h"
 
