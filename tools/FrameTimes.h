@@ -51,6 +51,8 @@ struct Lateness {
   /** Counts the late ones; the period is the median of intervals. */
   explicit Lateness(const std::vector<double>& intervalsMs);
 
+  double fromMs() const { return kPeriods * periodMs; }
+
   double periodMs = 0;
   std::size_t frames = 0;
   std::size_t missedRefreshes = 0;  ///< without a frame's start; also while nothing was to be drawn
