@@ -125,7 +125,7 @@ int makeReport(const ReportOptions& options, Console& console) {
     page.emplace(options.output);
   }
   addFigures(watched);
-  addFavourites(watched);
+  addConfiguredFavourites(watched);
   for (const auto& [part, reason] : watched.leftOut) {
     console.beginError() << "left out " << part << ": " << reason << "\n";
   }

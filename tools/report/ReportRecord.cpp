@@ -74,7 +74,7 @@ void addFigures(Watched& watched) {
   }
 }
 
-void addFavourites(Watched& watched) {
+void addConfiguredFavourites(Watched& watched) {
   if (FetchPreferredApps().getWeekTimePreferredApps().empty()) {
     watched.leftOut.emplace_back("favourites", "the framework has no text of them");
   } else {

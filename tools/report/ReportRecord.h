@@ -36,7 +36,7 @@ struct Watched {
 void addFigures(Watched& watched);
 
 /** Adds what the configured text of favourites says. */
-void addFavourites(Watched& watched);
+void addConfiguredFavourites(Watched& watched);
 
 /** The record of a report. A part that is not there is null; durations name their unit. */
 Rows makeRecord(const Watched& watched);
