@@ -2,12 +2,12 @@
 
 #include <sys/prctl.h>
 
-#include <chrono>
 #include <stdexcept>
 #include <thread>
 
+#include "Clock.h"
 #include "Ratios.h"
-#include "TrackerBase.h"
+#include "host/hidl/TrackerBase.h"
 
 using android::hardware::hidl_string;
 using android::hardware::hidl_vec;
@@ -15,7 +15,6 @@ using android::hardware::hidl_vec;
 namespace {
 
 using Tracker = DependentServices::IServicetrackerV1_1;
-using Clock = std::chrono::steady_clock;
 
 constexpr auto kServiceTime = std::chrono::microseconds(50);
 

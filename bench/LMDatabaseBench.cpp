@@ -2,21 +2,20 @@
 #include <SQLiteCpp/VariadicBind.h>
 #include <malloc.h>
 #include <sqlite3.h>
-#include <stdlib.h>
 
-#include <chrono>
 #include <cstring>
 #include <deque>
-#include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "Clock.h"
 #include "FetchPreferredApps.h"
 #include "HostCore.h"
 #include "LMDatabase.h"
 #include "Ratios.h"
+#include "TemporaryFolder.h"
 #include "config/DynamicLoader.h"
 
 namespace {
@@ -25,7 +24,7 @@ using Launched = _preKill_User_Launched_Data;
 using TimeSlot = _preKill_Favorite_Time_Slot_Data;
 
 constexpr std::size_t kRowCount = 10000;
-constexpr char kFileName[] = "rows.db";
+constexpr char kFileName[] = "/rows.db";
 constexpr char kSetUp[] =
     "PRAGMA journal_mode=WAL; CREATE TABLE IF NOT EXISTS rows"
     "(intcol1 INTEGER, appName TEXT NOT null, rsvdName TEXT, blob BLOB)";
@@ -39,20 +38,6 @@ void require(bool held, const char* what) {
     throw std::runtime_error(what);
   }
 }
-
-/** A new folder for a store's files. */
-class ScratchFolder {
- public:
-  ScratchFolder() { require(mkdtemp(mPath.data()) != nullptr, "mkdtemp"); }
-  ~ScratchFolder() { std::filesystem::remove_all(mPath); }
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-
-  std::string path() const { return mPath + "/"; }
-
- private:
-  std::string mPath = std::filesystem::temp_directory_path() / "lmsupport_bench.XXXXXX";
-};
 
 /** A row as the other stores hold it. */
 template <typename T>
@@ -108,7 +93,7 @@ class OurStore {
   LMDatabase<T>* database() { return &mDatabase; }
 
  private:
-  const ScratchFolder mFolder;
+  const TemporaryFolder mFolder;
   LMDatabase<T> mDatabase{"rows", mFolder.path(), kFileName};
 };
 
@@ -173,7 +158,7 @@ class BareStore {
     return found == nullptr ? "" : found;
   }
 
-  const ScratchFolder mFolder;
+  const TemporaryFolder mFolder;
   sqlite3* mDb = nullptr;
   std::vector<PlainRow<T>> mRows;
 };
@@ -210,7 +195,7 @@ class CppStore {
   }
 
  private:
-  const ScratchFolder mFolder;
+  const TemporaryFolder mFolder;
   SQLite::Database mDb{mFolder.path() + kFileName, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE};
   std::vector<PlainRow<T>> mRows;
 };
@@ -227,9 +212,8 @@ struct FilledStore : Store<T> {
 /** Times work, but not the release of what it returns. */
 template <typename Work>
 auto timeOnce(benchmark::State& state, Work work) {
-  using Clock = std::chrono::steady_clock;
   struct Timer {
-    ~Timer() { to.SetIterationTime(std::chrono::duration<double>(Clock::now() - begin).count()); }
+    ~Timer() { to.SetIterationTime(toSeconds(Clock::now() - begin)); }
     benchmark::State& to;
     const Clock::time_point begin = Clock::now();
   } const timer{state};

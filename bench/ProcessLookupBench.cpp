@@ -20,13 +20,14 @@
 
 #include "AsyncEventsMgr.h"
 #include "Ratios.h"
+#include "config/ForegroundTasks.h"
+#include "demo/PrivateProcess.h"
 
 using android::base::unique_fd;
 
 namespace {
 
 constexpr char kName[] = "com.example.foreground";
-constexpr char kTasks[] = "/dev/cpuset/top-app/tasks";
 constexpr std::size_t kStackSize = 4096;
 
 void require(bool held, const char* what) {
@@ -41,7 +42,7 @@ class Foreground {
  public:
   explicit Foreground(std::size_t count) : mStacks((count - 1) * kStackSize) {
     require(mount("none", "/dev", "tmpfs", 0, nullptr) == 0, "mount");
-    std::filesystem::create_directories(std::filesystem::path(kTasks).parent_path());
+    std::filesystem::create_directories(std::filesystem::path(kForegroundTasks).parent_path());
     for (std::size_t i = 1; i < count; ++i) {
       mTasks.push_back(
           clone(sleepForever, &mStacks[i * kStackSize - 1] + 1, CLONE_VM | SIGCHLD, nullptr));
@@ -53,7 +54,7 @@ class Foreground {
       execl("/bin/sleep", kName, "infinity", nullptr);
       _exit(1);
     }
-    for (std::ofstream list(kTasks); const pid_t task : mTasks) {
+    for (std::ofstream list(kForegroundTasks); const pid_t task : mTasks) {
       list << task << '\n';
     }
     for (std::string name = kName; AsyncEvent::getPidExpensive(name) != last();) {
@@ -120,7 +121,7 @@ void bareReads(benchmark::State& state) {
     }
   };
   measure(state, foreground, [&] {
-    readWhole(kTasks);
+    readWhole(kForegroundTasks);
     for (const std::string& path : commandLines) {
       require(readOnce(unique_fd(open(path.c_str(), O_RDONLY | O_CLOEXEC))) > 0, "cmdline");
     }
@@ -185,17 +186,7 @@ BENCHMARK(pidof)->Apply(repeat);
 
 }  // namespace
 
-void setUpLookup() {
-  const auto user = std::to_string(geteuid());
-  const auto group = std::to_string(getegid());
-  if (unshare(CLONE_NEWNS) != 0) {
-    require(unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0, "no private mounts");
-    std::ofstream("/proc/self/setgroups") << "deny";
-    std::ofstream("/proc/self/uid_map") << "0 " + user + " 1";
-    std::ofstream("/proc/self/gid_map") << "0 " + group + " 1";
-  }
-  require(mount("", "/", "", MS_REC | MS_PRIVATE, nullptr) == 0, "no private mounts");
-}
+void setUpLookup() { require(unshareMounts(), "no private mounts"); }
 
 std::vector<Ratio> lookupRatios() {
   std::vector<Ratio> ratios;

@@ -9,7 +9,7 @@ install(DIRECTORY include/ host/core/ host/thermal/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lmsupport
   COMPONENT dev
   FILES_MATCHING PATTERN *.h)
-install(FILES host/hidl/HostServices.h
+install(FILES host/hidl/HostServices.h host/hidl/TrackerBase.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lmsupport
   COMPONENT dev)
 install(DIRECTORY host/hidl/include/ ${PROJECT_BINARY_DIR}/host/hidl/

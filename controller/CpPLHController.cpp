@@ -1,14 +1,13 @@
 #include "CpPLHController.h"
 
 #include "LMLog.h"
+#include "config/CommandType.h"
 #include "config/NodeFile.h"
 #include "config/NodePath.h"
 
 using lmsupport::kCpPlhController;
 
 namespace {
-
-enum CommandType : int { kFirstPreset, kSecondPreset, kAnyItem };
 
 /** What a look-up fills, with a byte more: terminated whatever the store writes. */
 using PathBuffer = char[kConfigValueSize + 1];

@@ -13,13 +13,13 @@
 
 #include "AsyncEventsMgr.h"
 #include "LMLog.h"
+#include "config/ForegroundTasks.h"
 
 using android::base::unique_fd;
 using lmsupport::kAsyncEventsMgr;
 
 namespace {
 
-constexpr char kForegroundTasks[] = "/dev/cpuset/top-app/tasks";
 constexpr char kThreadGroupKey[] = "Tgid";
 constexpr int kAttempts = 5;
 constexpr useconds_t kAttemptDelayUs = 200000;

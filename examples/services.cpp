@@ -2,10 +2,9 @@
 
 #include <DependentServices.h>
 #include <HostServices.h>
+#include <TrackerBase.h>
 
 #include <cstdio>
-
-#include "tools/TrackerBase.h"
 
 using Tracker = DependentServices::IServicetrackerV1_1;
 

@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "Distribution.h"
+#include "FakeKernel.h"
 #include "HostCore.h"
 #include "HostNameNode.h"
 #include "Lmctl.h"
@@ -143,8 +144,8 @@ TEST(Lmctl, ReportPrintsTheRecordOfItsPage) {
 }
 
 TEST(Lmctl, StoresAreFilledShownAndEmptied) {
-  std::string folder = testing::TempDir() + "lmctl-XXXXXX";
-  ASSERT_NE(mkdtemp(folder.data()), nullptr);
+  const TemporaryFolder temporary;
+  const std::string& folder = temporary.path();
   std::ofstream(folder + "/text") << "b/=a/\n";
   const std::string file = folder + "/launch_history.db ";
   const std::string table = file + "launch_history ";
@@ -172,7 +173,6 @@ TEST(Lmctl, StoresAreFilledShownAndEmptied) {
        }) {
     EXPECT_THAT(run(words), Pair(status, HasSubstr(out))) << words;
   }
-  std::filesystem::remove_all(folder);
 }
 
 /** The first group of each match in text. */
@@ -226,6 +226,53 @@ TEST(Lmctl, DoctorTellsWhatIsThereFromWhatIsMissing) {
   const std::string text = run("doctor 2>&1").second;  // with no line of the log
   EXPECT_EQ(findAll(text, "^((?:ok     |missing)  [a-z].*)\n").size(),
             std::count(text.begin(), text.end(), '\n'));
+}
+
+/** The names of an object's members; of an array, those of its first element. */
+std::string memberNames(const std::string& json) {
+  auto value = nlohmann::ordered_json::parse(json);
+  while (value.is_array()) {
+    value = nlohmann::ordered_json(value.at(0));
+  }
+  std::string names;
+  for (const auto& [name, member] : value.items()) {
+    names += (names.empty() ? "" : " ") + name;
+  }
+  return names;
+}
+
+TEST(Lmctl, MembersOfJsonKeepTheirNames) {
+  const TemporaryFolder folder;
+  const std::string fifo = folder.path() + "/fifo";
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const std::string frames =
+      "source seconds reads frames finished rate_hz period_ms late_from_ms late missed_refreshes "
+      "interval_ms stage_1_to_2_ms stage_2_to_3_ms";
+  for (const auto& [words, names] : std::map<std::string, std::string>{
+           {"mem", "swap_used_kb swap_total_kb vmalloc_used_kb"},
+           {"db delete " + folder.path() + "/db t", "deleted"},
+           {"watch thermal --seconds 0.1", "source seconds zones"},
+           {"watch gfx --seconds 0.1 --node " + fifo, frames},
+           {std::string("watch vsync --seconds 0.1 --node ") + HostNameNode::kPath,
+            "source seconds events rate_hz interval_us jitter_us"}}) {
+    run("db put " + folder.path() + "/db t 1 --app a");
+    EXPECT_EQ(memberNames(run(words + " --json").second), names) << words;
+  }
+  FakeKernel kernel;
+  using Case = std::tuple<std::vector<const char*>, Attributes::value_type, const char*>;
+  for (auto [words, answer, names] :
+       {Case{{"pid", "1"}, {1, Bytes(152, 'p')}, "slot hex decimal"},
+        Case{{"sys"}, {4, Bytes(288, 's')}, "slot hex decimal"},
+        Case{{"range", "1", "2"}, {3, Bytes(152, 'r')}, "slot hex decimal"},
+        Case{{"name", "init"}, {5, Bytes(8, 'n')}, "hex decimal"}}) {
+    kernel.answer = {kernel.message({answer}, NLM_F_MULTI), kernel.done()};
+    words.insert(words.begin(), {"lmctl", "stats"});
+    words.push_back("--json");
+    std::ostringstream out;
+    Console console{out, out, false};
+    ASSERT_EQ(lmctl(static_cast<int>(words.size()), words.data(), console), kSuccess) << out.str();
+    EXPECT_EQ(memberNames(out.str()), names);
+  }
 }
 
 TEST(Lmctl, VersionNamesTheLibrariesThatAreLoaded) {

@@ -9,7 +9,7 @@ struct Style {
   bool color = false;
 
   std::string bold(const std::string& text) const { return apply("1", text); }
-  std::string dim(const std::string& text) const { return apply("2", text); }
+  std::string good(const std::string& text) const { return apply("32", text); }
   std::string warning(const std::string& text) const { return apply("33", text); }
   std::string error(const std::string& text) const { return apply("31", text); }
 

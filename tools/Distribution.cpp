@@ -12,10 +12,6 @@ namespace {
 constexpr int kBins = 7;
 constexpr std::size_t kBarWidth = 40;
 
-double toUs(Clock::duration duration) {
-  return std::chrono::duration<double, std::micro>(duration).count();
-}
-
 }  // namespace
 
 Distribution::Distribution(std::vector<double> values, Unit unit)
@@ -65,26 +61,6 @@ void Distribution::printHistogram(std::ostream& out) const {
 
 nlohmann::ordered_json Distribution::toJson() const {
   return {{"median", median()}, {"p99", percentile(0.99)}, {"max", largest()}};
-}
-
-Distribution intervals(const std::vector<Clock::time_point>& arrivals) {
-  return {intervalsUs(arrivals), kMicroseconds};
-}
-
-std::vector<double> intervalsUs(const std::vector<Clock::time_point>& arrivals) {
-  std::vector<double> valuesUs;
-  for (std::size_t i = 1; i < arrivals.size(); ++i) {
-    valuesUs.push_back(toUs(arrivals[i] - arrivals[i - 1]));
-  }
-  return valuesUs;
-}
-
-Distribution jitter(const std::vector<Clock::time_point>& arrivals, Clock::duration period) {
-  std::vector<double> valuesUs = intervalsUs(arrivals);
-  for (double& value : valuesUs) {
-    value -= toUs(period);
-  }
-  return {std::move(valuesUs), kMicroseconds};
 }
 
 Distribution latencies(const std::vector<Clock::time_point>& notified,

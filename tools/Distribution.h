@@ -1,13 +1,12 @@
 #pragma once
 
-#include <chrono>
 #include <iosfwd>
 #include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
-#include "EventRecorder.h"
+#include "Clock.h"
 
 /** How values are printed. One step of the last digit is the narrowest bar of a histogram. */
 struct Unit {
@@ -45,15 +44,6 @@ class Distribution {
   std::vector<double> mSorted;
   Unit mUnit;
 };
-
-/** The times between successive events. */
-Distribution intervals(const std::vector<Clock::time_point>& arrivals);
-
-/** The same in us, in order of time. */
-std::vector<double> intervalsUs(const std::vector<Clock::time_point>& arrivals);
-
-/** How far the times between successive events are off period, signed. */
-Distribution jitter(const std::vector<Clock::time_point>& arrivals, Clock::duration period);
 
 /**
  * From each event's notification to its arrival, both lists in order of time: an event belongs to

@@ -11,12 +11,12 @@
 #include "ConfigOverrides.h"
 #include "DependentServices.h"
 #include "FetchPreferredApps.h"
-#include "LookupCommand.h"
 #include "QuietLog.h"
 #include "Rows.h"
 #include "StatsProvider.h"
 #include "ThermalListenerV2.h"
 #include "Version.h"
+#include "config/ForegroundTasks.h"
 #include "config/NodePath.h"
 
 namespace {

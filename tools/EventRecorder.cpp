@@ -5,43 +5,44 @@
 void EventRecorder::onEvent(int, void*, int, void* recorder) {
   const Clock::time_point now = Clock::now();
   auto* const self = static_cast<EventRecorder*>(recorder);
-  std::lock_guard lock(self->mArrivalsLck);
-  self->mArrivals.push_back(now);
+  std::lock_guard lock(self->mTimesLck);
+  self->mTimes.arrivals.push_back(now);
   self->mArrived.notify_all();
 }
 
 std::size_t EventRecorder::count() const {
-  std::lock_guard lock(mArrivalsLck);
-  return mArrivals.size();
+  std::lock_guard lock(mTimesLck);
+  return mTimes.arrivals.size();
 }
 
 double EventRecorder::rateHz() const {
-  std::lock_guard lock(mArrivalsLck);
-  if (mArrivals.size() < 2) {
-    return 0;
-  }
-  const std::chrono::duration<double> span = mArrivals.back() - mArrivals.front();
-  return static_cast<double>(mArrivals.size() - 1) / span.count();
+  std::lock_guard lock(mTimesLck);
+  return mTimes.rateHz();
+}
+
+std::string EventRecorder::progressLine() const {
+  std::lock_guard lock(mTimesLck);
+  return mTimes.progressLine();
 }
 
 bool EventRecorder::waitFor(std::size_t count, Clock::duration limit) const {
-  std::unique_lock lock(mArrivalsLck);
-  return mArrived.wait_for(lock, limit, [&] { return mArrivals.size() >= count; });
+  std::unique_lock lock(mTimesLck);
+  return mArrived.wait_for(lock, limit, [&] { return mTimes.arrivals.size() >= count; });
 }
 
-std::vector<Clock::time_point> EventRecorder::arrivals() const {
-  std::lock_guard lock(mArrivalsLck);
-  return mArrivals;
+VsyncTimes EventRecorder::times() const {
+  std::lock_guard lock(mTimesLck);
+  return mTimes;
 }
 
-std::vector<Clock::time_point> EventRecorder::latest(Clock::time_point since,
-                                                     std::size_t count) const {
-  std::lock_guard lock(mArrivalsLck);
-  const auto last = static_cast<std::ptrdiff_t>(std::min(count, mArrivals.size()));
-  return {std::lower_bound(mArrivals.end() - last, mArrivals.end(), since), mArrivals.end()};
+VsyncTimes EventRecorder::latest(Clock::time_point since, std::size_t count) const {
+  std::lock_guard lock(mTimesLck);
+  const auto& arrivals = mTimes.arrivals;
+  const auto last = static_cast<std::ptrdiff_t>(std::min(count, arrivals.size()));
+  return {{std::lower_bound(arrivals.end() - last, arrivals.end(), since), arrivals.end()}};
 }
 
 void EventRecorder::clear() {
-  std::lock_guard lock(mArrivalsLck);
-  mArrivals.clear();
+  std::lock_guard lock(mTimesLck);
+  mTimes.arrivals.clear();
 }

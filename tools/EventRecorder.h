@@ -1,15 +1,9 @@
 #pragma once
 
-#include <chrono>
 #include <condition_variable>
 #include <mutex>
-#include <vector>
 
-using Clock = std::chrono::steady_clock;
-
-inline Clock::duration fromSeconds(double seconds) {
-  return std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
-}
+#include "VsyncTimes.h"
 
 /** Notes when each event arrives. */
 class EventRecorder {
@@ -18,23 +12,22 @@ class EventRecorder {
   static void onEvent(int event, void* payload, int zero, void* recorder);
 
   std::size_t count() const;
-
-  /** Events per second from the first arrival to the last; 0 for fewer than two. */
   double rateHz() const;
+  std::string progressLine() const;
 
   /** Waits until count events have arrived; false when that takes longer than limit. */
   bool waitFor(std::size_t count, Clock::duration limit) const;
 
-  std::vector<Clock::time_point> arrivals() const;
+  VsyncTimes times() const;
 
   /** Those since then, but not more than the last count of them. */
-  std::vector<Clock::time_point> latest(Clock::time_point since, std::size_t count) const;
+  VsyncTimes latest(Clock::time_point since, std::size_t count) const;
 
   /** Forgets the arrivals so far. */
   void clear();
 
  private:
-  mutable std::mutex mArrivalsLck;
+  mutable std::mutex mTimesLck;
   mutable std::condition_variable mArrived;
-  std::vector<Clock::time_point> mArrivals;
+  VsyncTimes mTimes;
 };

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <condition_variable>
+#include <mutex>
+
 #include "FrameTimes.h"
 
 /** Keeps what the samples of graphics frames tell. */

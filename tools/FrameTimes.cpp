@@ -85,6 +85,7 @@ nlohmann::ordered_json FrameTimes::toJson() const {
       {"finished", secondToThird.ms.size()},
       {"rate_hz", rateHz()},
       {"period_ms", late.periodMs},
+      {"late_from_ms", late.fromMs()},
       {"late", late.frames},
       {"missed_refreshes", late.missedRefreshes},
       {"interval_ms", distribution(intervals).toJson()},
@@ -96,7 +97,7 @@ nlohmann::ordered_json FrameTimes::toJson() const {
 Lateness::Lateness(const std::vector<double>& intervalsMs)
     : periodMs(Distribution(intervalsMs, kMilliseconds).median()) {
   for (const double interval : intervalsMs) {
-    if (interval > kPeriods * periodMs) {
+    if (interval > fromMs()) {
       ++frames;
       missedRefreshes += static_cast<std::size_t>(std::lround(interval / periodMs)) - 1;
     }

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "EventRecorder.h"
+#include "Clock.h"
 
 struct GfxFrameData;
 
@@ -50,6 +50,8 @@ struct Lateness {
 
   /** Counts the late ones; the period is the median of intervals. */
   explicit Lateness(const std::vector<double>& intervalsMs);
+
+  double fromMs() const { return kPeriods * periodMs; }
 
   double periodMs = 0;
   std::size_t frames = 0;

@@ -40,7 +40,8 @@ std::vector<std::string> intervalLines(const WatchedIntervals& watched, const Sc
   const std::size_t room = screen.width() - std::min(kLabelWidth, screen.width());
   const auto count = static_cast<std::ptrdiff_t>(std::min(room, recent.size()));
   const std::vector<double> shown(recent.end() - count, recent.end());
-  std::vector<std::string> bars = sparkline(shown, {0, 2 * median}, screen.unicode);
+  // The median is right at the fifth of eight heights: steady events do not flicker between two.
+  std::vector<std::string> bars = sparkline(shown, {0, 1.75 * median}, screen.unicode);
   std::string marks;
   for (std::size_t i = 0; i < shown.size(); ++i) {
     bars[i] = isLate(shown[i]) ? screen.style.warning(bars[i]) : bars[i];

@@ -21,7 +21,7 @@ struct WatchedIntervals {
 };
 
 /**
- * Counts and rates; bars of the latest intervals, where the median is half as high as twice the
- * median and more; marks below those longer than Lateness::kPeriods medians; percentiles.
+ * Counts and rates; bars of the latest intervals, the highest of which stands for 1.75 medians and
+ * more; marks below those longer than Lateness::kPeriods medians; percentiles.
  */
 std::vector<std::string> intervalLines(const WatchedIntervals& watched, const Screen& screen);

@@ -10,6 +10,7 @@
 #include "CommandLine.h"
 #include "ConfigOverrides.h"
 #include "Rows.h"
+#include "config/ForegroundTasks.h"
 
 namespace {
 

@@ -5,6 +5,7 @@
 
 #include "CommandTree.h"
 #include "HelpText.h"
+#include "config/ForegroundTasks.h"
 
 namespace {
 
@@ -35,8 +36,16 @@ constexpr Entry kExamples[] = {
     {". <(lmctl completion bash)", "Completion in this shell; packages install it."},
 };
 
+constexpr Entry kEnvironment[] = {
+    {"NO_COLOR", "No colour when set to anything."},
+    {"TERM",
+     "With dumb, or unset, a terminal gets plain lines instead of a live view, without colour."},
+    {"LC_ALL, LC_CTYPE, LANG", "Bars are drawn in UTF-8 where the locale has it, else in ASCII."},
+    {"TMPDIR", "Where temporary folders are made."},
+};
+
 constexpr Entry kFiles[] = {
-    {"/dev/cpuset/top-app/tasks", "The foreground tasks, for process lookup."},
+    {kForegroundTasks, "The foreground tasks, for process lookup."},
     {"/proc/meminfo", "Swap and vmalloc figures."},
     {"/sys/class/thermal", "Thermal zones, on a host."},
 };
@@ -111,6 +120,7 @@ void printManual(const Command& lmctl, std::ostream& out) {
   }
   printSection("EXIT STATUS", kExitStatus, out);
   printSection("EXAMPLES", kExamples, out);
+  printSection("ENVIRONMENT", kEnvironment, out);
   printSection("FILES", kFiles, out);
 }
 

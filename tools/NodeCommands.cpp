@@ -10,6 +10,7 @@
 #include "ConfigOverrides.h"
 #include "CpPLHController.h"
 #include "Rows.h"
+#include "config/CommandType.h"
 
 namespace {
 

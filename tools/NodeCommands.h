@@ -8,9 +8,6 @@ class App;
 
 class ConfigOverrides;
 
-/** Types of a controller's commands. */
-enum CommandType : int { kFirstPreset, kSecondPreset, kAnyItem };
-
 /** Adds the option that sets an item's node. */
 void addItems(CLI::App& app, ConfigOverrides& overrides);
 

@@ -30,7 +30,7 @@ bool StopSignals::wait(Clock::duration limit) const {
   return sigtimedwait(&mSignals, nullptr, &timeout) > 0;
 }
 
-void showProgress(Console& console, const StopSignals& signals, Clock::time_point end,
+bool showProgress(Console& console, const StopSignals& signals, Clock::time_point end,
                   const ProgressLine& line, const ProgressBlock& block) {
   LiveBlock live(console);
   const auto show = [&] {
@@ -42,18 +42,22 @@ void showProgress(Console& console, const StopSignals& signals, Clock::time_poin
     live.draw(block ? block(screen) : std::vector{fitted(line(), screen.width())}, screen);
   };
   const Clock::duration period = console.live ? Clock::duration(kRedrawPeriod) : kLinePeriod;
-  for (auto next = Clock::now() + period; next < end;
+  const auto stoppedBefore = [&](Clock::time_point time) {
+    return signals.wait(std::max(time - Clock::now(), Clock::duration::zero()));
+  };
+  bool stopped = false;
+  for (auto next = Clock::now() + period; next < end && !stopped;
        next = std::max(next + period, Clock::now())) {
-    if (signals.wait(std::max(next - Clock::now(), Clock::duration::zero()))) {
-      end = Clock::now();
-    } else if (line) {
+    stopped = stoppedBefore(next);
+    if (line && !stopped) {
       show();
     }
   }
-  signals.wait(std::max(end - Clock::now(), Clock::duration::zero()));
+  stopped = stopped || stoppedBefore(end);
   if (line && console.live) {
     live.erase();
   }
+  return stopped;
 }
 
 WorkProgress::WorkProgress(const Console& console, const StopSignals& signals)

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "Clock.h"
 #include "Console.h"
-#include "EventRecorder.h"
 #include "LiveBlock.h"
 
 /**
@@ -38,9 +38,9 @@ using ProgressBlock = std::function<std::vector<std::string>(const Screen&)>;
 /**
  * Waits until a point in time or a signal, and shows block() meanwhile, redrawn in place on a
  * terminal, or line() when there is no block; otherwise line() as a plain line each second. Nothing
- * is shown when line is empty.
+ * is shown when line is empty. Returns whether it was a signal.
  */
-void showProgress(Console& console, const StopSignals& signals, Clock::time_point end,
+bool showProgress(Console& console, const StopSignals& signals, Clock::time_point end,
                   const ProgressLine& line, const ProgressBlock& block = {});
 
 /** Shows the progress of work that does not wait, on a terminal. */

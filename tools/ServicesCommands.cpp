@@ -15,6 +15,12 @@ using android::hardware::hidl_vec;
 
 namespace {
 
+struct ServicesOptions {
+  std::string name;
+  std::vector<std::string> names;
+  bool json = false;
+};
+
 /** Throws unless the status is success; the texts follow the values of Status. */
 void require(int status) {
   static constexpr std::array kTexts = {
@@ -56,14 +62,14 @@ int servicesPids(const ServicesOptions& options, Console& console) {
   return kSuccess;
 }
 
-}  // namespace
-
 int servicesActive(const ServicesOptions& options, Console& console) {
   std::vector<int> pids;
   require(DependentServices().getAllActiveServicePIDs(pids));
   print(pidRows(pids), options.json, console.out);
   return kSuccess;
 }
+
+}  // namespace
 
 void addServices(CLI::App& app, Console& console, int& status) {
   CLI::App* const services = app.add_subcommand("services", "Ask the platform's service tracker.");

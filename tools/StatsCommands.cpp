@@ -101,7 +101,7 @@ StatsProvider probeQuietly() {
 namespace {
 
 int statsPid(const StatsOptions& options, Console& console) {
-  StatsProvider stats;
+  StatsProvider stats = probeQuietly();
   require(stats.supportsPidStats);
   const PidStatsRecord record = stats.getPIDStats(options.pid);
   if (isZero(record)) {
@@ -112,7 +112,7 @@ int statsPid(const StatsOptions& options, Console& console) {
 }
 
 int statsSys(const StatsOptions& options, Console& console) {
-  StatsProvider stats;
+  StatsProvider stats = probeQuietly();
   require(stats.supportsSysStats);
   const SysStatsRecord record = stats.getSysStats();
   if (isZero(record)) {
@@ -122,7 +122,7 @@ int statsSys(const StatsOptions& options, Console& console) {
 }
 
 int statsRange(const StatsOptions& options, Console& console) {
-  StatsProvider stats;
+  StatsProvider stats = probeQuietly();
   require(stats.supportsPidStatsRange);
   std::vector<Rows> records;
   for (const PidStatsRecord& record : stats.getPIDStatsRange(options.first, options.last)) {
@@ -132,7 +132,7 @@ int statsRange(const StatsOptions& options, Console& console) {
 }
 
 int statsName(const StatsOptions& options, Console& console) {
-  StatsProvider stats;
+  StatsProvider stats = probeQuietly();
   require(stats.supportsPidsByName);
   std::vector<sysstats_pid> pids;
   if (stats.getPIDsRange(options.name.c_str(), pids) != 0) {
@@ -149,7 +149,7 @@ int statsName(const StatsOptions& options, Console& console) {
 }
 
 int showMemory(const StatsOptions& options, Console& console) {
-  const Rows figures = memoryFigures(StatsProvider().getMemInfo());
+  const Rows figures = memoryFigures(probeQuietly().getMemInfo());
   if (options.json) {
     printJson(figures, console.out);
   } else {

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "Clock.h"
 #include "Console.h"
-#include "EventRecorder.h"
 #include "Rows.h"
 
 /** The zones' temperatures over the last minutes, for a terminal. */

@@ -10,7 +10,7 @@
 namespace {
 
 /** The file of the loaded object that address is in. */
-std::string fileOf(const void* address) {
+std::string objectFile(const void* address) {
   Dl_info info = {};
   if (dladdr(address, &info) == 0) {
     return "unknown";
@@ -21,15 +21,15 @@ std::string fileOf(const void* address) {
 }
 
 template <typename Function>
-std::string fileOf(Function* function) {
-  return fileOf(reinterpret_cast<const void*>(function));
+std::string objectFile(Function* function) {
+  return objectFile(reinterpret_cast<const void*>(function));
 }
 
 }  // namespace
 
-std::string coreLibraryFile() { return fileOf(DynamicLoader::getInstance); }
+std::string coreLibraryFile() { return objectFile(DynamicLoader::getInstance); }
 
 std::string versionText() {
-  return "lmctl " LMSUPPORT_VERSION "\nlibrary       " + fileOf(stats_parser) + "\ncore library  " +
-         coreLibraryFile();
+  return "lmctl " LMSUPPORT_VERSION "\nlibrary       " + objectFile(stats_parser) +
+         "\ncore library  " + coreLibraryFile();
 }

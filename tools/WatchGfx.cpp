@@ -7,6 +7,7 @@
 #include "FrameRecorder.h"
 #include "IntervalView.h"
 #include "Progress.h"
+#include "Rows.h"
 #include "Trace.h"
 
 namespace {
@@ -20,12 +21,6 @@ std::vector<std::string> liveLines(const FrameRecorder& recorder, const Screen& 
                         .recent = recorder.latestIntervals(Clock::now() - kRecent, kRecentEvents),
                         .unit = kMilliseconds},
                        screen);
-}
-
-void printJson(const FrameTimes& times, double seconds, std::ostream& out) {
-  nlohmann::ordered_json summary = {{"source", "gfx"}, {"seconds", seconds}};
-  summary.update(times.toJson());
-  out << summary.dump(2) << "\n";
 }
 
 void writeTrace(const FrameTimes& times, TraceWriter& trace) {
@@ -55,7 +50,9 @@ int watchGfx(GfxEvent& source, int controlValue, const WatchOptions& options, Co
 
   const FrameTimes times = recorder.times();
   if (options.json) {
-    printJson(times, std::chrono::duration<double>(Clock::now() - begin).count(), console.out);
+    Rows summary = {{"source", "gfx"}, {"seconds", toSeconds(Clock::now() - begin)}};
+    summary.update(times.toJson());
+    printJson(summary, console.out);
   } else {
     times.print(console.out);
   }

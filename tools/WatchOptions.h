@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "EventRecorder.h"
+#include "Clock.h"
 
 /** What the commands that watch a source have in common. */
 struct WatchOptions {

@@ -56,7 +56,7 @@ int watchThermal(const WatchOptions& options, Console& console) {
   source.pauseEvent(onThermal);
 
   if (options.json) {
-    const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+    const double seconds = toSeconds(Clock::now() - begin);
     printJson({{"source", "thermal"}, {"seconds", seconds}, {"zones", zones()}}, console.out);
   } else {
     const Rows read = zones();

@@ -1,52 +1,26 @@
 #include "WatchVsync.h"
 
-#include <iomanip>
 #include <optional>
 #include <ostream>
-#include <sstream>
 
 #include "AsyncEventsMgr.h"
-#include "Distribution.h"
+#include "EventRecorder.h"
 #include "IntervalView.h"
 #include "Progress.h"
+#include "Rows.h"
 #include "Trace.h"
 
 namespace {
 
-std::string eventsAndRate(const EventRecorder& recorder) {
-  std::ostringstream text;
-  text << recorder.count() << " events   " << std::fixed << std::setprecision(1)
-       << recorder.rateHz() << " Hz";
-  return text.str();
-}
-
 std::vector<std::string> liveLines(const EventRecorder& recorder, const Screen& screen) {
-  const auto arrivals = recorder.latest(Clock::now() - kRecent, kRecentEvents);
+  const VsyncTimes latest = recorder.latest(Clock::now() - kRecent, kRecentEvents);
   return intervalLines({.source = "vsync",
                         .count = recorder.count(),
                         .events = "events",
                         .rateHz = recorder.rateHz(),
-                        .recent = intervalsUs(arrivals),
+                        .recent = latest.intervalsUs(),
                         .unit = kMicroseconds},
                        screen);
-}
-
-void printText(const EventRecorder& recorder, std::ostream& out) {
-  const Distribution between = intervals(recorder.arrivals());
-  out << "vsync      " << eventsAndRate(recorder) << "\ninterval   ";
-  between.printSummary(out);
-  between.printHistogram(out);
-}
-
-void printJson(const EventRecorder& recorder, double seconds, std::ostream& out) {
-  const nlohmann::ordered_json summary = {
-      {"source", "vsync"},
-      {"seconds", seconds},
-      {"events", recorder.count()},
-      {"rate_hz", recorder.rateHz()},
-      {"interval_us", intervals(recorder.arrivals()).toJson()},
-  };
-  out << summary.dump(2) << "\n";
 }
 
 }  // namespace
@@ -63,17 +37,20 @@ int watchVsync(VsyncEvent& source, const WatchOptions& options, Console& console
   source.startEvent(EventRecorder::onEvent);
   showProgress(
       console, signals, options.endAfter(begin),
-      options.json ? ProgressLine() : [&] { return eventsAndRate(recorder); },
+      options.json ? ProgressLine() : [&] { return recorder.progressLine(); },
       [&](const Screen& screen) { return liveLines(recorder, screen); });
   source.pauseEvent(EventRecorder::onEvent);
 
+  const VsyncTimes times = recorder.times();
   if (options.json) {
-    printJson(recorder, std::chrono::duration<double>(Clock::now() - begin).count(), console.out);
+    Rows summary = {{"source", "vsync"}, {"seconds", toSeconds(Clock::now() - begin)}};
+    summary.update(times.toJson());
+    printJson(summary, console.out);
   } else {
-    printText(recorder, console.out);
+    times.print(console.out);
   }
   if (trace) {
-    trace->addInstants("vsync", recorder.arrivals());
+    trace->addInstants("vsync", times.arrivals);
     trace->finish();
   }
   return kSuccess;

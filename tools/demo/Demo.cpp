@@ -35,28 +35,16 @@ constexpr Step kSteps[] = {
     {"node commands", "", "Node commands: presets and other items", demonstrateController},
 };
 
-constexpr char kBold[] = "1";
-constexpr char kGreen[] = "32";
-constexpr char kYellow[] = "33";
-constexpr char kRed[] = "31";
-
-/** text, in a style of the terminal where there is one that may be used. */
-std::string styled(const std::string& text, const char* style, const Console& console) {
-  const char* const noColour = std::getenv("NO_COLOR");
-  const bool plain = !console.live || (noColour != nullptr && *noColour != '\0');
-  return plain ? text : "\033[" + std::string(style) + "m" + text + "\033[0m";
-}
-
-std::string headline(std::string title) {
+void printHeadline(std::string title, Console& console) {
   constexpr std::size_t kWidth = 80;
   title += ' ';
   title.resize(std::max(title.size(), kWidth), '-');
-  return title;
+  console.out << "\n" << console.style.bold(title) << "\n";
 }
 
 /** Runs a step; a failure's reason goes to err. */
 StepResult run(const Step& step, DemoScene& scene) {
-  scene.console.out << "\n" << styled(headline(step.title), kBold, scene.console) << "\n";
+  printHeadline(step.title, scene.console);
   try {
     return step.demonstrate(scene);
   } catch (const std::exception& e) {
@@ -71,13 +59,13 @@ void printResult(const std::string& service, const std::string& done, Outcome ou
   console.out << std::left << std::setw(17) << service << std::setw(56) << done;
   switch (outcome) {
     case Outcome::kOk:
-      console.out << styled("ok", kGreen, console) << "\n";
+      console.out << console.style.good("ok") << "\n";
       break;
     case Outcome::kMissing:
-      console.out << styled("missing", kYellow, console) << "\n";
+      console.out << console.style.warning("missing") << "\n";
       break;
     case Outcome::kFailed:
-      console.out << styled("failed", kRed, console) << "\n";
+      console.out << console.style.error("failed") << "\n";
       break;
   }
 }
@@ -101,7 +89,7 @@ std::string makeFolder(const std::string& wanted) {
 void writeTrace(const DemoScene& scene, TraceWriter& trace) {
   if (scene.watched.vsync) {
     trace.addInstants("vsync raised", scene.notified);
-    trace.addInstants("vsync received", scene.watched.vsync->arrivals);
+    trace.addInstants("vsync received", scene.watched.vsync->times.arrivals);
   }
   if (scene.watched.frames) {
     const FrameTimes& times = scene.watched.frames->times;
@@ -118,7 +106,8 @@ int runDemo(const DemoOptions& options, Console& console) {
   const std::string folder = makeFolder(options.output);
   TraceWriter trace(folder + "/demo-trace.json", Clock::now());
   ReplacedFile page(folder + "/demo-report.html");
-  DemoScene scene{options, console};
+  const StopSignals signals;
+  DemoScene scene{options, console, signals};
   console.out << "The services of liblmsupport, on "
               << (options.device.empty() ? "sample data and private kernel nodes"
                                          : "the nodes of " + options.device)
@@ -126,15 +115,21 @@ int runDemo(const DemoOptions& options, Console& console) {
   std::vector<StepResult> results;
   for (const Step& step : kSteps) {
     results.push_back(run(step, scene));
+    if (scene.isStopped || signals.wait(Clock::duration::zero())) {
+      break;
+    }
   }
 
-  console.out << "\n" << styled(headline("Summary"), kBold, console) << "\n";
+  printHeadline("Summary", console);
   const char* service = "";
   for (std::size_t i = 0; i < results.size(); ++i) {
     const bool isNew = service != std::string_view(kSteps[i].service);
     service = kSteps[i].service;
     printResult(isNew ? service : "", kSteps[i].part + results[i].done, results[i].outcome,
                 console);
+  }
+  if (const std::size_t left = std::size(kSteps) - results.size(); left > 0) {
+    console.out << "stopped; " << left << " steps left out\n";
   }
   writeTrace(scene, trace);
   addFigures(scene.watched);

@@ -14,7 +14,7 @@ void addDemo(CLI::App& app, Console& console, int& status) {
                    "Folder of the simulated device's nodes, instead of private ones")
       ->type_name("DIR");
   demo->add_option("--output", options->output,
-                   "Folder for its trace, report and log, instead of a temporary one")
+                   "Folder for its trace and report, instead of a temporary one")
       ->type_name("DIR");
   demo->callback([=, &console, &status] { status = runDemo(*options, console); });
 }

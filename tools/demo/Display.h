@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "EventRecorder.h"
+#include "Clock.h"
 #include "HostNameNode.h"
 
 class VsyncEvent;

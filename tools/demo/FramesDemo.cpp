@@ -27,7 +27,6 @@ StepResult demonstrateFrames(DemoScene& scene) {
   ConfigOverrides overrides;
   overrides.set(kGfxDataNodeItem, feed->node());
   overrides.set(kGfxCtrlNodeItem, feed->controlNode());
-  const StopSignals signals;
   FrameRecorder recorder;
   GfxEvent& source = *GfxEvent::getInstance();
   source.registerCallBack(FrameRecorder::onEvent, &recorder);
@@ -37,8 +36,9 @@ StepResult demonstrateFrames(DemoScene& scene) {
   const Clock::time_point begin = Clock::now();
   source.startEvent(FrameRecorder::onEvent, feed->controlValue());
   feed->start();
-  showProgress(scene.console, signals, begin + fromSeconds(seconds),
-               progressOnTerminal(scene.console, [&] { return recorder.progressLine(); }));
+  scene.isStopped =
+      showProgress(scene.console, scene.signals, begin + fromSeconds(seconds),
+                   progressOnTerminal(scene.console, [&] { return recorder.progressLine(); }));
   feed->stop();
   recorder.waitFor(feed->count(), std::chrono::seconds(1));
   source.pauseEvent(FrameRecorder::onEvent);

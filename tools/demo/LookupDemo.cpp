@@ -6,8 +6,8 @@
 #include <ostream>
 
 #include "AsyncEventsMgr.h"
-#include "EventRecorder.h"
-#include "LookupCommand.h"
+#include "Clock.h"
+#include "config/ForegroundTasks.h"
 #include "demo/PrivateProcess.h"
 #include "demo/Steps.h"
 

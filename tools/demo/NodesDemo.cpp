@@ -4,9 +4,9 @@
 
 #include "ConfigOverrides.h"
 #include "CpPLHController.h"
-#include "NodeCommands.h"
 #include "Rows.h"
 #include "TemporaryFolder.h"
+#include "config/CommandType.h"
 #include "demo/Steps.h"
 
 namespace {

@@ -5,7 +5,7 @@
 
 #include <fstream>
 
-bool makeFolderPrivate(const char* path) {
+bool unshareMounts() {
   const uid_t user = geteuid();
   const gid_t group = getegid();
   if (unshare(CLONE_NEWNS) != 0) {
@@ -16,6 +16,9 @@ bool makeFolderPrivate(const char* path) {
     std::ofstream("/proc/self/uid_map") << "0 " << user << " 1";
     std::ofstream("/proc/self/gid_map") << "0 " << group << " 1";
   }
-  return mount("", "/", "", MS_REC | MS_PRIVATE, nullptr) == 0 &&
-         mount("tmpfs", path, "tmpfs", 0, nullptr) == 0;
+  return mount("", "/", "", MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+bool makeFolderPrivate(const char* path) {
+  return unshareMounts() && mount("tmpfs", path, "tmpfs", 0, nullptr) == 0;
 }

@@ -11,7 +11,13 @@
 inline constexpr char kNoPrivateMounts[] =
     "no private mount name space; run as root or allow user name spaces";
 
-/** Gives the process mounts of its own and an empty folder at path. Returns whether that worked. */
+/**
+ * Gives the process mounts of its own, as root or, while it has one thread, as anybody. Returns
+ * whether that worked.
+ */
+bool unshareMounts();
+
+/** The same, with an empty folder at path. */
 bool makeFolderPrivate(const char* path);
 
 /** Writes function's result to the descriptor and ends the process. */

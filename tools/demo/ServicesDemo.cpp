@@ -5,12 +5,12 @@
 #include "DependentServices.h"
 #include "QuietLog.h"
 #include "Rows.h"
-#include "TrackerBase.h"
 #include "demo/Steps.h"
 
 // The platform offers no in-process tracker that could fail and die on request.
 #if __has_include(<HostServices.h>)
 #include <HostServices.h>
+#include <TrackerBase.h>
 
 using android::hardware::hidl_string;
 using android::hardware::hidl_vec;

@@ -12,6 +12,8 @@
 struct DemoScene {
   const DemoOptions& options;
   Console& console;
+  const StopSignals& signals;
+  bool isStopped = false;                     ///< by a signal; no step follows
   Watched watched{};                          ///< for the report
   std::vector<Clock::time_point> notified{};  ///< when vsyncs were raised
 };

@@ -2,7 +2,7 @@
 #include <ostream>
 #include <sstream>
 
-#include "EventRecorder.h"
+#include "Clock.h"
 #include "LMDatabase.h"
 #include "TemporaryFolder.h"
 #include "demo/Steps.h"

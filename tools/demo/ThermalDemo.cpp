@@ -1,7 +1,7 @@
 #include <ostream>
 
 #include "AsyncEventsMgr.h"
-#include "EventRecorder.h"
+#include "Clock.h"
 #include "demo/Steps.h"
 
 namespace {

@@ -6,7 +6,7 @@
 
 #include "AsyncEventsMgr.h"
 #include "ConfigOverrides.h"
-#include "Distribution.h"
+#include "EventRecorder.h"
 #include "Progress.h"
 #include "demo/Display.h"
 #include "demo/Steps.h"
@@ -34,13 +34,6 @@ bool waitForSource(Display& display, EventRecorder& recorder) {
   return false;
 }
 
-std::string sentAndReceived(const Display& display, const EventRecorder& recorder) {
-  std::ostringstream text;
-  text << display.count() << " sent   " << recorder.count() << " received   " << std::fixed
-       << std::setprecision(1) << recorder.rateHz() << " Hz";
-  return text.str();
-}
-
 }  // namespace
 
 StepResult demonstrateVsync(DemoScene& scene) {
@@ -49,7 +42,6 @@ StepResult demonstrateVsync(DemoScene& scene) {
   const std::unique_ptr<Display> display = makeDisplay(scene.options.device);
   ConfigOverrides overrides;
   overrides.set(kVsyncNodeItem, display->node());
-  const StopSignals signals;
   EventRecorder recorder;
   VsyncEvent& source = *VsyncEvent::getInstance();
   source.registerCallBack(EventRecorder::onEvent, &recorder);
@@ -64,25 +56,21 @@ StepResult demonstrateVsync(DemoScene& scene) {
       << seconds << " s\n";
   const Clock::time_point begin = Clock::now();
   display->start(source);
-  showProgress(
-      scene.console, signals, begin + fromSeconds(seconds),
-      progressOnTerminal(scene.console, [&] { return sentAndReceived(*display, recorder); }));
+  scene.isStopped =
+      showProgress(scene.console, scene.signals, begin + fromSeconds(seconds),
+                   progressOnTerminal(scene.console, [&] { return recorder.progressLine(); }));
   display->stop();
   recorder.waitFor(display->count(), std::chrono::seconds(1));
   source.pauseEvent(EventRecorder::onEvent);
 
-  const auto arrivals = recorder.arrivals();
+  const VsyncTimes times = recorder.times();
   scene.notified = display->notified();
-  scene.watched.vsync = {{display->node(), begin, Clock::now()}, arrivals};
-  const Distribution latency = latencies(scene.notified, arrivals);
-  const Distribution offPeriod = jitter(arrivals, Display::kPeriod);
-  out << "events     " << sentAndReceived(*display, recorder) << "\nlatency    ";
-  latency.printSummary(out);
-  out << "jitter     ";
-  offPeriod.printSummary(out);
-  offPeriod.printHistogram(out);
+  scene.watched.vsync = {{display->node(), begin, Clock::now()}, times};
+  const Distribution latency = latencies(scene.notified, times.arrivals);
+  out << "raised     " << display->count() << " events\nlatency    " << latency.summary() << "\n";
+  times.print(out);
   std::ostringstream done;
-  done << arrivals.size() << " of " << display->count() << " received, latency " << std::fixed
+  done << times.arrivals.size() << " of " << display->count() << " received, latency " << std::fixed
        << std::setprecision(1) << latency.median() << " us";
-  return {done.str(), outcomeOf(!arrivals.empty())};
+  return {done.str(), outcomeOf(!times.arrivals.empty())};
 }

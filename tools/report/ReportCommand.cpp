@@ -12,6 +12,7 @@
 #include "AsyncEventsMgr.h"
 #include "CommandLine.h"
 #include "ConfigOverrides.h"
+#include "EventRecorder.h"
 #include "FrameRecorder.h"
 #include "Progress.h"
 #include "ReplacedFile.h"
@@ -89,7 +90,7 @@ void watchSources(bool vsync, bool gfx, const ReportOptions& options, Console& c
   if (vsync) {
     VsyncEvent::getInstance()->pauseEvent(EventRecorder::onEvent);
     const std::string path = lmsupport::configuredNodePath(kVsyncNodeItem);
-    watched.vsync = {{path, begin, Clock::now()}, events.arrivals()};
+    watched.vsync = {{path, begin, Clock::now()}, events.times()};
   }
   if (gfx) {
     GfxEvent::getInstance()->pauseEvent(FrameRecorder::onEvent);
@@ -124,7 +125,7 @@ int makeReport(const ReportOptions& options, Console& console) {
     page.emplace(options.output);
   }
   addFigures(watched);
-  addFavourites(watched);
+  addConfiguredFavourites(watched);
   for (const auto& [part, reason] : watched.leftOut) {
     console.beginError() << "left out " << part << ": " << reason << "\n";
   }

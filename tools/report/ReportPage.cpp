@@ -83,7 +83,7 @@ constexpr char kBody[] = R"html(
     <div><dt>Interval p50, us</dt><dd data-figure="/vsync/interval_us/median" data-digits="1"></dd></div>
     <div><dt>Jitter p50, us</dt><dd data-figure="/vsync/jitter_us/median" data-digits="1"></dd></div>
     <div><dt>Jitter p99, us</dt><dd data-figure="/vsync/jitter_us/p99" data-digits="1"></dd></div>
-    <div><dt>Largest, us</dt><dd data-figure="/vsync/jitter_us/max" data-digits="1"></dd></div>
+    <div><dt>Jitter largest, us</dt><dd data-figure="/vsync/jitter_us/max" data-digits="1"></dd></div>
   </dl>
   <figure data-chart="jitter">
     <figcaption>Jitter over time, in us: how far each interval is off their median. The scale is

@@ -2,11 +2,9 @@
 
 #include <sys/utsname.h>
 
-#include <algorithm>
 #include <cmath>
 #include <ctime>
 
-#include "Distribution.h"
 #include "Favourites.h"
 #include "FetchPreferredApps.h"
 #include "StatsCommands.h"
@@ -27,10 +25,6 @@ Rows rounded(const std::vector<double>& values, Unit unit) {
   return list;
 }
 
-double seconds(const WatchedNode& node) {
-  return std::chrono::duration<double>(node.end - node.begin).count();
-}
-
 std::string utcTime() {
   const std::time_t now = std::time(nullptr);
   std::tm time = {};
@@ -46,38 +40,20 @@ std::string systemName() {
   return std::string(name.sysname) + " " + name.release + ", " + name.machine;
 }
 
-/** How far the intervals are off their median, without the sign. */
-Distribution deviations(std::vector<double> intervalsUs, double medianUs) {
-  std::transform(intervalsUs.begin(), intervalsUs.end(), intervalsUs.begin(),
-                 [medianUs](double us) { return std::abs(us - medianUs); });
-  return {std::move(intervalsUs), kMicroseconds};
-}
-
 Rows vsyncRecord(const Watched::Vsyncs& vsync) {
   std::vector<double> arrivalsUs;
-  std::vector<double> betweenUs;
-  for (const Clock::time_point arrival : vsync.arrivals) {
-    const double us = std::chrono::duration<double, std::micro>(arrival - vsync.begin).count();
-    if (!arrivalsUs.empty()) {
-      betweenUs.push_back(us - arrivalsUs.back());
-    }
-    arrivalsUs.push_back(us);
+  for (const Clock::time_point arrival : vsync.times.arrivals) {
+    arrivalsUs.push_back(toUs(arrival - vsync.begin));
   }
-  const Distribution between(betweenUs, kMicroseconds);
-  const double meanUs =
-      betweenUs.empty() ? 0 : (arrivalsUs.back() - arrivalsUs.front()) / double(betweenUs.size());
-  return {{"node", vsync.path},
-          {"seconds", seconds(vsync)},
-          {"events", vsync.arrivals.size()},
-          {"rate_hz", meanUs > 0 ? 1e6 / meanUs : 0},
-          {"interval_us", between.toJson()},
-          {"jitter_us", deviations(betweenUs, between.median()).toJson()},
-          {"arrivals_us", rounded(arrivalsUs, kMicroseconds)}};
+  Rows record = {{"node", vsync.path}, {"seconds", toSeconds(vsync.end - vsync.begin)}};
+  record.update(vsync.times.toJson());
+  record["arrivals_us"] = rounded(arrivalsUs, kMicroseconds);
+  return record;
 }
 
 Rows framesRecord(const Watched::Frames& frames) {
   const FrameTimes& times = frames.times;
-  Rows record = {{"node", frames.path}, {"seconds", seconds(frames)}};
+  Rows record = {{"node", frames.path}, {"seconds", toSeconds(frames.end - frames.begin)}};
   record.update(times.toJson());
   record["intervals_ms"] = rounded(times.intervals.ms, kMilliseconds);
   record["stages_1_to_2_ms"] = rounded(times.firstToSecond.ms, kMilliseconds);
@@ -98,7 +74,7 @@ void addFigures(Watched& watched) {
   }
 }
 
-void addFavourites(Watched& watched) {
+void addConfiguredFavourites(Watched& watched) {
   if (FetchPreferredApps().getWeekTimePreferredApps().empty()) {
     watched.leftOut.emplace_back("favourites", "the framework has no text of them");
   } else {

@@ -6,6 +6,7 @@
 
 #include "FrameTimes.h"
 #include "Rows.h"
+#include "VsyncTimes.h"
 
 /** The time in which something was watched, and where. */
 struct WatchedNode {
@@ -17,7 +18,7 @@ struct WatchedNode {
 /** What a report is made from; what was not watched is not there. */
 struct Watched {
   struct Vsyncs : WatchedNode {
-    std::vector<Clock::time_point> arrivals;
+    VsyncTimes times;
   };
   struct Frames : WatchedNode {
     FrameTimes times;
@@ -35,7 +36,7 @@ struct Watched {
 void addFigures(Watched& watched);
 
 /** Adds what the configured text of favourites says. */
-void addFavourites(Watched& watched);
+void addConfiguredFavourites(Watched& watched);
 
 /** The record of a report. A part that is not there is null; durations name their unit. */
 Rows makeRecord(const Watched& watched);

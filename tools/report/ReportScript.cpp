@@ -151,9 +151,8 @@ function drawJitter(figure, vsync) {
 
 function drawFrames(frames) {
   const figure = (name) => document.querySelector(`[data-chart=${name}]`);
-  const lateFrom = 1.5 * frames.period_ms;
-  drawHistogram(figure('intervals'), frames.intervals_ms, frames.period_ms, lateFrom)
-      ?.markX(lateFrom, 'end', 'late from here');
+  drawHistogram(figure('intervals'), frames.intervals_ms, frames.period_ms, frames.late_from_ms)
+      ?.markX(frames.late_from_ms, 'end', 'late from here');
   for (const [name, summary] of [['stages_1_to_2', frames.stage_1_to_2_ms],
                                  ['stages_2_to_3', frames.stage_2_to_3_ms]]) {
     const chart = drawHistogram(figure(name), frames[`${name}_ms`], summary.median);

@@ -1,0 +1,4 @@
+#pragma once
+
+/** The first argument of CpPLHController::commandCp. */
+enum CommandType : int { kFirstPreset, kSecondPreset, kAnyItem };
