@@ -19,7 +19,7 @@ struct DemoOptions {
 
 /**
  * Shows each of the library's services once and sums up, and leaves a trace and a report behind.
- * Fails when a step did. A signal ends it after the step that is running. To be called once, first thing in a process: the private name spaces that
- * it makes need one that has a single thread.
+ * Fails when a step did. A signal ends it after the step that is running. To be called once, first
+ * thing in a process: the private name spaces that it makes need one that has a single thread.
  */
 int runDemo(const DemoOptions& options, Console& console);
