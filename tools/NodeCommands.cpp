@@ -48,7 +48,7 @@ int writeNode(const NodeWrite& write, Console& console) {
     throw std::runtime_error("item " + item + ": not written; see the log");
   }
   if (write.json) {
-    printJson({{"item", write.item}, {"written", true}}, console.out);
+    printJson({{"item", write.item}, {"attempted", true}}, console.out);
   }
   return kSuccess;
 }
@@ -78,6 +78,6 @@ void addNode(CLI::App& app, Console& console, int& status) {
   const auto options = std::make_shared<NodeWrite>();
   write->add_option("ITEM", options->item, "Item number")->required();
   write->add_option("VALUE", options->value, "Text, written as it is")->required();
-  addJson(*write, options->json, "an object {item, written}");
+  addJson(*write, options->json, "an object {item, attempted}");
   write->callback([=, &console, &status] { status = writeNode(*options, console); });
 }
