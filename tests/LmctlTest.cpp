@@ -43,19 +43,27 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
        {Case{{}, kUsage, "lmctl: .*see 'lmctl --help'"},
         Case{{"watch"}, kUsage, "lmctl watch: no command; usage: lmctl watch COMMAND; see"},
         Case{{"nonsense"}, kUsage, "lmctl: .*nonsense"},
-        Case{{"watch", "vsync", "--seconds", "x"}, kUsage, "see 'lmctl watch vsync --help'"},
+        Case{{"watch", "vsync", "--seconds", "x"}, kUsage, "'x' is no number from 0.1 to 86400"},
+        Case{{"watch", "gfx", "--seconds", "nan"}, kUsage, "gfx: --seconds: 'nan' is no number"},
+        Case{{"watch", "gfx", "--seconds"}, kUsage, "gfx: --seconds needs a value; see"},
+        Case{{"report", "-o", "a", "-o", "b"}, kUsage, "--output is there more than once"},
+        Case{{"--json", "mem"}, kUsage, "lmctl mem: '--json' belongs after the command; see"},
+        Case{{"stats", "pid", "0"}, kUsage, "PID: '0' is no whole number from 1 to 4194304"},
         Case{{"watch", "vsync", "--node", longPath.c_str()}, kUsage, "vsync: .*than 149 bytes"},
+        Case{{"watch", "vsync", "--node", "/tmp"}, kFailure, "no vsync node: /tmp: Is a dir"},
+        Case{{"watch", "vsync", "--node", "/proc/self/exe"}, kFailure, "exe: not a kernel node"},
+        Case{{"watch", "gfx", "--node", "/dev/null"}, kFailure, "/dev/null: neither a kernel node"},
         Case{{"demo", "--seconds", "0"}, kUsage, "lmctl demo: .*--seconds"},
         Case{{"watch", "vsync"}, kFailure, "item 22 is not configured.*--node PATH"},
         Case{{"watch", "vsync", "--node", "/none"}, kFailure, "/none: No such file.*--node PATH"},
-        Case{{"watch", "vsync", "--node", "/none", "--trace", ""}, kUsage, "no file name"},
+        Case{{"watch", "vsync", "--node", "/none", "--trace", ""}, kUsage, "name is empty"},
         Case{{"watch", "gfx"}, kFailure, "frame node: item 7 is not configured.*--node PATH"},
         Case{{"watch", "gfx", "--node", "/proc/self/exe"}, kFailure, "neither a kernel node nor"},
         Case{{"watch", "gfx", "--node", kNode, "--ctrl", "/none"}, kFailure, "--ctrl PATH"},
         Case{{"report"}, kUsage, "--output FILE, or print the record with --json"},
         Case{{"report", "--json"}, kFailure, "nothing to watch: item 22 is .*; item 7 is .*PATH"},
         Case{{"report", "--json", "--frame-node", "/none"}, kFailure, "/none: No such file"},
-        Case{{"report", "--node", "/dev/null", "-o", "/none/x"}, kFailure, "create /none/x.tmp"},
+        Case{{"report", "--node", kNode, "-o", "/none/x"}, kFailure, "create /none/x.tmp"},
         Case{{"demo", "--output", "/dev/null"}, kFailure, "make the folder /dev/null; .*--output"},
         Case{{"watch", "vsync", "--help"}, kSuccess, "--node PATH"}}) {
     std::ostringstream out;
@@ -269,8 +277,8 @@ TEST(Lmctl, RowsKeepTheirFieldsAndADumpCanBePutBack) {
                          ",b,,,-2\n\"x\n,y\",c,,,3";
   EXPECT_THAT(db("put", "a t --from " + rows), ContainsRegex("^put 3 rows in [0-9.]+ s\n"));
   EXPECT_EQ(db("dump", "a t"),
-            "rowid  int  app  rsvd  launches\n1      -    b          -2\n"
-            "2      -    c    x\n,y  3\n3      7    i\"s  r     1\n");
+            "rowid  int  app  rsvd     launches\n1      -    b             -2\n"
+            "2      -    c    x\\x0a,y  3\n3      7    i\"s  r        1\n");
   std::string dump = db("dump", "a t --json");
   std::ofstream(rows) << dump;
   db("put", "b t --from - <" + rows);
@@ -278,6 +286,11 @@ TEST(Lmctl, RowsKeepTheirFieldsAndADumpCanBePutBack) {
   std::ofstream(rows) << dump.replace(dump.find("-2"), 2, "12");
   db("put", "b t --update --from " + rows);
   EXPECT_EQ(db("dump", "b t --json"), dump);
+}
+
+TEST(Lmctl, ResultsThatAreNotWholeAreFailures) {
+  EXPECT_THAT(run("manual 2>&1 >/dev/full"),
+              Pair(kFailure, "lmctl: cannot write to standard output\n"));
 }
 
 TEST(Distribution, AnEventBelongsToTheLastNotificationBeforeIt) {
