@@ -49,6 +49,8 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
         Case{{"report", "-o", "a", "-o", "b"}, kUsage, "--output is there more than once"},
         Case{{"--json", "mem"}, kUsage, "lmctl mem: '--json' belongs after the command; see"},
         Case{{"stats", "pid", "0"}, kUsage, "PID: '0' is no whole number from 1 to 4194304"},
+        Case{{"favourites", "rebuild", "--dir", "/none"}, kFailure, "rebuild: no text of key 5638"},
+        Case{{"favourites", "rebuild", "--dir", ""}, kUsage, "--dir: the name is empty"},
         Case{{"watch", "vsync", "--node", longPath.c_str()}, kUsage, "vsync: .*than 149 bytes"},
         Case{{"watch", "vsync", "--node", "/tmp"}, kFailure, "no vsync node: /tmp: Is a dir"},
         Case{{"watch", "vsync", "--node", "/proc/self/exe"}, kFailure, "exe: not a kernel node"},
