@@ -49,6 +49,8 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
         Case{{"report", "-o", "a", "-o", "b"}, kUsage, "--output is there more than once"},
         Case{{"--json", "mem"}, kUsage, "lmctl mem: '--json' belongs after the command; see"},
         Case{{"stats", "pid", "0"}, kUsage, "PID: '0' is no whole number from 1 to 4194304"},
+        Case{{"db", "dump", "", "t"}, kUsage, "lmctl db dump: FILE: the name is empty"},
+        Case{{"db", "dump", "/\n", "t"}, kFailure, "lmctl db dump: /.x0a: No such file"},
         Case{{"favourites", "rebuild", "--dir", "/none"}, kFailure, "rebuild: no text of key 5638"},
         Case{{"favourites", "rebuild", "--dir", ""}, kUsage, "--dir: the name is empty"},
         Case{{"watch", "vsync", "--node", longPath.c_str()}, kUsage, "vsync: .*than 149 bytes"},
@@ -165,10 +167,18 @@ TEST(Lmctl, StoresAreFilledShownAndEmptied) {
   using Step = std::tuple<std::string, int, std::string>;
   for (const auto& [words, status, out] : {
            Step{"db dump " + table, kFailure, ""},
-           Step{"db put " + table + "five --app a", kFailure, ""},
-           Step{"db put " + table + "5", kFailure, ""},
-           Step{"db put " + table + "5 --app a --int 3", kSuccess, ""},
-           Step{"db put " + table + "6 --app b\xff", kSuccess, ""},
+           Step{"db put " + table + "five --app a", kUsage, ""},
+           Step{"db put " + table + "5", kUsage, ""},
+           Step{"db dump " + table, kFailure, ""},  // as nothing made the file yet
+           Step{"db put " + table + "5 --app a --int 03", kSuccess, "put 1\n"},
+           Step{"db put " + table + "6 --app b\xff --json", kSuccess, "\"put\": 1\n"},
+           Step{"db put " + table + "6 --app b --slots", kFailure, ""},
+           Step{"db dump " + table + "--slots", kFailure, ""},
+           Step{"db dump " + file + "launches", kFailure, ""},
+           Step{"db delete " + file + "launches", kFailure, ""},
+           Step{"db delete " + table + "--app ''", kUsage, ""},
+           Step{"db delete " + table + "--rsvd ''", kUsage, ""},
+           Step{"db delete " + table + "--int 2147483647", kUsage, ""},
            Step{"db put " + file + "'x;y' 5 --app a", kUsage, ""},
            Step{"db dump " + table + "--app it\\'s", kUsage, ""},
            Step{"db dump " + table + "--app a", kSuccess, row},
@@ -215,8 +225,9 @@ TEST(Lmctl, HelpAndManualTellOfEachCommandAndOptionOnce) {
     const auto own = findAll(help, kOption);
     options.insert(options.end(), own.begin(), own.end());
   }
-  EXPECT_THAT(withoutResult, ElementsAre("demo", "db put", "completion bash", "completion zsh",
+  EXPECT_THAT(withoutResult, ElementsAre("demo", "completion bash", "completion zsh",
                                          "completion fish", "manual"));
+  EXPECT_THAT(run("completion bash").second, HasSubstr("'lmctl db put --from') kind=f"));
   EXPECT_EQ(findAll(manual, R"(^\\fB(?:-[a-z], )?(--[a-z-]+))"), options);
 }
 
@@ -291,6 +302,21 @@ TEST(Lmctl, RowsKeepTheirFieldsAndADumpCanBePutBack) {
 }
 
 TEST(Lmctl, ResultsThatAreNotWholeAreFailures) {
+  const TemporaryFolder folder;
+  const std::string rows = folder.path() + "/rows";
+  const std::string table = folder.path() + "/db t ";
+  std::ofstream file(rows);
+  file << "app,launches\n";
+  for (int i = 0; i < 10000; ++i) {
+    file << "a,1\n";
+  }
+  file.close();
+  run("db put " + table + "--from " + rows);
+  EXPECT_THAT(run("db dump " + table + "2>&1 >/dev/null"), Pair(kSuccess, ""));
+  run("db put " + table + "1 --app b");
+  EXPECT_THAT(run("db dump " + table + "2>&1 >/dev/null"),
+              Pair(kFailure, HasSubstr("only 10000 of 10001 rows")));
+  EXPECT_THAT(run("db dump " + table + "--app a 2>&1 >/dev/null"), Pair(kSuccess, ""));
   EXPECT_THAT(run("manual 2>&1 >/dev/full"),
               Pair(kFailure, "lmctl: cannot write to standard output\n"));
 }
