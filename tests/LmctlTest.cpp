@@ -38,24 +38,37 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
   hostcore::clearItem(kVsyncNodeItem);
   hostcore::clearItem(kGfxDataNodeItem);
   const std::string longPath(150, 'x');
+  constexpr auto kNode = HostNameNode::kPath;
   using Case = std::tuple<std::vector<const char*>, int, const char*>;
   for (auto [words, status, error] :
        {Case{{}, kUsage, "lmctl: .*see 'lmctl --help'"},
         Case{{"watch"}, kUsage, "lmctl watch: no command; usage: lmctl watch COMMAND; see"},
         Case{{"nonsense"}, kUsage, "lmctl: .*nonsense"},
-        Case{{"watch", "vsync", "--seconds", "x"}, kUsage, "see 'lmctl watch vsync --help'"},
+        Case{{"watch", "vsync", "--seconds", "x"}, kUsage, "'x' is no number from 0.1 to 86400"},
+        Case{{"watch", "gfx", "--seconds", "nan"}, kUsage, "gfx: --seconds: 'nan' is no number"},
+        Case{{"watch", "gfx", "--seconds"}, kUsage, "gfx: --seconds needs a value; see"},
+        Case{{"report", "-o", "a", "-o", "b"}, kUsage, "--output is there more than once"},
+        Case{{"--json", "mem"}, kUsage, "lmctl mem: '--json' belongs after the command; see"},
+        Case{{"stats", "pid", "0"}, kUsage, "PID: '0' is no whole number from 1 to 4194304"},
+        Case{{"db", "dump", "", "t"}, kUsage, "lmctl db dump: FILE: the name is empty"},
+        Case{{"db", "dump", "/\n", "t"}, kFailure, "lmctl db dump: /.x0a: No such file"},
+        Case{{"favourites", "rebuild", "--dir", "/none"}, kFailure, "rebuild: no text of key 5638"},
+        Case{{"favourites", "rebuild", "--dir", ""}, kUsage, "--dir: the name is empty"},
         Case{{"watch", "vsync", "--node", longPath.c_str()}, kUsage, "vsync: .*than 149 bytes"},
+        Case{{"watch", "vsync", "--node", "/tmp"}, kFailure, "no vsync node: /tmp: Is a dir"},
+        Case{{"watch", "vsync", "--node", "/proc/self/exe"}, kFailure, "exe: not a kernel node"},
+        Case{{"watch", "gfx", "--node", "/dev/null"}, kFailure, "/dev/null: neither a kernel node"},
         Case{{"demo", "--seconds", "0"}, kUsage, "lmctl demo: .*--seconds"},
         Case{{"watch", "vsync"}, kFailure, "item 22 is not configured.*--node PATH"},
         Case{{"watch", "vsync", "--node", "/none"}, kFailure, "/none: No such file.*--node PATH"},
-        Case{{"watch", "vsync", "--node", "/none", "--trace", ""}, kUsage, "no file name"},
+        Case{{"watch", "vsync", "--node", "/none", "--trace", ""}, kUsage, "name is empty"},
         Case{{"watch", "gfx"}, kFailure, "frame node: item 7 is not configured.*--node PATH"},
         Case{{"watch", "gfx", "--node", "/proc/self/exe"}, kFailure, "neither a kernel node nor"},
-        Case{{"watch", "gfx", "--node", "/dev/null", "--ctrl", "/none"}, kFailure, "--ctrl PATH"},
+        Case{{"watch", "gfx", "--node", kNode, "--ctrl", "/none"}, kFailure, "--ctrl PATH"},
         Case{{"report"}, kUsage, "--output FILE, or print the record with --json"},
         Case{{"report", "--json"}, kFailure, "nothing to watch: item 22 is .*; item 7 is .*PATH"},
         Case{{"report", "--json", "--frame-node", "/none"}, kFailure, "/none: No such file"},
-        Case{{"report", "--node", "/dev/null", "-o", "/none/x"}, kFailure, "create /none/x.tmp"},
+        Case{{"report", "--node", kNode, "-o", "/none/x"}, kFailure, "create /none/x.tmp"},
         Case{{"demo", "--output", "/dev/null"}, kFailure, "make the folder /dev/null; .*--output"},
         Case{{"watch", "vsync", "--help"}, kSuccess, "--node PATH"}}) {
     std::ostringstream out;
@@ -155,10 +168,18 @@ TEST(Lmctl, StoresAreFilledShownAndEmptied) {
   using Step = std::tuple<std::string, int, std::string>;
   for (const auto& [words, status, out] : {
            Step{"db dump " + table, kFailure, ""},
-           Step{"db put " + table + "five --app a", kFailure, ""},
-           Step{"db put " + table + "5", kFailure, ""},
-           Step{"db put " + table + "5 --app a --int 3", kSuccess, ""},
-           Step{"db put " + table + "6 --app b\xff", kSuccess, ""},
+           Step{"db put " + table + "five --app a", kUsage, ""},
+           Step{"db put " + table + "5", kUsage, ""},
+           Step{"db dump " + table, kFailure, ""},  // as nothing made the file yet
+           Step{"db put " + table + "5 --app a --int 03", kSuccess, "put 1\n"},
+           Step{"db put " + table + "6 --app b\xff --json", kSuccess, "\"put\": 1\n"},
+           Step{"db put " + table + "6 --app b --slots", kFailure, ""},
+           Step{"db dump " + table + "--slots", kFailure, ""},
+           Step{"db dump " + file + "launches", kFailure, ""},
+           Step{"db delete " + file + "launches", kFailure, ""},
+           Step{"db delete " + table + "--app ''", kUsage, ""},
+           Step{"db delete " + table + "--rsvd ''", kUsage, ""},
+           Step{"db delete " + table + "--int 2147483647", kUsage, ""},
            Step{"db put " + file + "'x;y' 5 --app a", kUsage, ""},
            Step{"db dump " + table + "--app it\\'s", kUsage, ""},
            Step{"db dump " + table + "--app a", kSuccess, row},
@@ -169,7 +190,8 @@ TEST(Lmctl, StoresAreFilledShownAndEmptied) {
            Step{"db delete " + table + "--int 3", kSuccess, "deleted 1\n"},
            Step{"db delete " + table, kSuccess, "deleted 1\n"},
            Step{"db dump " + table, kSuccess, "(no rows)\n"},
-           Step{"node write 3 x --json --item 3=/dev/null", kSuccess, "3,\n  \"written\": true"},
+           Step{"node write 3 x --json --item 3=/tmp", kFailure, ""},
+           Step{"node write 3 x --json --item 3=/dev/null", kSuccess, "\"attempted\": true"},
        }) {
     EXPECT_THAT(run(words), Pair(status, HasSubstr(out))) << words;
   }
@@ -203,8 +225,9 @@ TEST(Lmctl, HelpAndManualTellOfEachCommandAndOptionOnce) {
     const auto own = findAll(help, kOption);
     options.insert(options.end(), own.begin(), own.end());
   }
-  EXPECT_THAT(withoutResult, ElementsAre("demo", "db put", "completion bash", "completion zsh",
+  EXPECT_THAT(withoutResult, ElementsAre("demo", "completion bash", "completion zsh",
                                          "completion fish", "manual"));
+  EXPECT_THAT(run("completion bash").second, HasSubstr("'lmctl db put --from') kind=f"));
   EXPECT_EQ(findAll(manual, R"(^\\fB(?:-[a-z], )?(--[a-z-]+))"), options);
 }
 
@@ -222,7 +245,9 @@ TEST(Lmctl, DoctorTellsWhatIsThereFromWhatIsMissing) {
   };
   EXPECT_THAT(vsync(""), ElementsAre("missing: item 22 is not configured"));
   EXPECT_THAT(vsync(" --item 22=/x"), ElementsAre("missing: /x: No such file or directory"));
-  EXPECT_THAT(vsync(" --item 22=/dev/null"), ElementsAre("ok: /dev/null"));
+  EXPECT_THAT(vsync(" --item 22=/dev/null"), ElementsAre("missing: /dev/null: not a kernel node"));
+  const std::string node = HostNameNode::kPath;
+  EXPECT_THAT(vsync(" --item 22=" + node), ElementsAre("ok: " + node));
   const std::string text = run("doctor 2>&1").second;  // with no line of the log
   EXPECT_EQ(findAll(text, "^((?:ok     |missing)  [a-z].*)\n").size(),
             std::count(text.begin(), text.end(), '\n'));
@@ -312,8 +337,8 @@ TEST(Lmctl, RowsKeepTheirFieldsAndADumpCanBePutBack) {
                          ",b,,,-2\n\"x\n,y\",c,,,3";
   EXPECT_THAT(db("put", "a t --from " + rows), ContainsRegex("^put 3 rows in [0-9.]+ s\n"));
   EXPECT_EQ(db("dump", "a t"),
-            "rowid  int  app  rsvd  launches\n1      -    b          -2\n"
-            "2      -    c    x\n,y  3\n3      7    i\"s  r     1\n");
+            "rowid  int  app  rsvd     launches\n1      -    b             -2\n"
+            "2      -    c    x\\x0a,y  3\n3      7    i\"s  r        1\n");
   std::string dump = db("dump", "a t --json");
   std::ofstream(rows) << dump;
   db("put", "b t --from - <" + rows);
@@ -321,6 +346,26 @@ TEST(Lmctl, RowsKeepTheirFieldsAndADumpCanBePutBack) {
   std::ofstream(rows) << dump.replace(dump.find("-2"), 2, "12");
   db("put", "b t --update --from " + rows);
   EXPECT_EQ(db("dump", "b t --json"), dump);
+}
+
+TEST(Lmctl, ResultsThatAreNotWholeAreFailures) {
+  const TemporaryFolder folder;
+  const std::string rows = folder.path() + "/rows";
+  const std::string table = folder.path() + "/db t ";
+  std::ofstream file(rows);
+  file << "app,launches\n";
+  for (int i = 0; i < 10000; ++i) {
+    file << "a,1\n";
+  }
+  file.close();
+  run("db put " + table + "--from " + rows);
+  EXPECT_THAT(run("db dump " + table + "2>&1 >/dev/null"), Pair(kSuccess, ""));
+  run("db put " + table + "1 --app b");
+  EXPECT_THAT(run("db dump " + table + "2>&1 >/dev/null"),
+              Pair(kFailure, HasSubstr("only 10000 of 10001 rows")));
+  EXPECT_THAT(run("db dump " + table + "--app a 2>&1 >/dev/null"), Pair(kSuccess, ""));
+  EXPECT_THAT(run("manual 2>&1 >/dev/full"),
+              Pair(kFailure, "lmctl: cannot write to standard output\n"));
 }
 
 TEST(Distribution, AnEventBelongsToTheLastNotificationBeforeIt) {

@@ -5,6 +5,8 @@
 #include <string>
 #include <unordered_map>
 
+#include <android-base/unique_fd.h>
+
 #include "config/DynamicLoader.h"
 
 /**
@@ -41,7 +43,7 @@ class ConfigOverrides final : public ConfigStore {
 /** Why path cannot be an item's value, or nothing. */
 std::string nodePathProblem(const std::string& path);
 
-/** Why the file at path cannot be read (R_OK) or written (W_OK), or nothing. */
+/** Why what is at path is no file, or cannot be read (R_OK) or written (W_OK), or nothing. */
 std::string accessProblem(const std::string& path, int access);
 
 /** Why the node configured for item cannot be read (R_OK) or written (W_OK), or nothing. */
@@ -49,3 +51,12 @@ std::string nodeProblem(int item, int access);
 
 /** As that for reading, or why a reader of the node would never have to wait. */
 std::string blockingNodeProblem(int item);
+
+/** As that for reading, or why the node can notify nobody. */
+std::string notifyingNodeProblem(int item);
+
+/**
+ * A writer of the FIFO at path, without which a reader would be at its end, again and again. None
+ * when it is no FIFO.
+ */
+android::base::unique_fd holdOpenIfFifo(const std::string& path);

@@ -34,7 +34,11 @@ std::string Style::apply(const char* code, const std::string& text) const {
   return color ? std::string("\033[").append(code).append("m") + text + kPlain : text;
 }
 
-std::ostream& Console::beginError() const { return err << errStyle.error("lmctl:") << " "; }
+std::ostream& Console::beginError(const std::string& command) const {
+  return err << errStyle.error(command + ":") << " ";
+}
+
+std::ostream& Console::beginNote() const { return err << errStyle.warning("lmctl:") << " "; }
 
 bool isCapableTerminal(int file) {
   const std::string_view kind = variable("TERM");

@@ -28,7 +28,10 @@ struct Console {
   Style errStyle{};
 
   /** err, on which the beginning of a line with an error was written. */
-  std::ostream& beginError() const;
+  std::ostream& beginError(const std::string& command = "lmctl") const;
+
+  /** The same for what is worth knowing, but no failure. */
+  std::ostream& beginNote() const;
 };
 
 /** The process's own: standard output and error, with what the terminal and environment allow. */

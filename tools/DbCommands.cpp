@@ -8,6 +8,25 @@
 #include "Rows.h"
 #include "StoreAccess.h"
 
+namespace {
+
+/** Throws std::runtime_error when a read ended before the last row that matches key. */
+template <typename Store>
+void requireAll(Store& store, LMDBDataRowKey key, std::size_t read) {
+  if (read < static_cast<std::size_t>(kMaxRowsPerRead)) {
+    return;
+  }
+  std::string where;
+  store.build_query_for_where_clause(key, where);
+  const std::size_t matching = countRows(store.mDb, store.mTableName, where);
+  if (matching > read) {
+    throw std::runtime_error("only " + std::to_string(read) + " of " + std::to_string(matching) +
+                             " rows were read; name a key to see others");
+  }
+}
+
+}  // namespace
+
 std::string tableNameProblem(const std::string& text) {
   const auto isPart = [](unsigned char c) { return std::isalnum(c) != 0 || c == '_'; };
   const bool good = !text.empty() && std::isdigit(static_cast<unsigned char>(text.front())) == 0 &&
@@ -16,21 +35,18 @@ std::string tableNameProblem(const std::string& text) {
 }
 
 std::string keyTextProblem(const std::string& text) {
+  if (text.empty()) {
+    return "an empty text cannot be part of a key";
+  }
   return text.find('\'') == std::string::npos ? "" : "a quote cannot be part of a key";
 }
 
 int dbDump(const DbOptions& options, Console& console) {
-  return withStore(options, false, [&](auto& store) {
+  requireTable(options);
+  return withStore(options, [&](auto& store) {
     const Rows rows = readRows(store, options.key);
-    if (options.json) {
-      printJson(rows, console.out);
-    } else {
-      printTable(rows, console.out);
-    }
-    if (rows.size() == static_cast<std::size_t>(kMaxRowsPerRead)) {
-      console.beginError() << "a read ends after " << rows.size()
-                           << " rows; name a key to see others\n";
-    }
+    print(rows, options.json, console.out);
+    requireAll(store, options.key, rows.size());
     return kSuccess;
   });
 }
@@ -39,10 +55,7 @@ int dbPut(const DbOptions& options, Console& console) {
   if (!options.from.empty()) {
     return dbPutRows(options, console);
   }
-  if (const std::string problem = payloadProblem(options.value, options.slots); !problem.empty()) {
-    throw std::runtime_error(problem);
-  }
-  return withStore(options, true, [&](auto& store) {
+  return withStore(options, [&](auto& store) {
     cacheRow(store, {.intcol1 = options.key.intcol1,
                      .appName = options.key.appName,
                      .rsvdName = options.key.rsvdName,
@@ -50,12 +63,19 @@ int dbPut(const DbOptions& options, Console& console) {
     if (writeCached(store) == 0) {
       throw std::runtime_error("the row was not written; see the log for why");
     }
+    if (options.json) {
+      printJson({{"put", 1}}, console.out);
+    } else {
+      console.out << "put 1\n";
+    }
     return kSuccess;
   });
 }
 
 int dbDelete(const DbOptions& options, Console& console) {
-  return withStore(options, false, [&](auto& store) {
+  requireTable(options);
+  // No row's payload is read: any will do.
+  return withStoreOf<LaunchPayload>(options, [&](auto& store) {
     LMDBDataRowKey key = options.key;
     const int deleted = store.deleteAllDR(key);
     if (deleted < 0) {

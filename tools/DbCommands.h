@@ -29,10 +29,10 @@ std::string tableNameProblem(const std::string& text);
 /** Why text cannot be part of a key, whose texts are not escaped, or nothing. */
 std::string keyTextProblem(const std::string& text);
 
-/** Prints the rows that match the key. */
+/** Prints the rows that match the key. Throws std::runtime_error when a read ends before the last. */
 int dbDump(const DbOptions& options, Console& console);
 
-/** Adds one row, with the key's fields and the value. Creates the file when there is none. */
+/** Adds one row, with the key's fields and the value, or several. Creates the file when there is none. */
 int dbPut(const DbOptions& options, Console& console);
 
 /**

@@ -1,5 +1,4 @@
 #include <chrono>
-#include <filesystem>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
@@ -9,7 +8,9 @@
 #include <sstream>
 #include <vector>
 
+#include "ConfigOverrides.h"
 #include "Progress.h"
+#include "Rows.h"
 #include "StoreAccess.h"
 
 namespace {
@@ -23,10 +24,10 @@ using RowIds = std::set<std::int64_t>;
 std::string readText(const std::string& from) {
   std::ifstream file;
   if (from != "-") {
-    file.open(from, std::ios::binary);
-    if (!file.is_open() || std::filesystem::is_directory(from)) {
-      throw std::runtime_error("cannot read " + from + "; name a file with rows");
+    if (const std::string problem = accessProblem(from, R_OK); !problem.empty()) {
+      throw std::runtime_error(problem + "; name a file with rows");
     }
+    file.open(from, std::ios::binary);
   }
   std::istream& stream = from == "-" ? std::cin : file;
   return {std::istreambuf_iterator<char>(stream), {}};
@@ -118,7 +119,8 @@ int dbPutRows(const DbOptions& options, Console& console) {
   WorkProgress progress(console, signals);
   std::optional<RowIds> known;
   if (options.update) {
-    withStore(options, false, [&](auto& store) {
+    requireTable(options);
+    withStore(options, [&](auto& store) {
       known = rowIds(store);
       return kSuccess;
     });
@@ -127,10 +129,14 @@ int dbPutRows(const DbOptions& options, Console& console) {
                         .slots = options.slots,
                         .rowIds = known};
   const std::size_t total = checkRows(*RowReader::make(text, form), text.size(), progress);
-  return withStore(options, true, [&](auto& store) {
+  return withStore(options, [&](auto& store) {
     sqlite3_busy_timeout(store.mDb, kBusyLimitMs);
     writeRows(store, *RowReader::make(text, form), text.size(), total, progress);
     progress.erase();
+    if (options.json) {
+      printJson({{"put", total}}, console.out);
+      return kSuccess;
+    }
     const std::chrono::duration<double> passed = Clock::now() - begin;
     console.out << "put " << total << " rows in " << std::fixed << std::setprecision(1)
                 << passed.count() << " s\n";

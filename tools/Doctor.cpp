@@ -102,7 +102,7 @@ Rows examine() {
   const QuietLog quiet;
   Rows report = {
       ok("core library", coreLibraryFile()),
-      node("vsync", kVsyncNodeItem, nodeProblem(kVsyncNodeItem, R_OK)),
+      node("vsync", kVsyncNodeItem, notifyingNodeProblem(kVsyncNodeItem)),
       node("frames", kGfxDataNodeItem, blockingNodeProblem(kGfxDataNodeItem)),
       node("frames' switch", kGfxCtrlNodeItem, nodeProblem(kGfxCtrlNodeItem, W_OK)),
       thermal(),

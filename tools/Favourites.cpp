@@ -40,6 +40,9 @@ int rebuildFavourites(const FavouritesOptions& options, Console& console) {
   ConfigOverrides overrides;
   if (options.text) {
     overrides.setText(kPreferredAppsKey, *options.text);
+  } else if (FetchPreferredApps().getWeekTimePreferredApps().empty()) {
+    throw std::runtime_error("no text of key " + std::to_string(kPreferredAppsKey) +
+                             "; give --text or --text-file");
   }
   const std::string folder = options.folder + "/";
   FetchPreferredApps::LaunchStore favourites(kFavouritesTable, folder, fileOf(kFavouritesTable));
@@ -75,18 +78,21 @@ void addFavourites(CLI::App& app, Console& console, int& status) {
   rebuild->add_option("--dir", options->folder, "Folder of the three databases")
       ->type_name("DIR")
       ->required()
-      ->check(CLI::ExistingDirectory);
+      ->check(notEmpty());
   CLI::Option* const text =
       rebuild->add_option("--text", options->text, "Text, instead of the configured one");
   const auto file = std::make_shared<std::string>();
   rebuild->add_option("--text-file", *file, "File with the text")
       ->type_name("FILE")
-      ->check(CLI::ExistingFile)
+      ->check(notEmpty())
       ->excludes(text);
   addJson(*rebuild, options->json,
           "an object {time_slots, favourite_launches} of the tables' rows, as db dump prints them");
   rebuild->callback([=, &console, &status] {
     if (!file->empty()) {
+      if (const std::string problem = accessProblem(*file, R_OK); !problem.empty()) {
+        throw std::runtime_error(problem + "; name a file with the text");
+      }
       std::ifstream stream(*file);
       options->text = std::string(std::istreambuf_iterator<char>(stream), {});
     }

@@ -1,6 +1,7 @@
 #include "Lmctl.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <ostream>
 #include <vector>
 
@@ -15,7 +16,9 @@
 #include "Manual.h"
 #include "NodeCommands.h"
 #include "ServicesCommands.h"
+#include "ShellText.h"
 #include "StatsCommands.h"
+#include "Texts.h"
 #include "Version.h"
 #include "WatchCommands.h"
 #include "demo/Demo.h"
@@ -55,11 +58,32 @@ void addCommands(CLI::App& app, Console& console, int& status) {
   }
 }
 
-std::string usageProblem(const CLI::App& app, const Command& command, const char* what) {
+/** What is wrong with an argument that nothing takes; lmctl itself gets options before a command. */
+std::string unexpectedProblem(const std::string& argument, const Command& command) {
+  const auto own = namesOf(command.options);
+  const bool isOwn =
+      std::find(own.begin(), own.end(), argument.substr(0, argument.find('='))) != own.end();
+  return isOwn ? "'" + argument + "' belongs after the command"
+               : "unexpected argument '" + argument + "'";
+}
+
+/** In words of lmctl's, where those of the parser are about its types. */
+std::string usageProblem(const CLI::App& app, const Command& command, const CLI::ParseError& e) {
+  std::string what = e.what();
   if (const auto unknown = app.remaining(true); !unknown.empty()) {
-    return "unexpected argument '" + unknown.front() + "'";
+    return unexpectedProblem(unknown.front(), command);
   }
-  return command.commands.empty() ? what : "no command; usage: " + usage(command);
+  if (!command.commands.empty()) {
+    return "no command; usage: " + usage(command);
+  }
+  if (dynamic_cast<const CLI::ArgumentMismatch*>(&e) != nullptr) {
+    return what.substr(0, what.find(':')) +
+           (what.ends_with("missing") ? " needs a value" : " is there more than once");
+  }
+  if (dynamic_cast<const CLI::ConversionError*>(&e) != nullptr) {
+    return "a flag takes no value";
+  }
+  return what;
 }
 
 }  // namespace
@@ -83,9 +107,12 @@ int lmctl(int argc, const char* const* argv, Console& console) try {
     console.out << version.what() << "\n";
   } catch (const CLI::ParseError& e) {
     const Command command = describe(namedCommand(app));
-    console.err << command.path << ": " << usageProblem(app, command, e.what()) << "; see '"
-                << command.path << " --help'\n";
+    console.beginError(command.path)
+        << visible(usageProblem(app, command, e)) << "; see '" << command.path << " --help'\n";
     return kUsage;
+  } catch (const std::exception& e) {
+    console.beginError(describe(namedCommand(app)).path) << visible(e.what()) << "\n";
+    return kFailure;
   }
   return status;
 } catch (const std::exception& e) {

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <memory>
 #include <ostream>
 
 #include "AsyncEventsMgr.h"
@@ -42,12 +41,12 @@ int lookUpProcess(const LookupOptions& options, Console& console) {
 }  // namespace
 
 void addLookup(CLI::App& app, Console& console, int& status) {
-  CLI::App* const pid = app.add_subcommand(
-      "pid", "Look for a process among the foreground tasks, for up to a second.");
-  const auto options = std::make_shared<LookupOptions>();
-  pid->add_option("NAME", options->name, "Its command's whole first word; an app's package name")
+  const Commands<LookupOptions> commands(app, console, status);
+  CLI::App* const pid =
+      commands.add("pid", "Look for a process among the foreground tasks, for up to a second.",
+                   "an object {name, pid}", lookUpProcess);
+  pid->add_option("NAME", commands.options->name,
+                  "Its command's whole first word; an app's package name")
       ->required();
-  pid->add_flag("--once", options->once, "Look only once, and at once");
-  addJson(*pid, options->json, "an object {name, pid}");
-  pid->callback([=, &console, &status] { status = lookUpProcess(*options, console); });
+  pid->add_flag("--once", commands.options->once, "Look only once, and at once");
 }

@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
-#include <memory>
 #include <ostream>
 #include <stdexcept>
 
@@ -49,7 +48,7 @@ int writeNode(const NodeWrite& write, Console& console) {
     throw std::runtime_error("item " + item + ": not written; see the log");
   }
   if (write.json) {
-    printJson({{"item", write.item}, {"written", true}}, console.out);
+    printJson({{"item", write.item}, {"attempted", true}}, console.out);
   }
   return kSuccess;
 }
@@ -74,11 +73,12 @@ void addItems(CLI::App& app, ConfigOverrides& overrides) {
 void addNode(CLI::App& app, Console& console, int& status) {
   CLI::App* const node = app.add_subcommand("node", "Write to kernel nodes by their item.");
   node->require_subcommand(1);
-  CLI::App* const write = node->add_subcommand(
-      "write", "Write a text to an item's node; whether its driver takes it is not known.");
-  const auto options = std::make_shared<NodeWrite>();
-  write->add_option("ITEM", options->item, "Item number")->required();
-  write->add_option("VALUE", options->value, "Text, written as it is")->required();
-  addJson(*write, options->json, "an object {item, written}");
-  write->callback([=, &console, &status] { status = writeNode(*options, console); });
+  const Commands<NodeWrite> commands(*node, console, status);
+  CLI::App* const write = commands.add(
+      "write", "Write a text to an item's node; whether its driver takes it is not known.",
+      "an object {item, attempted}", writeNode);
+  write->add_option("ITEM", commands.options->item, "Item number")
+      ->required()
+      ->transform(wholeNumber());
+  write->add_option("VALUE", commands.options->value, "Text, written as it is")->required();
 }

@@ -1,13 +1,13 @@
 #include "RowReader.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
 #include <stdexcept>
 
 #include "CsvReader.h"
 #include "JsonReader.h"
 #include "Payloads.h"
+#include "Texts.h"
 
 namespace {
 
@@ -101,14 +101,10 @@ void RowReader::checkGiven(bool app, bool payload, std::size_t offset) const {
 
 std::int64_t RowReader::number(const std::string& text, std::int64_t low, std::int64_t high,
                                std::size_t offset) const {
-  std::int64_t value = 0;
-  const char* const end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, value);
-  if (result.ec != std::errc() || result.ptr != end || value < low || value > high) {
-    fail(offset, "'" + text + "' is no whole number from " + std::to_string(low) + " to " +
-                     std::to_string(high));
+  if (const std::string problem = wholeNumberProblem(text, low, high); !problem.empty()) {
+    fail(offset, problem);
   }
-  return value;
+  return std::stoll(text);
 }
 
 void RowReader::fail(std::size_t offset, const std::string& problem) const {

@@ -5,6 +5,8 @@
 #include <iomanip>
 #include <ostream>
 
+#include "Texts.h"
+
 namespace {
 
 void addPayload(const _preKill_User_Launched_Data& payload, Rows& row) {
@@ -34,7 +36,7 @@ std::string cellText(const Rows& cell) {
   if (cell.is_null()) {
     return "-";
   }
-  return cell.is_string() ? cell.get<std::string>() : cell.dump();
+  return cell.is_string() ? visible(cell.get<std::string>()) : cell.dump();
 }
 
 }  // namespace

@@ -18,5 +18,6 @@ void print(const Rows& rows, bool json, std::ostream& out);
 /** Prints JSON; bytes that are not UTF-8 are replaced. */
 void printJson(const Rows& rows, std::ostream& out);
 
-/** Prints a line of member names and a line per row, in columns; "-" for null. */
+/** Prints a line of member names and a line per row, in columns; "-" for null, "\x0a" for
+ * a control byte. */
 void printTable(const Rows& rows, std::ostream& out);

@@ -74,21 +74,15 @@ int servicesActive(const ServicesOptions& options, Console& console) {
 void addServices(CLI::App& app, Console& console, int& status) {
   CLI::App* const services = app.add_subcommand("services", "Ask the platform's service tracker.");
   services->require_subcommand(1);
-  const auto options = std::make_shared<ServicesOptions>();
-  const auto add = [&](const char* name, const char* description, const char* json,
-                       int (*command)(const ServicesOptions&, Console&)) {
-    CLI::App* const query = services->add_subcommand(name, description);
-    addJson(*query, options->json, json);
-    query->callback([=, &console, &status] { status = command(*options, console); });
-    return query;
-  };
+  const Commands<ServicesOptions> commands(*services, console, status);
   constexpr char kPids[] = "an array of {pid}";
-  add("clients", "Show the services connected to a service.", "an array of {service}",
-      servicesClients)
-      ->add_option("NAME", options->name, "Service name")
+  commands
+      .add("clients", "Show the services connected to a service.", "an array of {service}",
+           servicesClients)
+      ->add_option("NAME", commands.options->name, "Service name")
       ->required();
-  add("pids", "Show the processes of services.", kPids, servicesPids)
-      ->add_option("NAME", options->names, "Service names")
+  commands.add("pids", "Show the processes of services.", kPids, servicesPids)
+      ->add_option("NAME", commands.options->names, "Service names")
       ->required();
-  add("active", "Show the processes of all active services.", kPids, servicesActive);
+  commands.add("active", "Show the processes of all active services.", kPids, servicesActive);
 }

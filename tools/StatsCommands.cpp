@@ -158,45 +158,34 @@ int showMemory(const StatsOptions& options, Console& console) {
   return kSuccess;
 }
 
-CLI::App* addCommand(CLI::App& parent, Console& console, int& status, const char* name,
-                     const char* description, const char* json,
-                     const std::shared_ptr<StatsOptions>& options,
-                     int (*command)(const StatsOptions&, Console&)) {
-  CLI::App* const app = parent.add_subcommand(name, description);
-  addJson(*app, options->json, json);
-  app->callback([=, &console, &status] { status = command(*options, console); });
-  return app;
-}
-
 }  // namespace
 
 void addStats(CLI::App& app, Console& console, int& status) {
   CLI::App* const stats = app.add_subcommand("stats", "Ask the kernel's statistics family.");
   stats->require_subcommand(1);
-  const auto options = std::make_shared<StatsOptions>();
-  const auto add = [&](const char* name, const char* description, const char* json,
-                       int (*command)(const StatsOptions&, Console&)) {
-    return addCommand(*stats, console, status, name, description, json, options, command);
-  };
+  const Commands<StatsOptions> commands(*stats, console, status);
+  StatsOptions& options = *commands.options;
   constexpr char kRecords[] = "an array of records, each an array of {slot, hex, decimal}";
-  add("pid", "Show one process; slots are as the kernel fills them.", kRecords, statsPid)
-      ->add_option("PID", options->pid, "Process identifier")
+  commands.add("pid", "Show one process; slots are as the kernel fills them.", kRecords, statsPid)
+      ->add_option("PID", options.pid, "Process identifier")
       ->required()
-      ->check(CLI::Range(1, 4194304));
-  add("sys", "Show the system.", kRecords, statsSys);
-  CLI::App* const range = add("range", "Show the processes in a range.", kRecords, statsRange);
-  const CLI::Range bounds(0, 65535);
-  range->add_option("FIRST", options->first, "Lowest process identifier")
+      ->transform(wholeNumber(1, 4194304));
+  commands.add("sys", "Show the system.", kRecords, statsSys);
+  CLI::App* const range =
+      commands.add("range", "Show the processes in a range.", kRecords, statsRange);
+  const CLI::Validator bounds = wholeNumber(0, 65535);
+  range->add_option("FIRST", options.first, "Lowest process identifier")
       ->required()
-      ->check(bounds);
-  range->add_option("LAST", options->last, "Highest one")->required()->check(bounds);
-  add("name", "Show the processes with a name.", "an array of {hex, decimal}", statsName)
-      ->add_option("NAME", options->name, "Process name")
+      ->transform(bounds);
+  range->add_option("LAST", options.last, "Highest one")->required()->transform(bounds);
+  commands.add("name", "Show the processes with a name.", "an array of {hex, decimal}", statsName)
+      ->add_option("NAME", options.name, "Process name")
       ->required();
 }
 
 void addMemory(CLI::App& app, Console& console, int& status) {
-  addCommand(app, console, status, "mem", "Show swap and vmalloc figures.",
-             "an object {swap_used_kb, swap_total_kb, vmalloc_used_kb}, null for unknown figures",
-             std::make_shared<StatsOptions>(), showMemory);
+  Commands<StatsOptions>(app, console, status)
+      .add("mem", "Show swap and vmalloc figures.",
+           "an object {swap_used_kb, swap_total_kb, vmalloc_used_kb}, null for unknown figures",
+           showMemory);
 }

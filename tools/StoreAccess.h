@@ -1,7 +1,5 @@
 #pragma once
 
-#include <unistd.h>
-
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -10,7 +8,22 @@
 #include "Payloads.h"
 #include "RowReader.h"
 
-/** Opens the store of options and returns operation(store). */
+/**
+ * Throws std::runtime_error unless the file of options is a database that has its table. Creates
+ * neither, as opening a store would.
+ */
+void requireTable(const DbOptions& options);
+
+/** Throws std::runtime_error when the table has payloads of another size than options tell of. */
+void requirePayload(sqlite3* db, const DbOptions& options);
+
+/** How many rows of a table a WHERE clause finds, or there are when it is empty. */
+std::size_t countRows(sqlite3* db, const std::string& table, const std::string& where);
+
+/**
+ * Opens the store of options, making it when it is missing, and returns operation(store). Throws
+ * std::runtime_error when it cannot be opened.
+ */
 template <typename T, typename Operation>
 int withStoreOf(const DbOptions& options, Operation operation) {
   LMDatabase<T> store(options.table, "", options.file);
@@ -21,14 +34,15 @@ int withStoreOf(const DbOptions& options, Operation operation) {
   return operation(store);
 }
 
-/** Does so with the payload of options. Throws std::runtime_error when it cannot be opened. */
+/** Does so with the payload of options, which the table must have. */
 template <typename Operation>
-int withStore(const DbOptions& options, bool create, Operation operation) {
-  if (!create && access(options.file.c_str(), R_OK) != 0) {
-    throw std::runtime_error("cannot read " + options.file + "; name a database file");
-  }
-  return options.slots ? withStoreOf<SlotPayload>(options, operation)
-                       : withStoreOf<LaunchPayload>(options, operation);
+int withStore(const DbOptions& options, Operation operation) {
+  const auto checked = [&](auto& store) {
+    requirePayload(store.mDb, options);
+    return operation(store);
+  };
+  return options.slots ? withStoreOf<SlotPayload>(options, checked)
+                       : withStoreOf<LaunchPayload>(options, checked);
 }
 
 /** Adds a row to the store's cache. */

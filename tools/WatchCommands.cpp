@@ -1,12 +1,8 @@
 #include "WatchCommands.h"
 
-#include <fcntl.h>
-
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <ostream>
-
-#include <android-base/unique_fd.h>
 
 #include "AsyncEventsMgr.h"
 #include "CommandLine.h"
@@ -25,21 +21,12 @@ struct NodeOptions {
   int controlValue = 1;
 };
 
-int reportNoNode(const char* node, const std::string& problem, const char* option,
-                 Console& console) {
-  console.beginError() << "no " << node << " node: " << problem << "; name one with " << option
-                       << " PATH\n";
-  return kFailure;
-}
-
 int runWatchVsync(const NodeOptions& nodes, const WatchOptions& options, Console& console) {
   ConfigOverrides overrides;
   if (!nodes.node.empty()) {
     overrides.set(kVsyncNodeItem, nodes.node);
   }
-  if (const std::string problem = nodeProblem(kVsyncNodeItem, R_OK); !problem.empty()) {
-    return reportNoNode("vsync", problem, "--node", console);
-  }
+  requireNode("vsync", notifyingNodeProblem(kVsyncNodeItem), "--node");
   return watchVsync(*VsyncEvent::getInstance(), options, console);
 }
 
@@ -51,27 +38,16 @@ int runWatchGfx(const NodeOptions& nodes, const WatchOptions& options, Console& 
   if (!nodes.control.empty()) {
     overrides.set(kGfxCtrlNodeItem, nodes.control);
   }
-  if (const std::string problem = blockingNodeProblem(kGfxDataNodeItem); !problem.empty()) {
-    return reportNoNode("frame", problem, "--node", console);
-  }
+  requireNode("frame", blockingNodeProblem(kGfxDataNodeItem), "--node");
   if (const std::string problem = nodeProblem(kGfxCtrlNodeItem, W_OK); !problem.empty()) {
     if (!nodes.control.empty()) {
-      return reportNoNode("control", problem, "--ctrl", console);
+      requireNode("control", problem, "--ctrl");
     }
-    console.beginError() << "no control node: " << problem
-                         << "; reports are not switched on, name one with --ctrl PATH\n";
+    console.beginNote() << "no control node: " << problem
+                        << "; reports are not switched on, name one with --ctrl PATH\n";
   }
-  // A FIFO without a writer would be at its end, again and again.
-  const std::string path = lmsupport::configuredNodePath(kGfxDataNodeItem);
-  const bool isFifo = std::filesystem::is_fifo(path);
-  const android::base::unique_fd writer(isFifo ? open(path.c_str(), O_RDWR | O_CLOEXEC) : -1);
+  const auto writer = holdOpenIfFifo(lmsupport::configuredNodePath(kGfxDataNodeItem));
   return watchGfx(*GfxEvent::getInstance(), nodes.controlValue, options, console);
-}
-
-void addNodeOption(CLI::App& source, const char* name, std::string& path, const char* description) {
-  source.add_option(name, path, description)
-      ->type_name("PATH")
-      ->check(CLI::Validator(nodePathProblem, "", ""));
 }
 
 void addWatchOptions(CLI::App& source, WatchOptions& options) {
@@ -79,15 +55,14 @@ void addWatchOptions(CLI::App& source, WatchOptions& options) {
       .add_option("--seconds", options.seconds,
                   "How long to watch, up to a day; until Ctrl-C when not given")
       ->type_name("N")
-      ->check(CLI::Range(0.1, 86400.0));
+      ->check(seconds(86400));
   addJson(source, options.json, "an object {source, seconds, and what was watched}, at the end");
 }
 
 void addTraceOption(CLI::App& source, WatchOptions& options) {
-  const auto problem = [](const std::string& path) { return path.empty() ? "no file name" : ""; };
   source.add_option("--trace", options.trace, "File to replace with a trace for ui.perfetto.dev")
       ->type_name("FILE")
-      ->check(CLI::Validator(problem, "", ""));
+      ->check(notEmpty());
 }
 
 }  // namespace
@@ -116,7 +91,8 @@ void addWatch(CLI::App& app, Console& console, int& status) {
   addNodeOption(*gfx, "--ctrl", nodes->control, "Node that switches reports on and off, likewise");
   gfx->add_option("--value", nodes->controlValue, "What switches them on; -1 switches them off")
       ->type_name("N")
-      ->capture_default_str();
+      ->capture_default_str()
+      ->transform(wholeNumber());
   addWatchOptions(*gfx, *options);
   addTraceOption(*gfx, *options);
   gfx->callback([=, &console, &status] { status = runWatchGfx(*nodes, *options, console); });

@@ -8,6 +8,10 @@ int main(int argc, char** argv) {
   Console console = standardConsole();
   const int status = lmctl(argc, argv, console);
   std::cout.flush();
+  const bool isLost = status == kSuccess && !std::cout.good();
+  if (isLost) {
+    console.beginError() << "cannot write to standard output\n";
+  }
   std::cerr.flush();
-  _exit(std::cout.good() || status != kSuccess ? status : kFailure);
+  _exit(isLost ? kFailure : status);
 }

@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
+#include "CommandLine.h"
 #include "Demo.h"
 
 void addDemo(CLI::App& app, Console& console, int& status) {
@@ -9,7 +10,7 @@ void addDemo(CLI::App& app, Console& console, int& status) {
   demo->add_option("--seconds", options->seconds, "How long to watch vsyncs, and then frames")
       ->type_name("N")
       ->capture_default_str()
-      ->check(CLI::Range(0.1, 3600.0));
+      ->check(seconds(3600));
   demo->add_option("--device", options->device,
                    "Folder of the simulated device's nodes, instead of private ones")
       ->type_name("DIR");

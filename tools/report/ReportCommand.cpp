@@ -1,13 +1,8 @@
 #include "report/ReportCommand.h"
 
-#include <fcntl.h>
-
 #include <CLI/CLI.hpp>
-#include <filesystem>
 #include <memory>
 #include <ostream>
-
-#include <android-base/unique_fd.h>
 
 #include "AsyncEventsMgr.h"
 #include "CommandLine.h"
@@ -49,9 +44,8 @@ void setNodes(const ReportOptions& options, ConfigOverrides& overrides) {
  */
 bool isUsable(const char* part, const std::string& problem, const std::string& named,
               const char* option, Watched& watched) {
-  if (!problem.empty() && !named.empty()) {
-    throw std::runtime_error("no " + std::string(part) + " node: " + problem +
-                             "; name another with " + option + " PATH");
+  if (!named.empty()) {
+    requireNode(part, problem, option);
   }
   if (!problem.empty()) {
     watched.leftOut.emplace_back(part, problem + "; name a node with " + option + " PATH");
@@ -72,9 +66,7 @@ void watchSources(bool vsync, bool gfx, const ReportOptions& options, Console& c
   EventRecorder events;
   FrameRecorder frames;
   const std::string framePath = lmsupport::configuredNodePath(kGfxDataNodeItem);
-  // A FIFO without a writer would be at its end, again and again.
-  const bool isFifo = gfx && std::filesystem::is_fifo(framePath);
-  const android::base::unique_fd writer(isFifo ? open(framePath.c_str(), O_RDWR | O_CLOEXEC) : -1);
+  const auto writer = holdOpenIfFifo(gfx ? framePath : "");
   const Clock::time_point begin = Clock::now();
   if (vsync) {
     VsyncEvent::getInstance()->registerCallBack(EventRecorder::onEvent, &events);
@@ -100,21 +92,20 @@ void watchSources(bool vsync, bool gfx, const ReportOptions& options, Console& c
 
 int makeReport(const ReportOptions& options, Console& console) {
   if (options.output.empty() && !options.json) {
-    console.err << "lmctl report: no file for the page; name one with --output FILE, or print the "
-                   "record with --json\n";
+    console.beginError("lmctl report")
+        << "no file for the page; name one with --output FILE, or print the record with --json\n";
     return kUsage;
   }
   ConfigOverrides overrides;
   setNodes(options, overrides);
   Watched watched;
   const bool vsync =
-      isUsable("vsync", nodeProblem(kVsyncNodeItem, R_OK), options.vsyncNode, "--node", watched);
+      isUsable("vsync", notifyingNodeProblem(kVsyncNodeItem), options.vsyncNode, "--node", watched);
   const bool gfx = isUsable("frames", blockingNodeProblem(kGfxDataNodeItem), options.frameNode,
                             "--frame-node", watched);
   if (!vsync && !gfx) {
-    console.beginError() << "nothing to watch: " << watched.leftOut[0].second << "; "
-                         << watched.leftOut[1].second << "\n";
-    return kFailure;
+    throw std::runtime_error("nothing to watch: " + watched.leftOut[0].second + "; " +
+                             watched.leftOut[1].second);
   }
   if (gfx) {
     isUsable("control", nodeProblem(kGfxCtrlNodeItem, W_OK), options.controlNode, "--ctrl",
@@ -127,7 +118,7 @@ int makeReport(const ReportOptions& options, Console& console) {
   addFigures(watched);
   addConfiguredFavourites(watched);
   for (const auto& [part, reason] : watched.leftOut) {
-    console.beginError() << "left out " << part << ": " << reason << "\n";
+    console.beginNote() << "left out " << part << ": " << reason << "\n";
   }
   watchSources(vsync, gfx, options, console, watched);
 
@@ -154,20 +145,20 @@ void addReport(CLI::App& app, Console& console, int& status) {
   report->add_option("--seconds", options->seconds, "How long to watch, up to an hour")
       ->type_name("N")
       ->capture_default_str()
-      ->check(CLI::Range(0.1, 3600.0));
+      ->check(seconds(3600));
   report->add_option("-o,--output", options->output, "HTML file to make or replace")
-      ->type_name("FILE");
+      ->type_name("FILE")
+      ->check(notEmpty());
   addJson(*report, options->json, "an object, the record that the page shows");
-  const auto addNode = [&](const char* name, std::string& path, const char* description) {
-    report->add_option(name, path, description)
-        ->type_name("PATH")
-        ->check(CLI::Validator(nodePathProblem, "", ""));
-  };
-  addNode("--node", options->vsyncNode, "Vsync node to poll, instead of the configured one");
-  addNode("--frame-node", options->frameNode, "Frame node or FIFO to read, likewise");
-  addNode("--ctrl", options->controlNode, "Node that switches frames' reports on, likewise");
+  addNodeOption(*report, "--node", options->vsyncNode,
+                "Vsync node to poll, instead of the configured one");
+  addNodeOption(*report, "--frame-node", options->frameNode,
+                "Frame node or FIFO to read, likewise");
+  addNodeOption(*report, "--ctrl", options->controlNode,
+                "Node that switches frames' reports on, likewise");
   report->add_option("--value", options->controlValue, "What switches them on")
       ->type_name("N")
-      ->capture_default_str();
+      ->capture_default_str()
+      ->transform(wholeNumber());
   report->callback([=, &console, &status] { status = makeReport(*options, console); });
 }
