@@ -27,14 +27,17 @@ class LM_API STDeathRecipient : public android::hardware::hidl_death_recipient {
  * query connects again.
  *
  * The result of a query is the tracker's Status as an int, or 4 when the tracker cannot be reached;
- * the output is then left alone. Status 1, nothing found, and a failure to connect are logged. No
- * query throws: when memory is short it logs and returns the status as it stands.
+ * the output is then left alone. Status 1, nothing found, and a failure to connect are logged.
+ * Nothing is thrown: when memory is short a query logs and returns the status as it stands.
  *
- * Note: when the tracker dies between being found and being linked to, reading the result of the
- * link ends the process, as HIDL does with every unchecked transport failure.
+ * Note: the result of linking is read unchecked: a proxy whose linkToDeath fails in transport ends
+ * the process. HIDL's own proxies give false for a dead tracker, which is logged.
  *
- * Note: each new connection links another recipient and unlinks none, so after transport failures
- * one death may be logged more than once.
+ * Note: the recipient is linked to both proxies, and each new connection links another and unlinks
+ * none, so one death may be logged more than once, the very first one too.
+ *
+ * Note: gST_lock is public, but calling a member while holding it deadlocks. Connecting holds it
+ * exclusively, without limit, while all queries wait.
  */
 class LM_API DependentServices {
  public:

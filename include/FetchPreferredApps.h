@@ -18,6 +18,11 @@
  *
  * Note: an entry that does not end with "/" runs into the next one when the applications are told
  * apart: "com.a/com.b=com.c" has the applications com.a and com.bcom.c.
+ *
+ * Note: "//" gives an application without a name: its look-up matches the whole history, and the
+ * store refuses and logs its row.
+ *
+ * Note: a name that contains "'" makes the look-up in the history fail, so its count is -1.
  */
 class LM_API FetchPreferredApps {
  public:
@@ -41,7 +46,9 @@ class LM_API FetchPreferredApps {
   /**
    * Empties both tables, unless both are empty. The stores are open and stay the caller's.
    *
-   * @return 0, or -1 when memory was short
+   * Note: a failed read counts as no rows, so it may leave rows behind, as a failed deletion does.
+   *
+   * @return 0; what fails is logged by the stores
    */
   int deleteAndReBuildFavDbs(LaunchStore* favouriteLaunches, SlotStore* timeSlots);
 
@@ -50,8 +57,11 @@ class LM_API FetchPreferredApps {
    * and a row with the launch count of each distinct application.
    *
    * The count is -1 unless launchHistory has exactly one row for the application, with a count
-   * above 0. Entries after the eighth are logged and dropped. Blocks for the disk once per row, as
-   * each is a transaction of its own.
+   * above 0. Blocks for the disk once per row, as each is a transaction of its own.
+   *
+   * Note: each entry after the eighth is dropped, and logged with the text for a lack of memory.
+   *
+   * Note: rows that deleteAndReBuildFavDbs() leaves behind stay beside the new ones.
    *
    * @param favouriteLaunches emptied and written
    * @param launchHistory     read

@@ -10,7 +10,7 @@
 
 /**
  * @file
- * SQLite calls of the row store in LMDatabase.h, which is the header to include.
+ * SQLite calls and texts of the row store in LMDatabase.h, which is the header to include.
  */
 
 namespace lmsupport {
@@ -84,5 +84,30 @@ class SqlCalls {
   sqlite3* const mDb;
   const std::string& mTableName;
 };
+
+/** Appends the WHERE clause for key to query; nothing for a key with no field set. May throw. */
+inline void appendWhere(const LMDBDataRowKey& key, std::string& query) {
+  if (key.appName.empty() && key.rsvdName.empty() && key.intcol1 == kNoIntcol1) {
+    return;
+  }
+  query += "WHERE (";  // first, so that a text cut short by an exception is no valid SQL
+  std::string names;
+  std::string values;
+  const auto add = [&](const char* name, const std::string& value) {
+    const char* const separator = names.empty() ? "" : ",";
+    (names += separator) += name;
+    (values += separator) += value;
+  };
+  if (!key.appName.empty()) {
+    add("appName", "'" + key.appName + "'");
+  }
+  if (!key.rsvdName.empty()) {
+    add("rsvdName", "'" + key.rsvdName + "'");
+  }
+  if (key.intcol1 != kNoIntcol1) {
+    add("intcol1", std::to_string(key.intcol1));
+  }
+  query += names + ") = (" + values + ") ";
+}
 
 }  // namespace lmsupport

@@ -50,9 +50,10 @@
  *   after it, is for the caller to keep out.
  * - A row with an empty text, or intcol1 without a value, is written with the value of the row
  *   before it in the same call and of the same kind (new or existing), since that stays bound.
- * - A write takes every row out of the cache and deletes it, whether it could be written or not, and
- *   its result tells only of the statements' release. Without a transaction (BEGIN failed) the rows
- *   are written one by one.
+ * - A write keeps the cache when a statement cannot be prepared, and returns -1, or when memory for
+ *   the statements' texts is short, and returns 0. Otherwise every row leaves the cache and is
+ *   deleted, written or not, and the result tells only of the statements' release. Without a
+ *   transaction (BEGIN failed) the rows are written one by one.
  * - Row ids above 2147483647 cannot be updated: the id is bound with 32 bits.
  * - A read returns at most 10000 rows, in SQLite's order; limit and order are ignored. A look-up by
  *   key reads the whole table, as there is no index: its cost grows with the number of rows.
@@ -98,7 +99,12 @@ class LM_API LMDatabase : public LMDBDataTable<T> {
     return writeCachedDRToDisk() == LMDB_SUCCESS ? LMDB_SUCCESS : LMDB_FAILURE;
   }
 
-  /** The rows in the table that match key, for the caller to delete; none after a failure. */
+  /**
+   * The rows in the table that match key, for the caller to delete.
+   *
+   * None when the query cannot be prepared or an exception ends it; the rows before when SQLite or
+   * the allocation of a row fails on the way. Only the log tells either from a complete answer.
+   */
   vecT readAllocateDR(LMDBDataRowKey& key, unsigned long limit, lmdbOrderByCol col,
                       lmdbOrderByDir dir);
 
@@ -348,28 +354,8 @@ int LMDatabase<T>::deleteAllDR(LMDBDataRowKey& key) {
 
 template <typename T>
 void LMDatabase<T>::build_query_for_where_clause(LMDBDataRowKey& key, std::string& query) {
-  if (key.appName.empty() && key.rsvdName.empty() && key.intcol1 == kNoIntcol1) {
-    return;
-  }
   try {
-    query += "WHERE (";  // first, so that a text cut short by an exception is no valid SQL
-    std::string names;
-    std::string values;
-    const auto add = [&](const char* name, const std::string& value) {
-      const char* const separator = names.empty() ? "" : ",";
-      (names += separator) += name;
-      (values += separator) += value;
-    };
-    if (!key.appName.empty()) {
-      add("appName", "'" + key.appName + "'");
-    }
-    if (!key.rsvdName.empty()) {
-      add("rsvdName", "'" + key.rsvdName + "'");
-    }
-    if (key.intcol1 != kNoIntcol1) {
-      add("intcol1", std::to_string(key.intcol1));
-    }
-    query += names + ") = (" + values + ") ";
+    lmsupport::appendWhere(key, query);
   } catch (const std::exception& e) {
     LM_LOGE_AS(lmsupport::kLmdbTag, lmsupport::kLmdbComponent, __func__, __LINE__,
                "Caught exception: %s", e.what());

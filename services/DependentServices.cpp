@@ -72,36 +72,42 @@ void STDeathRecipient::serviceDied(std::uint64_t /*cookie*/,
 }
 
 int DependentServices::getSTServiceAndLinkToDeath() {
-  {
-    std::shared_lock lock(gST_lock);
+  try {
+    {
+      std::shared_lock lock(gST_lock);
+      if (isConnected()) {
+        return 0;
+      }
+    }
+    std::unique_lock lock(gST_lock);
     if (isConnected()) {
       return 0;
     }
-  }
-  std::unique_lock lock(gST_lock);
-  if (isConnected()) {
-    return 0;
-  }
-  if (gServiceTrackerHalObject_v1_1 == nullptr) {
-    gServiceTrackerHalObject_v1_1 = IServicetrackerV1_1::getService(kInstance, false);
-  }
-  if (gServiceTrackerHalObject == nullptr) {
-    gServiceTrackerHalObject = IServicetrackerV1_0::getService(kInstance, false);
-  }
-  if (!isConnected()) {
-    LM_LOGE(kDependentServices, "IServicetracker::getService failed!");
+    if (gServiceTrackerHalObject_v1_1 == nullptr) {
+      gServiceTrackerHalObject_v1_1 = IServicetrackerV1_1::getService(kInstance, false);
+    }
+    if (gServiceTrackerHalObject == nullptr) {
+      gServiceTrackerHalObject = IServicetrackerV1_0::getService(kInstance, false);
+    }
+    if (!isConnected()) {
+      LM_LOGE(kDependentServices, "IServicetracker::getService failed!");
+      return -1;
+    }
+    stDeathRecipient = new (std::nothrow) STDeathRecipient;
+    const bool linked = gServiceTrackerHalObject_v1_1->linkToDeath(stDeathRecipient, 0) &&
+                        gServiceTrackerHalObject->linkToDeath(stDeathRecipient, 0);
+    if (linked) {
+      return 0;
+    }
+    gServiceTrackerHalObject = nullptr;
+    gServiceTrackerHalObject_v1_1 = nullptr;
+    LM_LOGE(kDependentServices,
+            "Unable to link to gServiceTrackerHalObjects' death notifications!");
+    return -1;
+  } catch (...) {
+    logException();
     return -1;
   }
-  stDeathRecipient = new (std::nothrow) STDeathRecipient;
-  const bool linked = gServiceTrackerHalObject_v1_1->linkToDeath(stDeathRecipient, 0) &&
-                      gServiceTrackerHalObject->linkToDeath(stDeathRecipient, 0);
-  if (linked) {
-    return 0;
-  }
-  gServiceTrackerHalObject = nullptr;
-  gServiceTrackerHalObject_v1_1 = nullptr;
-  LM_LOGE(kDependentServices, "Unable to link to gServiceTrackerHalObjects' death notifications!");
-  return -1;
 }
 
 int DependentServices::getServices(const std::string& serviceName,

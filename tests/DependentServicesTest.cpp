@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <future>
+#include <latch>
 #include <semaphore>
 
 #include "EventRecorder.h"
@@ -32,9 +33,9 @@ struct Script {
   std::atomic<bool> failsInTransport = false;
   bool failsAfterAnswer = false;
   bool leavesNoMemory = false;
-  int acceptedLinks = std::numeric_limits<int>::max();
+  std::ptrdiff_t acceptedLinks = std::numeric_limits<int>::max();
   bool linkFailsInTransport = false;
-  std::atomic<int> links = 0;
+  std::vector<std::string> links;  ///< the versions of the proxies that were linked to
   std::function<void()> whenCalled = [] {};
 };
 
@@ -63,7 +64,9 @@ class FakeTracker : public TrackerBase<Interface> {
     if (mScript.linkFailsInTransport) {
       return kLost;
     }
-    return ++mScript.links <= mScript.acceptedLinks && Interface::linkToDeath(recipient, cookie);
+    mScript.links.push_back(Interface::descriptor);
+    return std::ssize(mScript.links) <= mScript.acceptedLinks &&
+           Interface::linkToDeath(recipient, cookie);
   }
 
  protected:
@@ -109,6 +112,8 @@ class Services : public testing::Test {
   static void withdraw() { hosthidl::unregisterService(Tracker1_0::descriptor); }
   static void kill() { hosthidl::killService(Tracker1_0::descriptor); }
 
+  static int connect() { return DependentServices().getSTServiceAndLinkToDeath(); }
+
   static int clients() {
     std::vector<std::string> services = {"before"};
     const int status = DependentServices().getServices("first", services);
@@ -147,7 +152,7 @@ TEST_F(Services, ProxiesComeAndGo) {
   const auto become = [this](Status status) { return [=, this] { mScript.status = status; }; };
   const auto lose = [this](bool lost) { return [=, this] { mScript.failsInTransport = lost; }; };
   const auto link = [this](int accepted) {
-    return [=, this] { mScript.links = 0, mScript.acceptedLinks = accepted; };
+    return [=, this] { mScript.links.clear(), mScript.acceptedLinks = accepted; };
   };
   struct Step {
     const char* what;
@@ -161,6 +166,7 @@ TEST_F(Services, ProxiesComeAndGo) {
       {"no tracker", [] {}, clients, 4, false, false, {kNotFound}},
       {"only 1.0", [this] { offer1_0(); }, clients, 0, true, false, {kNotFound}},
       {"its pids", [] {}, pids, 0, true, false, {kNotFound}},
+      {"is no connection", [] {}, connect, -1, true, false, {kNotFound}},
       {"1.1 is still missing", [] {}, active, 4, true, false, {kNotFound}},
       {"1.1 appears", [this] { offer1_1(); }, active, 0, true, true, {}},
       {"nothing found",
@@ -208,9 +214,9 @@ TEST_F(Services, ProxiesComeAndGo) {
        false,
        {kNotLinked}},
       {"1.0 refuses it",
-       [=, this] { EXPECT_EQ(mScript.links, 1), link(1)(); },
-       clients,
-       4,
+       [=, this] { EXPECT_EQ(mScript.links.size(), 1u), link(1)(); },
+       connect,
+       -1,
        false,
        false,
        {kNotLinked}},
@@ -230,7 +236,19 @@ TEST_F(Services, ProxiesComeAndGo) {
   }
 }
 
-TEST_F(Services, AQueryThatRunsShortOfMemoryReturnsTheStatusSoFar) {
+TEST_F(Services, EachConnectionLinksANewRecipientTo1_1First) {
+  offer1_0();
+  EXPECT_EQ(clients(), 0);
+  offer1_1();
+  EXPECT_EQ(connect(), 0);
+  EXPECT_THAT(mScript.links, ElementsAre(Tracker1_1::descriptor, Tracker1_0::descriptor));
+  const sp<STDeathRecipient> first = DependentServices::stDeathRecipient;
+  DependentServices::gServiceTrackerHalObject = nullptr;
+  EXPECT_EQ(connect(), 0);
+  EXPECT_NE(DependentServices::stDeathRecipient, first);
+}
+
+TEST_F(Services, AnExceptionEndsAQueryWithTheStatusSoFarAndConnectingWithoutOne) {
   offer1_1();
   mScript.leavesNoMemory = true;
   std::vector<std::string> services;
@@ -245,6 +263,16 @@ TEST_F(Services, AQueryThatRunsShortOfMemoryReturnsTheStatusSoFar) {
   };
   EXPECT_THAT(mLog.texts(), ElementsAre(line("getServices"), line("getServicePIDs"),
                                         line("getAllActiveServicePIDs")));
+  mScript.whenCalled = [] { throw 1; };
+  EXPECT_EQ(clients(), 4);
+  EXPECT_EQ(mLog.texts().back(), "DependentServices: getServices() Exception caught");
+  for (const int nth : {1, 2}) {
+    DependentServices::gServiceTrackerHalObject = nullptr;
+    DependentServices::gServiceTrackerHalObject_v1_1 = nullptr;
+    failingnew::gThrowing = nth;
+    EXPECT_EQ(connect(), -1);
+    EXPECT_EQ(mLog.texts().back(), line("getSTServiceAndLinkToDeath"));
+  }
 }
 
 TEST_F(Services, ALinkThatFailsInTransportEndsTheProcess) {
@@ -276,14 +304,21 @@ TEST_F(Services, QueriesRunSideBySideAndADeathWaitsForThem) {
 TEST_F(Services, ManyThreadsConnectOnce) {
   offer1_1();
   std::vector<std::future<int>> results(10);
-  for (auto& result : results) {
-    result = std::async(std::launch::async,
-                        [] { return DependentServices().getSTServiceAndLinkToDeath(); });
+  std::latch started(std::ssize(results));
+  {
+    const std::unique_lock lock(DependentServices::gST_lock);  // all find no proxy at its end
+    for (auto& result : results) {
+      result = std::async(std::launch::async, [&] {
+        started.count_down();
+        return connect();
+      });
+    }
+    started.wait();
   }
   for (auto& result : results) {
     EXPECT_EQ(result.get(), 0);
   }
-  EXPECT_EQ(mScript.links, 2);
+  EXPECT_EQ(mScript.links.size(), 2u);
 }
 
 TEST_F(Services, NothingIsMixedUpOrLeakedInAStorm) {

@@ -34,7 +34,8 @@ TEST_F(RowStore, RowsAreInTheFileAsPlainSqliteReadsAndWritesThem) {
               ElementsAre("1|-|it's \"ü\"\n|-|FEFFFFFF|", "2|-5|b|r|04030201|"));
   EXPECT_THAT(query("PRAGMA journal_mode"), ElementsAre("wal|"));
 
-  add(mStore, {.rowId = 2, .intcol1 = 7, .appName = "c", .payload = {9}});
+  constexpr std::int64_t kTooLong = (1LL << 32) + 2;  // bound with 32 bits, so updates row 2
+  add(mStore, {.rowId = kTooLong, .intcol1 = 7, .appName = "c", .payload = {9}});
   EXPECT_EQ(mStore.writeCachedDRToDisk(), LMDB_SUCCESS);
   query("INSERT INTO t VALUES (1, 'short', null, x'05'), (1, 'none', 'r', null)");
   EXPECT_THAT(read(mStore), ElementsAre("1 2147483647 it's \"ü\"\n  -2", "2 7 c  9", "3 1 short  5",
@@ -48,6 +49,10 @@ TEST_F(RowStore, SkippedBindingsKeepTheValueOfTheRowBefore) {
   add(mStore, {.payload = {2}});
   EXPECT_EQ(mStore.writeCachedDRToDisk(), LMDB_SUCCESS);
   EXPECT_THAT(read(mStore), ElementsAre("1 3 x y 1", "2 3 x y 2"));
+  add(mStore, {.rowId = 1, .intcol1 = 4, .appName = "u", .rsvdName = "v", .payload = {5}});
+  add(mStore, {.rowId = 2, .payload = {6}});
+  EXPECT_EQ(mStore.writeCachedDRToDisk(), LMDB_SUCCESS);
+  EXPECT_THAT(read(mStore), ElementsAre("1 4 u v 5", "2 4 u v 6"));
   const std::string refused = "writeCachedDRToDisk() sql:ERROR:Dbt=t info=19\n";  // by two calls
   EXPECT_THAT(mLog.texts(), ElementsAre(refused, refused));
 }
@@ -152,6 +157,14 @@ TEST_F(RowStore, MemoryThatRunsOutAnywhereLeaksAndBreaksNothing) {
   }
   mStore.writeCachedDRToDisk();
   EXPECT_EQ(read(mStore).size(), 39u);  // each was kept in the cache or written
+  const auto line = [](const std::string& function, const std::string& where) {
+    return "LMDB: " + function + "() Caught exception: std::bad_alloc" + where;
+  };
+  EXPECT_THAT(mLog.texts(),
+              testing::IsSupersetOf({line("writeCachedDRToDisk", " in writeCachedDRToDisk"),
+                                     line("readAllocateDR", " in readAllocateDR"),
+                                     line("deleteAllDR", " in deleteAllDR"),
+                                     line("build_query_for_where_clause", "")}));
   failingnew::gNothrow = 1;
   EXPECT_EQ(mStore.getRow(), nullptr);
   EXPECT_EQ(mLog.texts().back(), "LMDB: getRow() ERROR:Dbt=t new operator failure, allocated=0\n");
@@ -165,6 +178,8 @@ TEST_F(RowStore, AStoreThatCannotBeOpenedKeepsItsCacheAndReportsItAtItsEnd) {
     EXPECT_EQ(folder.writeCachedDRToDisk(), LMDB_SUCCESS);
     EXPECT_EQ(folder.mRowCache.size(), 1u);
     EXPECT_THAT(read(folder), IsEmpty());
+    LMDBDataRowKey everything;
+    EXPECT_EQ(folder.deleteAllDR(everything), 0);
     EXPECT_EQ(folder.closeLMdb(), LMDB_SUCCESS);
   }
   EXPECT_THAT(mLog.texts(),
@@ -198,6 +213,28 @@ TEST_F(RowStore, ProducersMayAppendDuringAWriteAndAReadStopsAt10000Rows) {
 }
 
 using RowStoreFile = StoreFixture;
+
+TEST_F(RowStoreFile, DestructionWritesAndClosesAndAnEarlierCloseKeepsTheHandle) {
+  const std::string writeAheadLog = mDirectory + "store.db-wal";  // goes with the last connection
+  {
+    LaunchStore store("t", mDirectory, "store.db");
+    store.LMDatabaseInit();
+    EXPECT_TRUE(std::filesystem::exists(writeAheadLog));
+    add(store, {.appName = "a", .payload = {1}});
+  }
+  EXPECT_FALSE(std::filesystem::exists(writeAheadLog));
+  EXPECT_THAT(query("SELECT appName FROM t"), ElementsAre("a|"));
+
+  LaunchStore memory("t", "", "");
+  for (const auto& [call, result] : {std::pair{"", LMDB_SUCCESS}, {"close", LMDB_FAILURE}}) {
+    memory.LMDatabaseInit();
+    hooks::failCall(call);
+    EXPECT_EQ(memory.closeLMdb(), result);
+    EXPECT_NE(std::exchange(memory.mDb, nullptr), nullptr);  // a stale handle is not destroyed
+  }
+  const std::string failed = "LMDB: closeLMdb() ERROR:Db=:memory: sql close failed, err=10\n";
+  EXPECT_THAT(mLog.texts(), ElementsAre(failed));
+}
 
 TEST_F(RowStoreFile, AWriterKilledAtAnyPointLeavesWholeCalls) {
   void* const shared =

@@ -28,6 +28,7 @@ bool fails(const hooks::Call& call, const std::string& word, const char* sql) {
 
 extern "C" {
 
+FAIL_AFTERWARDS(sqlite3_close, "close", (sqlite3 * db), (db))
 FAIL_AFTERWARDS(sqlite3_step, "step", (sqlite3_stmt * statement), (statement))
 FAIL_AFTERWARDS(sqlite3_reset, "reset", (sqlite3_stmt * statement), (statement))
 FAIL_AFTERWARDS(sqlite3_finalize, "finalize", (sqlite3_stmt * statement), (statement))

@@ -29,8 +29,9 @@ android::status_t Registry::add(const sp<IBase>& service, const std::string& nam
     return android::UNKNOWN_ERROR;
   }
   const std::string& firstVersion = chain.end()[-2];  // IBase comes last
-  const sp<IBase> replaced = remove(firstVersion, name);
+  sp<IBase> replaced;                                 // destroyed without the lock
   std::lock_guard lock(mRegistryLck);
+  replaced = take(firstVersion, name);
   service->mDead = false;
   mRegistrations.push_back({name, chain, service});
   return android::OK;
@@ -48,6 +49,10 @@ sp<IBase> Registry::find(const std::string& descriptor, const std::string& name)
 
 sp<IBase> Registry::remove(const std::string& descriptor, const std::string& name) {
   std::lock_guard lock(mRegistryLck);
+  return take(descriptor, name);
+}
+
+sp<IBase> Registry::take(const std::string& descriptor, const std::string& name) {
   for (auto entry = mRegistrations.begin(); entry != mRegistrations.end(); ++entry) {
     if (entry->answers(descriptor, name)) {
       const sp<IBase> removed = entry->service;

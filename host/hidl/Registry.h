@@ -44,6 +44,9 @@ class Registry {
     bool answers(const std::string& wantedInterface, const std::string& wantedName) const;
   };
 
+  /** remove() with mRegistryLck held. */
+  sp<IBase> take(const std::string& descriptor, const std::string& name) LM_REQUIRES(mRegistryLck);
+
   std::mutex mRegistryLck;
   std::vector<Registration> mRegistrations LM_GUARDED_BY(mRegistryLck);
 };

@@ -35,32 +35,9 @@ std::string Status::description() const {
 
 namespace details {
 
-return_status::return_status(return_status&& other) noexcept
-    : mStatus(std::exchange(other.mStatus, Status::ok())), mChecked(other.mChecked) {}
-
-return_status& return_status::operator=(return_status&& other) noexcept {
-  if (this != &other) {
-    assertChecked();
-    mStatus = std::exchange(other.mStatus, Status::ok());
-    mChecked = other.mChecked;
-  }
-  return *this;
-}
-
-bool return_status::isOk() const {
-  mChecked = true;
-  return mStatus.isOk();
-}
-
 void return_status::assertOk() const {
   if (!isOk()) {
     fail("the value of a failed HIDL call was read: " + description());
-  }
-}
-
-void return_status::assertChecked() const {
-  if (!mChecked && !mStatus.isOk()) {
-    fail("a failed HIDL call was not checked: " + description());
   }
 }
 

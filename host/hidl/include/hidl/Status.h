@@ -50,33 +50,24 @@ class Status final {
 
 namespace details {
 
-/**
- * What all Return types share. A failure that nobody asked isOk() about aborts the process, when the
- * value is read, and when the object is destroyed or overwritten.
- */
+/** What all Return types share. A failure that nobody looks at is lost without a word. */
 class return_status {
  public:
   return_status() = default;
   return_status(Status status) : mStatus(std::move(status)) {}
-  return_status(return_status&& other) noexcept;
-  return_status& operator=(return_status&& other) noexcept;
-  ~return_status() { assertChecked(); }
+  return_status(return_status&& other) = default;
+  return_status& operator=(return_status&& other) = default;
 
-  bool isOk() const;
-
-  /** These two do not count as asking. */
+  bool isOk() const { return mStatus.isOk(); }
   bool isDeadObject() const { return mStatus.transactionError() == DEAD_OBJECT; }
   std::string description() const { return mStatus.description(); }
 
  protected:
-  /** Aborts after a failure, asked about or not. */
+  /** Aborts after a failure. */
   void assertOk() const;
 
  private:
-  void assertChecked() const;
-
   Status mStatus;
-  mutable bool mChecked = false;
 };
 
 }  // namespace details

@@ -15,8 +15,10 @@ class Registry;
 namespace android::hidl::base::V1_0 {
 
 /**
- * What every interface extends: the methods of host/hidl/interfaces/base/1.0/IBase.hal. A service is
- * its own proxy on a host, so it also keeps what is linked to its death.
+ * What every interface extends: the methods of host/hidl/interfaces/base/1.0/IBase.hal.
+ *
+ * A service is its own proxy on a host, so it also keeps what is linked to its death. On a device
+ * the proxy keeps it: there the links end with the proxy, here only with the service.
  */
 struct IBase : virtual public RefBase {
   using _hidl_tag = hardware::details::i_tag;
