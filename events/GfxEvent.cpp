@@ -43,7 +43,10 @@ GfxEvent::GfxEvent() { setGfxSysNodes(); }
 
 GfxEvent::~GfxEvent() {
   setThreadState(THREAD_EXIT);
-  lmsupport::joinPollingThread(mThread);
+  if (mThread != nullptr && mThread->joinable()) {
+    mThread->join();
+  }
+  delete mThread;
 }
 
 void GfxEvent::setGfxSysNodes() {

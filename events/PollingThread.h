@@ -24,12 +24,4 @@ void startPollingThread(std::thread*& thread, Source* source, const char* compon
   }
 }
 
-/** Waits for a polling thread that was told to exit. Wakes nobody. */
-inline void joinPollingThread(std::thread* thread) {
-  if (thread != nullptr && thread->joinable()) {
-    thread->join();
-    delete thread;
-  }
-}
-
 }  // namespace lmsupport

@@ -34,7 +34,10 @@ VsyncEvent::VsyncEvent() {
 
 VsyncEvent::~VsyncEvent() {
   setThreadState(THREAD_EXIT);
-  lmsupport::joinPollingThread(mThread);
+  if (mThread != nullptr && mThread->joinable()) {
+    mThread->join();
+    delete mThread;
+  }
 }
 
 void VsyncEvent::startThread() { lmsupport::startPollingThread(mThread, this, kAsyncEventsMgr); }
