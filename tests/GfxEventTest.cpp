@@ -49,8 +49,20 @@ struct Client {
 constexpr auto kFirst = Client::onEvent<1>;
 constexpr auto kSecond = Client::onEvent<2>;
 
-/** A source that can be destroyed in any state. Its data node is a FIFO: a read waits for text. */
-class Source : public OpenGfxEvent {
+/** The data node: a FIFO, so a read waits for text. */
+class FrameNode {
+ public:
+  /** Drops the text where so much is unread that it does not fit. */
+  void report(const std::string& text) const {
+    [[maybe_unused]] const ssize_t ignored = write(mFd.get(), text.data(), text.size());
+  }
+
+ private:
+  const android::base::unique_fd mFd{open(kData.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC)};
+};
+
+/** A source that can be destroyed in any state; its thread may open the node until it has ended. */
+class Source : public FrameNode, public OpenGfxEvent {
  public:
   ~Source() override {
     setThreadState(THREAD_EXIT);
@@ -59,15 +71,7 @@ class Source : public OpenGfxEvent {
     report(":");
   }
 
-  /** Drops the text where so much is unread that it does not fit. */
-  void report(const std::string& text) const {
-    [[maybe_unused]] const ssize_t ignored = write(mNode.get(), text.data(), text.size());
-  }
-
   bool hasThread() const { return mThread != nullptr; }
-
- private:
-  const android::base::unique_fd mNode{open(kData.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC)};
 };
 
 std::string written(const std::string& path = kControl) {
