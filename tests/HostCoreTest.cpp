@@ -34,6 +34,7 @@ TEST(HostCore, LookUpIsTheStoresThirdVirtualFunction) {
 
 TEST(HostCore, APathMayBeReplacedWhileItIsLookedUp) {
   const std::string longest(149, 'x');
+  hostcore::clearItem(22);
   std::atomic<bool> done = false;
   std::thread writer([&] {
     for (int i = 0; i < 2000; ++i) {
