@@ -147,7 +147,7 @@ TEST_F(Gfx, TheControlNodeIsWrittenBeforeTheCallbackChanges) {
   hostcore::setItem(kGfxCtrlNodeItem, kControl + "3");
   for (const auto& [isStart, stateMeanwhile] :
        {std::tuple(true, THREAD_INIT), {false, THREAD_RUNNING}}) {
-    auto change = std::async(std::launch::async, [&] {
+    auto change = std::async(std::launch::async, [this, isStart = isStart] {
       isStart ? mSource.startEvent(kFirst, 5) : mSource.pauseEvent(kFirst);
     });
     EXPECT_EQ(change.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
