@@ -37,6 +37,7 @@ std::pair<int, std::string> run(const std::string& words) {
 TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
   hostcore::clearItem(kVsyncNodeItem);
   hostcore::clearItem(kGfxDataNodeItem);
+  hostcore::clearText(kPreferredAppsKey);
   const std::string longPath(150, 'x');
   constexpr auto kNode = HostNameNode::kPath;
   using Case = std::tuple<std::vector<const char*>, int, const char*>;
