@@ -283,6 +283,7 @@ TEST_F(Services, ALinkThatFailsInTransportEndsTheProcess) {
 
 TEST_F(Services, QueriesRunSideBySideAndADeathWaitsForThem) {
   offer1_1();
+  EXPECT_EQ(connect(), 0);  // which does wait for a query that is under way
   std::counting_semaphore<> entered(0);
   std::counting_semaphore<> released(0);
   mScript.whenCalled = [&] {
