@@ -36,8 +36,8 @@ class LM_API STDeathRecipient : public android::hardware::hidl_death_recipient {
  * Note: the recipient is linked to both proxies, and each new connection links another and unlinks
  * none, so one death may be logged more than once, the very first one too.
  *
- * Note: gST_lock is public, but calling a member while holding it deadlocks. Connecting holds it
- * exclusively, without limit, while all queries wait.
+ * Note: gST_lock is public, but calling a member while holding it deadlocks. Connecting waits for the
+ * queries under way, then holds it exclusively, without limit, while all queries wait.
  */
 class LM_API DependentServices {
  public:

@@ -8,9 +8,6 @@
 
 #include "Console.h"
 
-inline constexpr char kNoPrivateMounts[] =
-    "no private mount name space; run as root or allow user name spaces";
-
 /**
  * Gives the process mounts of its own, as root or, while it has one thread, as anybody. Returns
  * whether that worked.

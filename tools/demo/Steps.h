@@ -38,10 +38,16 @@ struct StepResult {
 /** The outcome of something that should work everywhere. */
 inline Outcome outcomeOf(bool worked) { return worked ? Outcome::kOk : Outcome::kFailed; }
 
+/** Leaves a step out that needs a name space of its own, and says how it would get one. */
+inline StepResult noNameSpaces(DemoScene& scene) {
+  scene.console.out << "left out   run as root or allow user name spaces\n";
+  return {"needs a private name space", Outcome::kMissing};
+}
+
 /**
- * The steps, each of which prints what it shows. They throw std::runtime_error when this machine
- * refuses what they need. The first two make name spaces of their own, in a child process, which the
- * kernel allows only while the process has neither threads nor other name spaces.
+ * The steps, each of which prints what it shows. They throw std::runtime_error when they cannot go
+ * on. The first two make name spaces of their own, in a child process, which the kernel allows only
+ * while the process has neither threads nor other name spaces.
  */
 StepResult demonstrateLookup(DemoScene& scene);
 StepResult demonstrateThermal(DemoScene& scene);

@@ -3,6 +3,7 @@
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
+#include <system_error>
 
 #include "AsyncEventsMgr.h"
 #include "ConfigOverrides.h"
@@ -39,7 +40,12 @@ bool waitForSource(Display& display, EventRecorder& recorder) {
 StepResult demonstrateVsync(DemoScene& scene) {
   const double seconds = scene.options.seconds;
   std::ostream& out = scene.console.out;
-  const std::unique_ptr<Display> display = makeDisplay(scene.options.device);
+  std::unique_ptr<Display> display;
+  try {
+    display = makeDisplay(scene.options.device);
+  } catch (const std::system_error&) {
+    return noNameSpaces(scene);
+  }
   ConfigOverrides overrides;
   overrides.set(kVsyncNodeItem, display->node());
   EventRecorder recorder;
