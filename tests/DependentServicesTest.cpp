@@ -5,12 +5,14 @@
 #include <atomic>
 #include <future>
 #include <latch>
+#include <nlohmann/json.hpp>
 #include <semaphore>
 
 #include "EventRecorder.h"
 #include "FailingNew.h"
 #include "HostServices.h"
 #include "LogCapture.h"
+#include "RunLmctl.h"
 #include "TrackerBase.h"
 
 using android::sp;
@@ -300,6 +302,23 @@ TEST_F(Services, QueriesRunSideBySideAndADeathWaitsForThem) {
   EXPECT_EQ(first.get() + second.get(), 0);
   death.get();
   EXPECT_EQ(DependentServices::gServiceTrackerHalObject, nullptr);
+}
+
+TEST_F(Services, LmctlPrintsTheAnswers) {
+  EXPECT_THAT(runLmctl({"services", "active"}).err, testing::HasSubstr("cannot be reached"));
+  offer1_1();
+  const LmctlResult clients = runLmctl({"services", "clients", "camera"});
+  EXPECT_EQ(clients.status, kSuccess);
+  EXPECT_EQ(clients.out, "service\ncamera\nsecond\n");
+  const auto pids = [](std::vector<const char*> words) {
+    return nlohmann::json::parse(runLmctl(std::move(words)).out).dump();
+  };
+  EXPECT_EQ(pids({"services", "pids", "12345", "6", "--json"}), R"([{"pid":5}])");
+  EXPECT_EQ(pids({"services", "active", "--json"}), R"([{"pid":7},{"pid":8},{"pid":9}])");
+  mScript.status = Status::NOT_FOUND;
+  const LmctlResult none = runLmctl({"services", "clients", "--json", "camera"});
+  EXPECT_EQ(none.status, kFailure);
+  EXPECT_THAT(none.err, testing::HasSubstr("check the name"));
 }
 
 TEST_F(Services, ManyThreadsConnectOnce) {

@@ -7,13 +7,12 @@
 #include <fstream>
 #include <map>
 #include <regex>
-#include <sstream>
 
 #include "Distribution.h"
 #include "FakeKernel.h"
 #include "HostCore.h"
 #include "HostNameNode.h"
-#include "Lmctl.h"
+#include "RunLmctl.h"
 #include "TemporaryFolder.h"
 #include "config/DynamicLoader.h"
 
@@ -41,7 +40,7 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
   const std::string longPath(150, 'x');
   constexpr auto kNode = HostNameNode::kPath;
   using Case = std::tuple<std::vector<const char*>, int, const char*>;
-  for (auto [words, status, error] :
+  for (const auto& [words, status, error] :
        {Case{{}, kUsage, "lmctl: .*see 'lmctl --help'"},
         Case{{"watch"}, kUsage, "lmctl watch: no command; usage: lmctl watch COMMAND; see"},
         Case{{"nonsense"}, kUsage, "lmctl: .*nonsense"},
@@ -72,12 +71,9 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
         Case{{"report", "--node", kNode, "-o", "/none/x"}, kFailure, "create /none/x.tmp"},
         Case{{"demo", "--output", "/dev/null"}, kFailure, "make the folder /dev/null; .*--output"},
         Case{{"watch", "vsync", "--help"}, kSuccess, "--node PATH"}}) {
-    std::ostringstream out;
-    std::ostringstream err;
-    Console console{out, err, false};
-    words.insert(words.begin(), "lmctl");
-    EXPECT_EQ(lmctl(static_cast<int>(words.size()), words.data(), console), status);
-    const std::string text = status == kSuccess ? out.str() : err.str();
+    const LmctlResult result = runLmctl(words);
+    EXPECT_EQ(result.status, status);
+    const std::string& text = status == kSuccess ? result.out : result.err;
     EXPECT_THAT(text, ContainsRegex(error));
     EXPECT_EQ(status != kSuccess, std::count(text.begin(), text.end(), '\n') == 1) << text;
   }
@@ -292,12 +288,11 @@ TEST(Lmctl, MembersOfJsonKeepTheirNames) {
         Case{{"range", "1", "2"}, {3, Bytes(152, 'r')}, "slot hex decimal"},
         Case{{"name", "init"}, {5, Bytes(8, 'n')}, "hex decimal"}}) {
     kernel.answer = {kernel.message({answer}, NLM_F_MULTI), kernel.done()};
-    words.insert(words.begin(), {"lmctl", "stats"});
+    words.insert(words.begin(), "stats");
     words.push_back("--json");
-    std::ostringstream out;
-    Console console{out, out, false};
-    ASSERT_EQ(lmctl(static_cast<int>(words.size()), words.data(), console), kSuccess) << out.str();
-    EXPECT_EQ(memberNames(out.str()), names);
+    const LmctlResult result = runLmctl(words);
+    ASSERT_EQ(result.status, kSuccess) << result.err;
+    EXPECT_EQ(memberNames(result.out), names);
   }
 }
 

@@ -16,6 +16,7 @@
 #include "Hooks.h"
 #include "LogCapture.h"
 #include "PrivateMounts.h"
+#include "RunLmctl.h"
 
 using namespace std::string_literals;
 namespace fs = std::filesystem;
@@ -175,6 +176,19 @@ TEST_F(ProcessLookup, TheMapKeepsTheLastResultAndSurvivesAShortageOfMemory) {
       testing::ElementsAre("AsyncEventsMgr: setPidOnMap() exception std::bad_alloc\n",
                            "AsyncEventsMgr: getPidExpensive() Caught Exception: std::bad_alloc in "
                            "getPidExpensive"));
+}
+
+TEST_F(ProcessLookup, LmctlPrintsWhatItFinds) {
+  const std::string pid = std::to_string(getpid());
+  std::ofstream(kTasks) << pid;
+  std::string name;
+  std::getline(std::ifstream("/proc/self/cmdline"), name, '\0');
+  EXPECT_EQ(runLmctl({"pid", name.c_str()}).out, pid + "\n");
+  const LmctlResult json = runLmctl({"pid", "--json", "--once", name.c_str()});
+  EXPECT_EQ(json.out, "{\n  \"name\": \"" + name + "\",\n  \"pid\": " + pid + "\n}\n");
+  const LmctlResult absent = runLmctl({"pid", "--once", "absent"});
+  EXPECT_EQ(absent.status, kFailure);
+  EXPECT_THAT(absent.err, testing::HasSubstr("'absent': not in " + kTasks));
 }
 
 }  // namespace
