@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <android-base/unique_fd.h>
@@ -17,6 +18,7 @@
 #include "HostCore.h"
 #include "LogCapture.h"
 #include "NoThreads.h"
+#include "SystemCallOf.h"
 #include "config/DynamicLoader.h"
 
 namespace {
@@ -24,13 +26,14 @@ namespace {
 const std::string kData = testing::TempDir() + "lmsupport-gfx-data";
 const std::string kControl = testing::TempDir() + "lmsupport-gfx-control";
 
-/** Keeps the last sample that it was told. */
+/** Keeps the last sample that it was told, and by which thread. */
 struct Client {
   template <int>
   static void onEvent(int event, void* payload, int zero, void* client) {
     EXPECT_TRUE(event == 2 && zero == 0);
     auto* const self = static_cast<Client*>(client);
     std::lock_guard lock(self->mLck);
+    self->mThread = gettid();
     self->mLast = *static_cast<const GfxFrameData*>(payload);
     self->mTold.notify_all();
   }
@@ -44,6 +47,7 @@ struct Client {
   std::mutex mLck;
   std::condition_variable mTold;
   std::optional<GfxFrameData> mLast;
+  pid_t mThread = 0;
 };
 
 constexpr auto kFirst = Client::onEvent<1>;
@@ -177,6 +181,7 @@ TEST_F(Gfx, DestructionEndsAndAwaitsTheThread) {
   source->startEvent(kFirst, 1);
   mSource.report(":");
   EXPECT_TRUE(mFirst.waitFor({}));
+  waitUntilIn(SYS_read, mFirst.mThread);
   auto destruction = std::async(std::launch::async, [source] { delete source; });
   EXPECT_EQ(destruction.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
   while (destruction.wait_for(std::chrono::milliseconds(10)) != std::future_status::ready) {

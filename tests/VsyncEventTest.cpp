@@ -14,6 +14,7 @@
 #include "HostCore.h"
 #include "LogCapture.h"
 #include "NoThreads.h"
+#include "SystemCallOf.h"
 #include "TestSource.h"
 #include "config/DynamicLoader.h"
 
@@ -60,19 +61,10 @@ class Vsync : public testing::Test {
     }
   }
 
-  /** Waits until the polling thread waits in that system call. */
-  static void waitUntilIn(long call) {
-    const auto path = "/proc/self/task/" + std::to_string(gPollingThread) + "/syscall";
-    const auto end = Clock::now() + kLimit;
-    for (long number = -1; number != call; std::ifstream(path) >> number) {
-      ASSERT_LT(Clock::now(), end) << "it does not go to sleep";
-    }
-  }
-
   /** Waits until the polling thread waits on a condition or lock. */
   void waitUntilAsleep() const {
     mNode.notify();  // ends the poll that was under way
-    waitUntilIn(SYS_futex);
+    waitUntilIn(SYS_futex, gPollingThread);
   }
 
   const HostNameNode mNode;
@@ -117,7 +109,7 @@ TEST_F(Vsync, ReadsAndRewindsTheNodeAndDeliversNothingWithoutANotification) {
   std::signal(SIGUSR1, [](int) { ++gSignals; });
   int signals = 0;
   for (const int state : {THREAD_RUNNING, THREAD_EXIT}) {
-    waitUntilIn(kPollCall);
+    waitUntilIn(kPollCall, gPollingThread);
     EXPECT_EQ(positionIn(node), "0");
     EXPECT_EQ(mFirst.count(), 1u);
     source.setThreadState(state);
