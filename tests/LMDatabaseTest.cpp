@@ -144,19 +144,22 @@ TEST_F(RowStore, AFailedReadOrDeleteIsLogged) {
 }
 
 TEST_F(RowStore, MemoryThatRunsOutAnywhereLeaksAndBreaksNothing) {
+  LaunchStore store("not_in_a_short_string", mDirectory, "store.db");
+  EXPECT_EQ(store.LMDatabaseInit(), LMDB_SUCCESS);
   LMDBDataRowKey key{.appName = "nothing like it"};
   for (int nth = 1; nth < 40; ++nth) {
-    add(mStore, {.appName = std::string(100, 'n'), .payload = {1}});
+    add(store, {.appName = std::string(100, 'n'), .payload = {1}});
     failingnew::gThrowing = nth;
-    mStore.writeCachedDRToDisk();
-    mStore.deleteAllDR(key);
+    store.writeCachedDRToDisk();
     failingnew::gThrowing = nth;
-    auto rows = mStore.readAllocateDR(key, 0, LMDB_COL_ROWID, LMDB_ASCENDING);
+    store.deleteAllDR(key);
+    failingnew::gThrowing = nth;
+    auto rows = store.readAllocateDR(key, 0, LMDB_COL_ROWID, LMDB_ASCENDING);
     failingnew::gThrowing = 0;
     EXPECT_THAT(rows, IsEmpty());
   }
-  mStore.writeCachedDRToDisk();
-  EXPECT_EQ(read(mStore).size(), 39u);  // each was kept in the cache or written
+  store.writeCachedDRToDisk();
+  EXPECT_EQ(read(store).size(), 39u);  // each was kept in the cache or written
   const auto line = [](const std::string& function, const std::string& where) {
     return "LMDB: " + function + "() Caught exception: std::bad_alloc" + where;
   };
