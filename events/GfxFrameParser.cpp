@@ -1,8 +1,6 @@
-#include <cctype>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <string_view>
 
 #include "AsyncEventsMgr.h"
 
@@ -18,6 +16,7 @@ namespace {
 constexpr char kSeparators[] = " :";
 constexpr char kFieldSeparator[] = " ";
 constexpr char kRecordSeparator[] = ":";
+constexpr char kOtherSpace[] = "\t\n\v\f\r";
 constexpr int kShortRest = 4;
 constexpr std::size_t kSafeDigits = std::numeric_limits<unsigned long>::digits10;
 constexpr double kTimeUnits = 1000.0;
@@ -51,12 +50,9 @@ bool endsField(char character) {
 }
 
 /** strtoul in base 0 of a field that ends before a separator or the end of the text. */
-unsigned long convert(std::string_view field) {
-  // Only white space could lead strtoul beyond the end.
-  while (!field.empty() && std::isspace(static_cast<unsigned char>(field.front())) != 0) {
-    field.remove_prefix(1);
-  }
-  return field.empty() ? 0 : strtoul(field.data(), nullptr, 0);
+unsigned long convert(const char* field, const char* end) {
+  field += std::strspn(field, kOtherSpace);  // only white space could lead strtoul beyond the end
+  return field == end ? 0 : strtoul(field, nullptr, 0);
 }
 
 /**
@@ -75,7 +71,7 @@ unsigned long convert(std::string_view field) {
   const bool decimal = *field != '0' || digits == 1;
   if (!decimal || !endsField(*end)) {
     end += std::strcspn(end, kSeparators);
-    number = convert({field, static_cast<std::size_t>(end - field)});
+    number = convert(field, end);
   }
   value = number;
   return end;

@@ -85,6 +85,12 @@ void TraceWriter::addCounter(const std::string& name, const Durations& durations
   }
 }
 
+void TraceWriter::addFrames(const FrameTimes& times) {
+  addSlices("stage 1-2", times.firstToSecond);
+  addSlices("stage 2-3", times.secondToThird);
+  addCounter("frame interval", times.intervals);
+}
+
 void TraceWriter::finish() {
   mFile.stream() << "\n]}\n";
   mFile.finish();

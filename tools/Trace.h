@@ -33,6 +33,9 @@ class TraceWriter {
   /** Adds a track that shows each duration as a value, in milliseconds, from its end on. */
   void addCounter(const std::string& name, const Durations& durations);
 
+  /** Adds the tracks of frames: their stages and the intervals between their starts. */
+  void addFrames(const FrameTimes& times);
+
   /** Puts the trace in the place of path. Throws std::runtime_error when it cannot. */
   void finish();
 

@@ -23,13 +23,6 @@ std::vector<std::string> liveLines(const FrameRecorder& recorder, const Screen& 
                        screen);
 }
 
-void writeTrace(const FrameTimes& times, TraceWriter& trace) {
-  trace.addSlices("stage 1-2", times.firstToSecond);
-  trace.addSlices("stage 2-3", times.secondToThird);
-  trace.addCounter("frame interval", times.intervals);
-  trace.finish();
-}
-
 }  // namespace
 
 int watchGfx(GfxEvent& source, int controlValue, const WatchOptions& options, Console& console) {
@@ -57,7 +50,8 @@ int watchGfx(GfxEvent& source, int controlValue, const WatchOptions& options, Co
     times.print(console.out);
   }
   if (trace) {
-    writeTrace(times, *trace);
+    trace->addFrames(times);
+    trace->finish();
   }
   return kSuccess;
 }

@@ -92,10 +92,7 @@ void writeTrace(const DemoScene& scene, TraceWriter& trace) {
     trace.addInstants("vsync received", scene.watched.vsync->times.arrivals);
   }
   if (scene.watched.frames) {
-    const FrameTimes& times = scene.watched.frames->times;
-    trace.addSlices("stage 1-2", times.firstToSecond);
-    trace.addSlices("stage 2-3", times.secondToThird);
-    trace.addCounter("frame interval", times.intervals);
+    trace.addFrames(scene.watched.frames->times);
   }
   trace.finish();
 }
