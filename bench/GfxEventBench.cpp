@@ -16,6 +16,7 @@
 #include "HostCore.h"
 #include "Latency.h"
 #include "Ratios.h"
+#include "TemporaryFolder.h"
 #include "config/DynamicLoader.h"
 #include "tests/FrameParserReference.h"
 
@@ -207,15 +208,10 @@ void parseHostilePlain(benchmark::State& state) { parse<PlainParser>(state, host
 /** A FIFO: its readers sleep until something was written. */
 class FrameNode {
  public:
-  inline static const std::string kPath = "/tmp/lmsupport-bench-frames" + std::to_string(getpid());
-
   FrameNode() {
-    unlink(kPath.c_str());
-    mkfifo(kPath.c_str(), 0600);
-    mFd.reset(open(kPath.c_str(), O_RDWR | O_CLOEXEC));
+    mkfifo(path.c_str(), 0600);
+    mFd.reset(open(path.c_str(), O_RDWR | O_CLOEXEC));
   }
-
-  ~FrameNode() { unlink(kPath.c_str()); }
 
   void report() const {
     static constexpr char kFrame[] =
@@ -223,10 +219,14 @@ class FrameNode {
     benchmark::DoNotOptimize(write(mFd.get(), kFrame, sizeof(kFrame) - 1));
   }
 
+  const TemporaryFolder folder;
+  const std::string path = folder.path() + "/frames";
+
  private:
   android::base::unique_fd mFd;
 };
 
+/** Made by its first use, which is before a reader's start. */
 const FrameNode& frameNode() {
   static const FrameNode node;
   return node;
@@ -263,7 +263,7 @@ class BareReceiver {
 
  private:
   void run() {
-    const android::base::unique_fd fd(open(FrameNode::kPath.c_str(), O_RDONLY));
+    const android::base::unique_fd fd(open(frameNode().path.c_str(), O_RDONLY));
     while (!mStopped) {
       char text[kPageSize];
       benchmark::DoNotOptimize(read(fd.get(), text, sizeof(text)));
@@ -277,7 +277,7 @@ class BareReceiver {
 };
 
 void latencyGfxEvent(benchmark::State& state) {
-  hostcore::setItem(kGfxDataNodeItem, FrameNode::kPath);
+  hostcore::setItem(kGfxDataNodeItem, frameNode().path);
   hostcore::setItem(kGfxCtrlNodeItem, "/dev/null");
   latency<GfxReceiver>(state, reportFrame);
 }
