@@ -14,9 +14,9 @@
 #include <tuple>
 #include <vector>
 
-#include "LMLog.h"
 #include "Ratios.h"
 #include "StatsProvider.h"
+#include "detail/LMLog.h"
 
 namespace {
 
@@ -95,7 +95,7 @@ int probeBare() {
   if (genl_connect(socket) == 0 && genl_ctrl_alloc_cache(socket, &cache) == 0) {
     genl_family* const family = genl_ctrl_search_by_name(cache, kFamilyName);
     if (family == nullptr) {
-      LM_LOGE("bench", "no family %s", kFamilyName);
+      LM_LOGE(lmsupport::kStatsProvider, "no family %s", kFamilyName);
     }
     result = family != nullptr && genl_family_get_version(family) >= 1 ? 0 : -1;
     genl_family_put(family);
@@ -151,7 +151,7 @@ int requestBare() {
   const int family = genl_ctrl_resolve(socket, kFamilyName);
   int result = -2;
   if (family < 0) {
-    LM_LOGE("bench", "no family: %d", family);
+    LM_LOGE(lmsupport::kStatsProvider, "no family: %d", family);
   } else if (sendBare(socket, family, type) >= 0) {
     result = receiveBare(socket, family, &answer);
   }

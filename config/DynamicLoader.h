@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "LMAttributes.h"
+#include "detail/LMAttributes.h"
 
 /**
  * @file

@@ -1,9 +1,9 @@
 #include "CpPLHController.h"
 
-#include "LMLog.h"
 #include "config/CommandType.h"
 #include "config/NodeFile.h"
 #include "config/NodePath.h"
+#include "detail/LMLog.h"
 
 using lmsupport::kCpPlhController;
 
@@ -17,9 +17,9 @@ void logException(const char* function = __builtin_FUNCTION(), int line = __buil
   try {
     throw;
   } catch (const std::exception& e) {
-    LM_LOGE_AS(lmsupport::kLogTag, kCpPlhController, function, line, "exception %s\n", e.what());
+    LM_LOGE_AS(kCpPlhController, function, line, "exception %s\n", e.what());
   } catch (...) {
-    LM_LOGE_AS(lmsupport::kLogTag, kCpPlhController, function, line, "unknown exception\n");
+    LM_LOGE_AS(kCpPlhController, function, line, "unknown exception\n");
   }
 }
 

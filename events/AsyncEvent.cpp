@@ -1,11 +1,12 @@
 #include <limits>
 
 #include "AsyncEventsMgr.h"
-#include "LMLog.h"
 #include "config/NodeFile.h"
+#include "detail/LMLog.h"
 
+using lmsupport::guard;
 using lmsupport::kAsyncEventsMgr;
-using lmsupport::logCaught;
+using lmsupport::kUsualWording;
 
 namespace {
 
@@ -22,11 +23,7 @@ AsyncEvent::AsyncEvent() {
       kExpectedProcesses) {
     return;
   }
-  try {
-    mPidMap.reserve(kExpectedProcesses);
-  } catch (...) {
-    logCaught(kAsyncEventsMgr);
-  }
+  guard(kAsyncEventsMgr, kUsualWording, [] { mPidMap.reserve(kExpectedProcesses); });
 }
 
 AsyncEvent::~AsyncEvent() = default;
@@ -38,14 +35,11 @@ int AsyncEvent::registerCallBack(AsyncEventCallback cb, void* userData) {
     LM_LOGE(kAsyncEventsMgr, "Register Cb failed - Null ptr\n");
     return -1;
   }
-  try {
+  return guard(kAsyncEventsMgr, kUsualWording, -1, [&] {
     std::lock_guard lock(mCallbacksLck);
     mCallbacks.try_emplace(cb, false, userData);
     return 0;
-  } catch (...) {
-    logCaught(kAsyncEventsMgr);
-    return -1;
-  }
+  });
 }
 
 void AsyncEvent::startEvent(AsyncEventCallback cb) {

@@ -8,11 +8,13 @@
 #include <android-base/unique_fd.h>
 
 #include "AsyncEventsMgr.h"
-#include "LMLog.h"
 #include "config/NodePath.h"
+#include "detail/LMLog.h"
 #include "events/PollingThread.h"
 
+using lmsupport::guard;
 using lmsupport::kAsyncEventsMgrGfx;
+using lmsupport::kUsualWording;
 using lmsupport::nodePath;
 
 namespace {
@@ -68,11 +70,12 @@ void GfxEvent::pollingThreadFunc(GfxEvent* source) {
   }
   std::memset(page, 0, pageSize);
   std::string path;
-  try {
+  const bool copied = guard(kAsyncEventsMgrGfx, kUsualWording, false, [&] {
     std::lock_guard lock(source->mFrameLock);  // against a start by another client
     path = source->mSysNode;
-  } catch (...) {
-    lmsupport::logCaught(kAsyncEventsMgrGfx);
+    return true;
+  });
+  if (!copied) {
     return;
   }
   const int fd = open(path.c_str(), O_RDONLY);
@@ -85,11 +88,8 @@ void GfxEvent::pollingThreadFunc(GfxEvent* source) {
     [[maybe_unused]] const ssize_t ignored = read(node.get(), page, pageSize - 2);
     page[pageSize - 1] = '\0';
     GfxFrameData data;
-    try {
-      source->stringParser(page, data);
-    } catch (...) {
-      lmsupport::logCaught(kAsyncEventsMgrGfx);  // memory; what was read so far is delivered
-    }
+    // Where memory runs out, what was read so far is delivered.
+    guard(kAsyncEventsMgrGfx, kUsualWording, [&] { source->stringParser(page, data); });
     source->processCb(data);
     lseek(node.get(), 0, SEEK_SET);
     std::memset(page, 0, pageSize);

@@ -3,7 +3,7 @@
 #include <new>
 #include <thread>
 
-#include "LMLog.h"
+#include "detail/LMLog.h"
 
 namespace lmsupport {
 
@@ -12,15 +12,15 @@ namespace lmsupport {
  * null; a failure other than memory for the thread object is logged.
  */
 template <typename Source>
-void startPollingThread(std::thread*& thread, Source* source, const char* component,
+void startPollingThread(std::thread*& thread, Source* self, const LogSource& source,
                         const char* function = __builtin_FUNCTION(), int line = __builtin_LINE()) {
   if (thread != nullptr) {
     return;
   }
   try {
-    thread = new (std::nothrow) std::thread(Source::pollingThreadFunc, source);
+    thread = new (std::nothrow) std::thread(Source::pollingThreadFunc, self);
   } catch (...) {
-    LM_LOGE_AS(kLogTag, component, function, line, "Thread Creation Failed");
+    LM_LOGE_AS(source, function, line, "Thread Creation Failed");
   }
 }
 

@@ -12,10 +12,11 @@
 #include <android-base/unique_fd.h>
 
 #include "AsyncEventsMgr.h"
-#include "LMLog.h"
 #include "config/ForegroundTasks.h"
+#include "detail/LMLog.h"
 
 using android::base::unique_fd;
+using lmsupport::guard;
 using lmsupport::kAsyncEventsMgr;
 
 namespace {
@@ -23,6 +24,8 @@ namespace {
 constexpr char kThreadGroupKey[] = "Tgid";
 constexpr int kAttempts = 5;
 constexpr useconds_t kAttemptDelayUs = 200000;
+constexpr lmsupport::CaughtWording kMapWording = {LM_LOG_PREFIX "exception %s\n",
+                                                  LM_LOG_PREFIX "Caught Exception"};
 
 /** The path of a file that /proc has for a task. */
 class TaskFile {
@@ -105,7 +108,7 @@ int AsyncEvent::getPid(std::string& name) {
 }
 
 int AsyncEvent::getPidExpensive(std::string& name) {
-  try {
+  return guard(kAsyncEventsMgr, lmsupport::kUsualWording, -1, [&] {
     std::string text;
     if (!readFile(kForegroundTasks, text)) {
       return -1;
@@ -116,10 +119,8 @@ int AsyncEvent::getPidExpensive(std::string& name) {
         return threadGroup(text);
       }
     }
-  } catch (...) {
-    lmsupport::logCaught(kAsyncEventsMgr);
-  }
-  return -1;
+    return -1;
+  });
 }
 
 int AsyncEvent::getPidFromMap(std::string& name) {
@@ -128,13 +129,7 @@ int AsyncEvent::getPidFromMap(std::string& name) {
 }
 
 void AsyncEvent::setPidOnMap(std::string& name, int pid) {
-  try {
-    mPidMap.insert_or_assign(name, pid);
-  } catch (const std::exception& e) {
-    LM_LOGE(kAsyncEventsMgr, "exception %s\n", e.what());
-  } catch (...) {
-    LM_LOGE(kAsyncEventsMgr, "Caught Exception");
-  }
+  guard(kAsyncEventsMgr, kMapWording, [&] { mPidMap.insert_or_assign(name, pid); });
 }
 
 void AsyncEvent::clearPidMap() { mPidMap.clear(); }

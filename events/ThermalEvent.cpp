@@ -1,8 +1,8 @@
 #include <chrono>
 
 #include "AsyncEventsMgr.h"
-#include "LMLog.h"
 #include "ThermalListenerV2.h"
+#include "detail/LMLog.h"
 #include "events/PollingThread.h"
 
 #if __has_include(<aidl/android/hardware/thermal/IThermal.h>)

@@ -5,8 +5,8 @@
 #include <android-base/unique_fd.h>
 
 #include "AsyncEventsMgr.h"
-#include "LMLog.h"
 #include "config/NodePath.h"
+#include "detail/LMLog.h"
 #include "events/PollingThread.h"
 
 using lmsupport::kAsyncEventsMgr;
@@ -25,11 +25,8 @@ VsyncEvent* VsyncEvent::getInstance() {
 }
 
 VsyncEvent::VsyncEvent() {
-  try {
-    mSysNode = lmsupport::configuredNodePath(kVsyncNodeItem);
-  } catch (...) {
-    lmsupport::logCaught(kAsyncEventsMgr);
-  }
+  lmsupport::guard(kAsyncEventsMgr, lmsupport::kUsualWording,
+                   [&] { mSysNode = lmsupport::configuredNodePath(kVsyncNodeItem); });
 }
 
 VsyncEvent::~VsyncEvent() {

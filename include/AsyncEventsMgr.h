@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "LMAttributes.h"
+#include "detail/LMAttributes.h"
 
 /**
  * @file

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "LMAttributes.h"
+#include "detail/LMAttributes.h"
 
 /**
  * Writes texts to kernel nodes that the framework configures by item number: initial settings once,

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "LMAttributes.h"
+#include "detail/LMAttributes.h"
 
 /** Hears of the death of the service tracker's process and drops the proxies to it. */
 class LM_API STDeathRecipient : public android::hardware::hidl_death_recipient {

@@ -4,8 +4,8 @@
 #include <unordered_set>
 #include <vector>
 
-#include "LMAttributes.h"
 #include "LMDatabase.h"
+#include "detail/LMAttributes.h"
 
 /**
  * Turns the framework's text of favourite applications per time slot into two tables.

@@ -12,8 +12,8 @@
 #include <utility>
 #include <vector>
 
-#include "LMAttributes.h"
-#include "LMLog.h"
+#include "detail/LMAttributes.h"
+#include "detail/LMLog.h"
 
 /**
  * @file
@@ -68,11 +68,6 @@ struct LMDBDataRowKey {
 
 namespace lmsupport {
 
-/** The tag and component of the row store's log lines. @{ */
-inline constexpr char kLmdbTag[] = "ANDR-PERF";
-inline constexpr char kLmdbComponent[] = "LMDB";
-/** @} */
-
 /** A container of pointers that owns what they point to. */
 template <typename Container>
 struct Owned : Container {
@@ -92,10 +87,9 @@ inline void logLmdbCaught(const char* other, const char* function = __builtin_FU
   try {
     throw;
   } catch (const std::exception& e) {
-    LM_LOGE_AS(kLmdbTag, kLmdbComponent, function, line, "Caught exception: %s in %s", e.what(),
-               function);
+    LM_LOGE_AS(kLmdb, function, line, "Caught exception: %s in %s", e.what(), function);
   } catch (...) {
-    LM_LOGE_AS(kLmdbTag, kLmdbComponent, function, line, "%s in %s", other, function);
+    LM_LOGE_AS(kLmdb, function, line, "%s in %s", other, function);
   }
 }
 
@@ -130,9 +124,8 @@ template <typename T>
 LMDBDataTable<T>::~LMDBDataTable() {
   std::lock_guard lock(mRowCacheLck);
   if (!mRowCache.empty()) {
-    LM_LOGE_AS(lmsupport::kLmdbTag, lmsupport::kLmdbComponent, __func__, __LINE__,
-               "ERROR:Dbt=%s blstSz=%d, clstSz=%d\n", mTableName.c_str(), 0,
-               static_cast<int>(mRowCache.size()));
+    LM_LOGE(lmsupport::kLmdb, "ERROR:Dbt=%s blstSz=%d, clstSz=%d\n", mTableName.c_str(), 0,
+            static_cast<int>(mRowCache.size()));
   }
   for (const LMDBDataRow<T>* const row : mRowCache) {
     delete row;
@@ -143,9 +136,8 @@ template <typename T>
 LMDBDataRow<T>* LMDBDataTable<T>::getRow() {
   auto* const row = new (std::nothrow) LMDBDataRow<T>;
   if (row == nullptr) {
-    LM_LOGE_AS(lmsupport::kLmdbTag, lmsupport::kLmdbComponent, __func__, __LINE__,
-               "ERROR:Dbt=%s new operator failure, allocated=%zu\n", mTableName.c_str(),
-               std::size_t{0});
+    LM_LOGE(lmsupport::kLmdb, "ERROR:Dbt=%s new operator failure, allocated=%zu\n",
+            mTableName.c_str(), std::size_t{0});
   }
   return row;
 }

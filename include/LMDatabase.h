@@ -9,10 +9,10 @@
 #include <string>
 #include <utility>
 
-#include "LMAttributes.h"
 #include "LMDBDataTable.h"
-#include "LMDBSql.h"
-#include "LMLog.h"
+#include "detail/LMAttributes.h"
+#include "detail/LMDBSql.h"
+#include "detail/LMLog.h"
 
 /**
  * A typed row store: one SQLite file, one table, a payload of one type per row, and a cache of rows
@@ -155,8 +155,7 @@ lmdbError LMDatabase<T>::openLMdb() {
     const int code =
         sqlite3_open_v2(file.c_str(), &mDb, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
     if (code != SQLITE_OK) {
-      LM_LOGE_AS(lmsupport::kLmdbTag, lmsupport::kLmdbComponent, __func__, __LINE__,
-                 "ERROR:Db=%s sql open failed, err=%d\n", file.c_str(), code);
+      LM_LOGE(lmsupport::kLmdb, "ERROR:Db=%s sql open failed, err=%d\n", file.c_str(), code);
       closeLMdb();
       mDb = nullptr;
       return LMDB_FAILURE;
@@ -194,8 +193,7 @@ lmdbError LMDatabase<T>::closeLMdb() {
     return LMDB_SUCCESS;
   }
   try {
-    LM_LOGE_AS(lmsupport::kLmdbTag, lmsupport::kLmdbComponent, __func__, __LINE__,
-               "ERROR:Db=%s sql close failed, err=%d\n", path().c_str(), code);
+    LM_LOGE(lmsupport::kLmdb, "ERROR:Db=%s sql close failed, err=%d\n", path().c_str(), code);
   } catch (...) {
     lmsupport::logLmdbCaught("Caught Exception");
   }
@@ -357,11 +355,9 @@ void LMDatabase<T>::build_query_for_where_clause(LMDBDataRowKey& key, std::strin
   try {
     lmsupport::appendWhere(key, query);
   } catch (const std::exception& e) {
-    LM_LOGE_AS(lmsupport::kLmdbTag, lmsupport::kLmdbComponent, __func__, __LINE__,
-               "Caught exception: %s", e.what());
+    LM_LOGE(lmsupport::kLmdb, "Caught exception: %s", e.what());
   } catch (...) {
-    LM_LOGE_AS(lmsupport::kLmdbTag, lmsupport::kLmdbComponent, __func__, __LINE__,
-               "Error in std::string operations");
+    LM_LOGE(lmsupport::kLmdb, "Error in std::string operations");
   }
 }
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "LMAttributes.h"
+#include "detail/LMAttributes.h"
 
 struct nl_msg;
 struct nlmsgerr;

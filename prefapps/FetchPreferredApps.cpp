@@ -6,11 +6,12 @@
 #include <cstring>
 #include <memory>
 
-#include "LMLog.h"
 #include "config/DynamicLoader.h"
+#include "detail/LMLog.h"
 
+using lmsupport::guard;
 using lmsupport::kFetchPreferredApps;
-using lmsupport::logCaught;
+using lmsupport::kUsualWording;
 
 namespace {
 
@@ -81,7 +82,7 @@ void splitApps(std::string& text, std::unordered_set<std::string>& apps, char de
 }
 
 void logNoRow(int line = __builtin_LINE()) {
-  LM_LOGE_AS(lmsupport::kLogTag, kFetchPreferredApps, kPopulate, line,
+  LM_LOGE_AS(kFetchPreferredApps, kPopulate, line,
              "Couldnt allocate Data Row. May be device is low on Memory.");
 }
 
@@ -126,37 +127,26 @@ void writeApps(LaunchStore& favouriteLaunches, LaunchStore& launchHistory,
 }  // namespace
 
 std::string FetchPreferredApps::getWeekTimePreferredApps() {
-  try {
-    return fetchText();
-  } catch (...) {
-    logCaught(kFetchPreferredApps);
-    return {};
-  }
+  return guard(kFetchPreferredApps, kUsualWording, std::string(), fetchText);
 }
 
 int FetchPreferredApps::stringSplit(std::string& text, std::vector<std::string>& out,
                                     char delimiter) {
-  try {
+  guard(kFetchPreferredApps, kUsualWording, [&] {
     split(text, delimiter, [&](std::string piece) { out.push_back(std::move(piece)); });
-  } catch (...) {
-    logCaught(kFetchPreferredApps);
-  }
+  });
   return 0;
 }
 
 int FetchPreferredApps::getIndividualFavApps(std::string& text,
                                              std::unordered_set<std::string>& out, char delimiter) {
-  try {
-    splitApps(text, out, delimiter);
-  } catch (...) {
-    logCaught(kFetchPreferredApps);
-  }
+  guard(kFetchPreferredApps, kUsualWording, [&] { splitApps(text, out, delimiter); });
   return 0;
 }
 
 int FetchPreferredApps::deleteAndReBuildFavDbs(LaunchStore* favouriteLaunches,
                                                SlotStore* timeSlots) {
-  try {
+  return guard(kFetchPreferredApps, kUsualWording, -1, [&] {
     const auto launches = readRows(*favouriteLaunches);
     const auto slots = readRows(*timeSlots);
     if (launches.empty() && slots.empty()) {
@@ -166,17 +156,15 @@ int FetchPreferredApps::deleteAndReBuildFavDbs(LaunchStore* favouriteLaunches,
     favouriteLaunches->deleteAllDR(everything);
     timeSlots->deleteAllDR(everything);
     return 0;
-  } catch (...) {
-    logCaught(kFetchPreferredApps);
-    return -1;
-  }
+  });
 }
 
 void FetchPreferredApps::populateFavoriteApps(LaunchStore* favouriteLaunches,
                                               LaunchStore* launchHistory, SlotStore* timeSlots) {
-  try {
+  guard(kFetchPreferredApps, kUsualWording, [&] {
     if (deleteAndReBuildFavDbs(favouriteLaunches, timeSlots) < 0) {
-      LM_LOGE(kFetchPreferredApps, "There is some problem in deleting and Rebuilding Fav DBs");
+      LM_LOGE_AS(kFetchPreferredApps, kPopulate, __LINE__,
+                 "There is some problem in deleting and Rebuilding Fav DBs");
     }
     std::string text = fetchText();
     std::vector<std::string> entries;
@@ -185,7 +173,5 @@ void FetchPreferredApps::populateFavoriteApps(LaunchStore* favouriteLaunches,
     splitApps(text, apps, kAppDelimiter);
     writeSlots(*timeSlots, entries);
     writeApps(*favouriteLaunches, *launchHistory, apps);
-  } catch (...) {
-    logCaught(kFetchPreferredApps);
-  }
+  });
 }

@@ -3,7 +3,7 @@
 #include <mutex>
 #include <new>
 
-#include "LMLog.h"
+#include "detail/LMLog.h"
 
 using android::hardware::hidl_string;
 using android::hardware::hidl_vec;
@@ -54,10 +54,9 @@ void logException(const char* function = __builtin_FUNCTION(), int line = __buil
   try {
     throw;
   } catch (const std::exception& e) {
-    LM_LOGE_AS(lmsupport::kLogTag, kDependentServices, function, line, "Exception caught: %s",
-               e.what());
+    LM_LOGE_AS(kDependentServices, function, line, "Exception caught: %s", e.what());
   } catch (...) {
-    LM_LOGE_AS(lmsupport::kLogTag, kDependentServices, function, line, "Exception caught");
+    LM_LOGE_AS(kDependentServices, function, line, "Exception caught");
   }
 }
 

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <memory>
 
-#include "LMLog.h"
 #include "StatsProvider.h"
+#include "detail/LMLog.h"
 
 using lmsupport::kStatsProvider;
 
@@ -43,8 +43,7 @@ bool splitLine(char* line, const char*& key, std::uint64_t& value) {
 void setSwapUsed(std::uint64_t swapFree, SysStatsRecord& record) {
   const std::uint64_t swapTotal = record.slots[kSwapTotalSlot];
   if (swapTotal == kUnknownFigure) {
-    LM_LOGE_AS(lmsupport::kLogTag, kStatsProvider, "getMemInfo", __LINE__,
-               "getMemInfo: could not get SwapUsed");
+    LM_LOGE_AS(kStatsProvider, "getMemInfo", __LINE__, "getMemInfo: could not get SwapUsed");
     return;
   }
   if (__builtin_sub_overflow(swapTotal, swapFree, &record.slots[kSwapUsedSlot])) {

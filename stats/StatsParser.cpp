@@ -5,9 +5,10 @@
 
 #include <cstring>
 
-#include "LMLog.h"
 #include "StatsProvider.h"
+#include "detail/LMLog.h"
 
+using lmsupport::guard;
 using lmsupport::kStatsProvider;
 
 namespace {
@@ -24,8 +25,8 @@ bool copyRecord(const nlattr* attribute, Record& record) {
   if (copied == static_cast<int>(sizeof(record))) {
     return true;
   }
-  LM_LOGE_AS(lmsupport::kLogTag, kStatsProvider, kParser, __LINE__,
-             "nla_memcpy() copied only %d out of %lu bytes", copied, sizeof(record));
+  LM_LOGE_AS(kStatsProvider, kParser, __LINE__, "nla_memcpy() copied only %d out of %lu bytes",
+             copied, sizeof(record));
   return false;
 }
 
@@ -51,8 +52,8 @@ bool takeAttribute(const nlattr* attribute, void* arg) {
     case kListedPid:
       return appendRecord<sysstats_pid>(attribute, arg);
     default:
-      LM_LOGE_AS(lmsupport::kLogTag, kStatsProvider, kParser, __LINE__,
-                 "unknown attr type: nla_type = %d", attribute->nla_type);
+      LM_LOGE_AS(kStatsProvider, kParser, __LINE__, "unknown attr type: nla_type = %d",
+                 attribute->nla_type);
       return true;
   }
 }
@@ -78,7 +79,7 @@ int stats_parser(nl_msg* msg, void* arg) {
     LM_LOGE(kStatsProvider, "nlmsg_hdr returned NULL");
     return NL_STOP;
   }
-  try {
+  return guard(kStatsProvider, lmsupport::kUsualWording, int{NL_OK}, [&]() -> int {
     const auto* const genlHeader = static_cast<const genlmsghdr*>(nlmsg_data(header));
     int remaining = genlmsg_attrlen(genlHeader, 0);
     for (const nlattr* attribute = genlmsg_attrdata(genlHeader, 0); isWhole(attribute, remaining);
@@ -87,10 +88,8 @@ int stats_parser(nl_msg* msg, void* arg) {
         return NL_STOP;
       }
     }
-  } catch (...) {
-    lmsupport::logCaught(kStatsProvider);
-  }
-  return NL_OK;
+    return NL_OK;
+  });
 }
 
 int stats_nl_error_callback(sockaddr_nl*, nlmsgerr* error, void*) {

@@ -12,7 +12,7 @@
 #include <iterator>
 #include <memory>
 
-#include "LMLog.h"
+#include "detail/LMLog.h"
 
 using lmsupport::kStatsProvider;
 
@@ -54,8 +54,7 @@ using MessagePtr = std::unique_ptr<nl_msg, Release<nlmsg_free>>;
 using CallbacksPtr = std::unique_ptr<nl_cb, Release<nl_cb_put>>;
 
 void logError(int error, const char* function = __builtin_FUNCTION(), int line = __builtin_LINE()) {
-  LM_LOGE_AS(lmsupport::kLogTag, kStatsProvider, function, line, "sendRecvData returned error = %d",
-             error);
+  LM_LOGE_AS(kStatsProvider, function, line, "sendRecvData returned error = %d", error);
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "LMAttributes.h"
+#include "detail/LMAttributes.h"
 
 /**
  * The host's stand-in of the framework's core library: a DynamicLoader whose store and texts a

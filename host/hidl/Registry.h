@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "LMAttributes.h"
+#include "detail/LMAttributes.h"
 
 namespace hosthidl {
 

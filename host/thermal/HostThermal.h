@@ -3,7 +3,7 @@
 #include <map>
 #include <string>
 
-#include "LMAttributes.h"
+#include "detail/LMAttributes.h"
 
 namespace hostthermal {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "LMAttributes.h"
+#include "detail/LMAttributes.h"
 
 /**
  * What the thermal source requires of the platform's thermal listener, and nothing more. On a host

@@ -69,15 +69,15 @@ class SqlCalls {
     if (code == expected) {
       return true;
     }
-    LM_LOGE_RAW(kLmdbTag, "%s() %d: sql:ERROR:Dbt=%s info=%d\n", function, line, mTableName.c_str(),
-                code);
+    LM_LOGE_RAW(kLmdb.tag, "%s() %d: sql:ERROR:Dbt=%s info=%d\n", function, line,
+                mTableName.c_str(), code);
     return false;
   }
 
  private:
   void logFailure(const char* kind, const std::string& about, const char* function,
                   int line) const {
-    LM_LOGE_RAW(kLmdbTag, "%s() %d: %s:Dbt=%s info=%s\n", function, line, kind, about.c_str(),
+    LM_LOGE_RAW(kLmdb.tag, "%s() %d: %s:Dbt=%s info=%s\n", function, line, kind, about.c_str(),
                 sqlite3_errmsg(mDb));
   }
 
