@@ -20,7 +20,7 @@
 
 #include "AsyncEventsMgr.h"
 #include "Ratios.h"
-#include "config/ForegroundTasks.h"
+#include "config/Nodes.h"
 #include "demo/PrivateProcess.h"
 
 using android::base::unique_fd;

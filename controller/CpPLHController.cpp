@@ -1,16 +1,12 @@
 #include "CpPLHController.h"
 
-#include "config/CommandType.h"
-#include "config/NodeFile.h"
-#include "config/NodePath.h"
+#include "config/Nodes.h"
 #include "detail/LMLog.h"
 
 using lmsupport::kCpPlhController;
+using lmsupport::NodePath;
 
 namespace {
-
-/** What a look-up fills, with a byte more: terminated whatever the store writes. */
-using PathBuffer = char[kConfigValueSize + 1];
 
 /** For a catch (...) block: logs the exception being handled in the name of the calling function. */
 void logException(const char* function = __builtin_FUNCTION(), int line = __builtin_LINE()) {
@@ -43,15 +39,15 @@ void CpPLHController::init(std::vector<Command>& initial) {
   try {
     for (const auto& [item, setting] : initial) {
       std::string value = setting;
-      PathBuffer path = {};
+      NodePath path;
       ConfigStore* const store = lmsupport::configStore();
       if (store == nullptr) {
         LM_LOGE(kCpPlhController, "mStore is NULL!!");
-      } else if (store->lookup(item, path) != 0) {
+      } else if (path = lmsupport::nodePath(*store, item); !path.known) {
         mEnabled = false;
         return;
       }
-      updateSysNodes(path, value);
+      updateSysNodes(path.text, value);
     }
   } catch (...) {
     logException();
@@ -75,11 +71,11 @@ int CpPLHController::commandCp(int type, std::string value, int item) {
         value = preset.second;
       }
     }
-    PathBuffer path = {};
-    if (store->lookup(item, path) != 0) {
+    NodePath path = lmsupport::nodePath(*store, item);
+    if (!path.known) {
       return 0;
     }
-    updateSysNodes(path, value);
+    updateSysNodes(path.text, value);
     return 1;
   } catch (...) {
     logException();

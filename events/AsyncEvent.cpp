@@ -1,7 +1,7 @@
 #include <limits>
 
 #include "AsyncEventsMgr.h"
-#include "config/NodeFile.h"
+#include "config/Nodes.h"
 #include "detail/LMLog.h"
 
 using lmsupport::guard;

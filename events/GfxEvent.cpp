@@ -8,7 +8,7 @@
 #include <android-base/unique_fd.h>
 
 #include "AsyncEventsMgr.h"
-#include "config/NodePath.h"
+#include "config/Nodes.h"
 #include "detail/LMLog.h"
 #include "events/PollingThread.h"
 
@@ -56,8 +56,8 @@ void GfxEvent::setGfxSysNodes() {
   if (store == nullptr) {
     return;
   }
-  mSysNode = nodePath(*store, kGfxDataNodeItem);
-  mGfxCtrlNode = nodePath(*store, kGfxCtrlNodeItem);
+  mSysNode = nodePath(*store, kGfxDataNodeItem).text;
+  mGfxCtrlNode = nodePath(*store, kGfxCtrlNodeItem).text;
 }
 
 void GfxEvent::startThread() { lmsupport::startPollingThread(mThread, this, kAsyncEventsMgrGfx); }

@@ -12,7 +12,7 @@
 #include <android-base/unique_fd.h>
 
 #include "AsyncEventsMgr.h"
-#include "config/ForegroundTasks.h"
+#include "config/Nodes.h"
 #include "detail/LMLog.h"
 
 using android::base::unique_fd;

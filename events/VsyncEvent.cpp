@@ -5,7 +5,7 @@
 #include <android-base/unique_fd.h>
 
 #include "AsyncEventsMgr.h"
-#include "config/NodePath.h"
+#include "config/Nodes.h"
 #include "detail/LMLog.h"
 #include "events/PollingThread.h"
 

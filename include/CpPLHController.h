@@ -16,6 +16,9 @@ class LM_API CpPLHController {
   /** An item number and the text for its node. */
   using Command = std::pair<int, std::string>;
 
+  /** What commandCp takes as its type. */
+  enum CommandType : int { kFirstPreset, kSecondPreset, kAnyItem };
+
   /**
    * Copies its arguments, then calls initHook if there is one, and otherwise init(initial). Blocks
    * as long as the nodes' drivers do. Passes on what the hook throws, and std::bad_alloc of

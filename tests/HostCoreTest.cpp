@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "config/NodePath.h"
+#include "config/Nodes.h"
 
 using lmsupport::configuredNodePath;
 

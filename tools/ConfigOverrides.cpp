@@ -12,7 +12,7 @@
 #include <cstring>
 #include <utility>
 
-#include "config/NodePath.h"
+#include "config/Nodes.h"
 
 namespace {
 

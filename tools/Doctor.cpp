@@ -16,8 +16,7 @@
 #include "StatsProvider.h"
 #include "ThermalListenerV2.h"
 #include "Version.h"
-#include "config/ForegroundTasks.h"
-#include "config/NodePath.h"
+#include "config/Nodes.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include "CommandLine.h"
 #include "ConfigOverrides.h"
 #include "Rows.h"
-#include "config/ForegroundTasks.h"
+#include "config/Nodes.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include "CommandTree.h"
 #include "HelpText.h"
-#include "config/ForegroundTasks.h"
+#include "config/Nodes.h"
 
 namespace {
 

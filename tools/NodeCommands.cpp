@@ -9,7 +9,6 @@
 #include "ConfigOverrides.h"
 #include "CpPLHController.h"
 #include "Rows.h"
-#include "config/CommandType.h"
 
 namespace {
 
@@ -44,7 +43,7 @@ int writeNode(const NodeWrite& write, Console& console) {
   std::vector<CpPLHController::Command> none;
   CpPLHController::Command unused;
   CpPLHController controller(none, unused, unused, "lmctl", noSettings);
-  if (controller.commandCp(kAnyItem, write.value, write.item) != 1) {
+  if (controller.commandCp(CpPLHController::kAnyItem, write.value, write.item) != 1) {
     throw std::runtime_error("item " + item + ": not written; see the log");
   }
   if (write.json) {

@@ -10,7 +10,7 @@
 #include "WatchGfx.h"
 #include "WatchThermal.h"
 #include "WatchVsync.h"
-#include "config/NodePath.h"
+#include "config/Nodes.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include "AsyncEventsMgr.h"
 #include "Clock.h"
-#include "config/ForegroundTasks.h"
+#include "config/Nodes.h"
 #include "demo/PrivateProcess.h"
 #include "demo/Steps.h"
 

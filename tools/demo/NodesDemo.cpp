@@ -6,7 +6,6 @@
 #include "CpPLHController.h"
 #include "Rows.h"
 #include "TemporaryFolder.h"
-#include "config/CommandType.h"
 #include "demo/Steps.h"
 
 namespace {
@@ -41,11 +40,11 @@ StepResult demonstrateController(DemoScene& scene) {
     rows.push_back(row);
   };
   show("initial settings");
-  int attempted = controller.commandCp(kFirstPreset, "", 0);
+  int attempted = controller.commandCp(CpPLHController::kFirstPreset, "", 0);
   show("first preset");
-  attempted += controller.commandCp(kSecondPreset, "2", 0);
+  attempted += controller.commandCp(CpPLHController::kSecondPreset, "2", 0);
   show("second preset, value 2");
-  attempted += controller.commandCp(kAnyItem, "7", 3);
+  attempted += controller.commandCp(CpPLHController::kAnyItem, "7", 3);
   show("item 3, value 7");
   printTable(rows, scene.console.out);
   const bool written = contents(pathOf(1)) == "performance" && contents(pathOf(2)) == "2" &&

@@ -11,7 +11,7 @@
 #include "FrameRecorder.h"
 #include "Progress.h"
 #include "ReplacedFile.h"
-#include "config/NodePath.h"
+#include "config/Nodes.h"
 #include "report/ReportPage.h"
 #include "report/ReportRecord.h"
 
