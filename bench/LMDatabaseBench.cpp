@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <deque>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -73,12 +74,11 @@ class OurStore {
   OurStore() { require(mDatabase.LMDatabaseInit() == LMDB_SUCCESS, "LMDatabaseInit"); }
 
   void prepare(const std::vector<PlainRow<T>>& rows) {
-    std::lock_guard lock(mDatabase.mRowCacheLck);
     for (const PlainRow<T>& plain : rows) {
-      auto* const row = mDatabase.getRow();
+      std::unique_ptr<LMDBDataRow<T>> row(mDatabase.getRow());
       require(row != nullptr, "getRow");
       *row = plain;
-      mDatabase.mRowCache.push_back(row);
+      require(mDatabase.cacheRow(std::move(row)) == LMDB_SUCCESS, "cacheRow");
     }
   }
 

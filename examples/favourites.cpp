@@ -5,6 +5,8 @@
 
 #include <cstdio>
 #include <map>
+#include <memory>
+#include <utility>
 
 int main() {
   // A device's core library has the text: entries for week_day_1, week_end_1, week_day_2, ...
@@ -17,11 +19,10 @@ int main() {
       slots.LMDatabaseInit() != LMDB_SUCCESS) {
     return 1;
   }
-  if (auto* const row = history.getRow()) {
+  if (std::unique_ptr<FetchPreferredApps::LaunchStore::Row> row(history.getRow()); row != nullptr) {
     row->appName = "com.mail";
     row->payload.launchCount = 41;
-    std::lock_guard lock(history.mRowCacheLck);
-    history.mRowCache.push_back(row);
+    history.cacheRow(std::move(row));
   }
   history.LMDatabaseWriteCachedToDisk();
 

@@ -4,6 +4,8 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <memory>
+#include <utility>
 
 /** Any trivially copyable type will do. It is stored as its bytes. */
 struct Battery {
@@ -11,14 +13,15 @@ struct Battery {
   int percent;
 };
 
+using LaunchStore = LMDatabase<_preKill_User_Launched_Data>;
+
 template <typename T>
 static void add(LMDatabase<T>& store, const char* name, const T& payload) {
-  LMDBDataRow<T>* const row = store.getRow();
+  std::unique_ptr<LMDBDataRow<T>> row(store.getRow());
   if (row == nullptr) return;  // no memory, and logged
   row->appName = name;
   row->payload = payload;
-  std::lock_guard lock(store.mRowCacheLck);  // any thread may append
-  store.mRowCache.push_back(row);            // the store's from here on
+  store.cacheRow(std::move(row));  // the store's from here on; any thread may call this
 }
 
 int main() {
@@ -28,16 +31,14 @@ int main() {
   mail.appName = "com.mail";
   LMDBDataRowKey everything;
   {
-    LMDatabase<_preKill_User_Launched_Data> launches("launches", folder + std::string("/"),
-                                                     "lm.db");
+    LaunchStore launches("launches", folder + std::string("/"), "lm.db");
     if (launches.LMDatabaseInit() != LMDB_SUCCESS) return 1;
     add(launches, "com.mail", {41});
     add(launches, "com.chat", {17});
     launches.LMDatabaseWriteCachedToDisk();
     for (auto* row : launches.readAllocateDR(mail, 0, LMDB_COL_ROWID, LMDB_ASCENDING)) {
-      ++row->payload.launchCount;
-      std::lock_guard lock(launches.mRowCacheLck);
-      launches.mRowCache.push_back(row);  // has a row id, so it replaces what is stored
+      ++row->payload.launchCount;  // has a row id, so it replaces what is stored
+      launches.cacheRow(std::unique_ptr<LaunchStore::Row>(row));
     }
     launches.LMDatabaseWriteCachedToDisk();
     for (auto* row : launches.readAllocateDR(everything, 0, LMDB_COL_ROWID, LMDB_ASCENDING)) {

@@ -5,6 +5,7 @@
 #include <exception>
 #include <limits>
 #include <list>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <string>
@@ -115,6 +116,15 @@ class LM_API LMDBDataTable {
    */
   LMDBDataRow<T>* getRow();
 
+  /**
+   * Appends row to the cache, under mRowCacheLck; from then on it is the store's. Any thread may
+   * call it, also during a write.
+   *
+   * @return LMDB_SUCCESS; LMDB_FAILURE when row is null or, with an ERROR log and row deleted, when
+   *         memory is short
+   */
+  lmdbError cacheRow(std::unique_ptr<LMDBDataRow<T>> row);
+
   std::list<LMDBDataRow<T>*> mRowCache LM_GUARDED_BY(mRowCacheLck);  ///< owned; the oldest first
   std::mutex mRowCacheLck;  ///< never held during a call of SQLite
   std::string mTableName;   ///< goes into the SQL text unquoted
@@ -140,6 +150,22 @@ LMDBDataRow<T>* LMDBDataTable<T>::getRow() {
             mTableName.c_str(), std::size_t{0});
   }
   return row;
+}
+
+template <typename T>
+lmdbError LMDBDataTable<T>::cacheRow(std::unique_ptr<LMDBDataRow<T>> row) {
+  if (row == nullptr) {
+    return LMDB_FAILURE;
+  }
+  try {
+    std::lock_guard lock(mRowCacheLck);
+    mRowCache.push_back(row.get());
+    row.release();
+    return LMDB_SUCCESS;
+  } catch (...) {
+    lmsupport::logLmdbCaught("Caught Exception");
+    return LMDB_FAILURE;
+  }
 }
 
 extern template class LMDBDataTable<_preKill_User_Launched_Data>;

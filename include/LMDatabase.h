@@ -18,14 +18,14 @@
  * A typed row store: one SQLite file, one table, a payload of one type per row, and a cache of rows
  * that wait to be written.
  *
- *     LMDatabase<_preKill_User_Launched_Data> store("launches", "/data/vendor/lm/", "launches.db");
+ *     using Store = LMDatabase<_preKill_User_Launched_Data>;
+ *     Store store("launches", "/data/vendor/lm/", "launches.db");
  *     if (store.LMDatabaseInit() != LMDB_SUCCESS) return;
  *
- *     if (auto* row = store.getRow()) {
+ *     if (std::unique_ptr<Store::Row> row(store.getRow()); row != nullptr) {
  *       row->appName = "com.mail";
  *       row->payload.launchCount = 3;
- *       std::lock_guard lock(store.mRowCacheLck);
- *       store.mRowCache.push_back(row);  // the store's from here on
+ *       store.cacheRow(std::move(row));  // the store's from here on
  *     }
  *     store.LMDatabaseWriteCachedToDisk();
  *
@@ -40,8 +40,8 @@
  * destruction, which writes what is cached and closes. Before LMDatabaseInit(), and after it failed
  * to open the file, the operations do nothing and succeed; the cache keeps its rows.
  *
- * Threads: any thread may append to mRowCache under mRowCacheLck, also during a write, which takes
- * the lock only to remove one row at a time. All other operations belong to one thread at a time.
+ * Threads: any thread may call getRow() and cacheRow(), also during a write, which takes mRowCacheLck
+ * only to remove one row at a time. All other operations belong to one thread at a time.
  *
  * Failures are logged under the tag ANDR-PERF. Nothing is thrown.
  *

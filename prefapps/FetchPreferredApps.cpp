@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 
 #include "config/DynamicLoader.h"
 #include "detail/LMLog.h"
@@ -41,10 +42,8 @@ OwnedRows<T> readRows(LMDatabase<T>& store, const std::string& appName = {}) {
 /** Hands row to the store and has it written, in a transaction of its own. */
 template <typename T>
 void writeRow(LMDatabase<T>& store, std::unique_ptr<LMDBDataRow<T>> row) {
-  {
-    std::lock_guard lock(store.mRowCacheLck);
-    store.mRowCache.push_back(nullptr);  // may throw, while row is still owned
-    store.mRowCache.back() = row.release();
+  if (store.cacheRow(std::move(row)) != LMDB_SUCCESS) {
+    throw std::bad_alloc();  // ends the population, as a lack of memory does in any other step
   }
   store.writeCachedDRToDisk();
 }

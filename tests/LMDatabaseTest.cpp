@@ -171,6 +171,12 @@ TEST_F(RowStore, MemoryThatRunsOutAnywhereLeaksAndBreaksNothing) {
   failingnew::gNothrow = 1;
   EXPECT_EQ(mStore.getRow(), nullptr);
   EXPECT_EQ(mLog.texts().back(), "LMDB: getRow() ERROR:Dbt=t new operator failure, allocated=0\n");
+  EXPECT_EQ(mStore.cacheRow(nullptr), LMDB_FAILURE);
+  auto row = std::make_unique<LaunchStore::Row>();
+  failingnew::gThrowing = 1;
+  EXPECT_EQ(mStore.cacheRow(std::move(row)), LMDB_FAILURE);
+  EXPECT_EQ(mLog.texts().back(), "LMDB: cacheRow() Caught exception: std::bad_alloc in cacheRow");
+  EXPECT_THAT(mStore.mRowCache, IsEmpty());
 }
 
 TEST_F(RowStore, AStoreThatCannotBeOpenedKeepsItsCacheAndReportsItAtItsEnd) {

@@ -27,8 +27,7 @@ class StoreFixture : public testing::Test {
 
   template <typename T>
   static void add(LMDatabase<T>& store, const LMDBDataRow<T>& row) {
-    std::lock_guard lock(store.mRowCacheLck);
-    store.mRowCache.push_back(new LMDBDataRow<T>(row));
+    EXPECT_EQ(store.cacheRow(std::make_unique<LMDBDataRow<T>>(row)), LMDB_SUCCESS);
   }
 
   /** The rows as "rowid intcol1 appName rsvdName payload". */
