@@ -82,7 +82,7 @@ TEST(HidlRuntime, OfServicesRegisteredAtOnceOneStays) {
   EXPECT_EQ(Tracker11::getService(), nullptr);
 }
 
-TEST(HidlRuntime, ADeathIsToldOncePerLinkAndReleasesTheRecipients) {
+TEST(HidlRuntime, ADeathIsToldOncePerLinkToThoseWhoStillLive) {
   struct Recipient : hidl_death_recipient {
     void serviceDied(uint64_t cookie,
                      const android::wp<android::hidl::base::V1_0::IBase>& who) override {
@@ -98,6 +98,11 @@ TEST(HidlRuntime, ADeathIsToldOncePerLinkAndReleasesTheRecipients) {
     EXPECT_TRUE(recipient->service->linkToDeath(recipient, cookie));
   }
   EXPECT_TRUE(recipient->service->unlinkToDeath(recipient));
+  sp<Recipient> released = new Recipient;
+  EXPECT_TRUE(recipient->service->linkToDeath(released, 4));
+  const android::wp<Recipient> gone = released;
+  released.clear();
+  EXPECT_EQ(gone.promote(), nullptr);  // the link does not hold it
   EXPECT_TRUE(hosthidl::killService(Tracker10::descriptor, "mortal"));
   EXPECT_THAT(recipient->cookies, ElementsAre(1, 2));
   EXPECT_EQ(recipient->getStrongCount(), 1);

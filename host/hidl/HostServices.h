@@ -24,8 +24,8 @@ namespace hosthidl {
 
 /**
  * The same as if its process had died: calls serviceDied() of each recipient that was linked by
- * IBase's linkToDeath(), on the calling thread and in the order of the links, and releases them. A
- * dead service accepts no links until it is registered again.
+ * IBase's linkToDeath() and that somebody still holds, on the calling thread and in the order of the
+ * links, and ends the links. A dead service accepts no links until it is registered again.
  *
  * Note: clients can still call the dead service; make it return a failed Status to have that fail.
  */

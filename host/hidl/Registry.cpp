@@ -94,7 +94,10 @@ void Registry::kill(const sp<IBase>& service) {
     links.swap(service->mLinks);
   }
   for (const IBase::Link& link : links) {
-    link.recipient->serviceDied(link.cookie, service);
+    const sp<hidl_death_recipient> recipient = link.recipient.promote();
+    if (recipient != nullptr) {
+      recipient->serviceDied(link.cookie, service);
+    }
   }
 }
 

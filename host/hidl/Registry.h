@@ -32,7 +32,7 @@ class Registry {
             std::uint64_t cookie);
   bool unlink(IBase& service, const sp<android::hardware::hidl_death_recipient>& recipient);
 
-  /** Marks the service as dead and tells and releases its recipients. */
+  /** Marks the service as dead, ends its links and tells those recipients that still live. */
   void kill(const sp<IBase>& service);
 
  private:

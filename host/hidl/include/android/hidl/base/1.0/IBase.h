@@ -34,8 +34,9 @@ struct IBase : virtual public RefBase {
   virtual hardware::Return<void> interfaceChain(interfaceChain_cb _hidl_cb) = 0;
 
   /**
-   * Keeps the recipient until the service is declared dead, is destroyed, or the recipient is
-   * unlinked. A recipient linked twice is told twice. Returns false for null and for a dead service.
+   * Tells the recipient when the service dies, if somebody still holds it then: a link holds it
+   * weakly, as the platform's does. A recipient linked twice is told twice. Returns false for null
+   * and for a dead service.
    */
   virtual hardware::Return<bool> linkToDeath(const sp<hardware::hidl_death_recipient>& recipient,
                                              std::uint64_t cookie);
@@ -47,7 +48,7 @@ struct IBase : virtual public RefBase {
   friend class hosthidl::Registry;
 
   struct Link {
-    sp<hardware::hidl_death_recipient> recipient;
+    wp<hardware::hidl_death_recipient> recipient;
     std::uint64_t cookie;
   };
 
