@@ -33,8 +33,10 @@ class LM_API STDeathRecipient : public android::hardware::hidl_death_recipient {
  * Note: the result of linking is read unchecked: a proxy whose linkToDeath fails in transport ends
  * the process. HIDL's own proxies give false for a dead tracker, which is logged.
  *
- * Note: the recipient is linked to both proxies, and each new connection links another and unlinks
- * none, so one death may be logged more than once, the very first one too.
+ * Note: the recipient is linked to both proxies, and each new connection replaces it by a new one,
+ * so one death may be logged twice, once for each proxy. On a device the second line usually stays
+ * away: a proxy's links end with it, and the first notification drops both. It appears when a client
+ * has kept a proxy. On a host, where the service is its own proxy, both lines appear.
  *
  * Note: gST_lock is public, but calling a member while holding it deadlocks. Connecting waits for the
  * queries under way, then holds it exclusively, without limit, while all queries wait.
@@ -49,8 +51,9 @@ class LM_API DependentServices {
   /**
    * Obtains the missing proxies and links a new death recipient to both.
    *
-   * @return 0 when both are there, -1 with an ERROR log otherwise; a proxy that was obtained stays,
-   *         unless linking failed
+   * @return 0 when both are there and linked, -1 with an ERROR log otherwise. A proxy that was
+   *         obtained while the other could not be had stays; however else linking fails, for want of
+   *         memory too, both are null again
    */
   int getSTServiceAndLinkToDeath();
 

@@ -3,6 +3,8 @@
 #include <mutex>
 #include <new>
 
+#include <android-base/scopeguard.h>
+
 #include "detail/LMLog.h"
 
 using android::hardware::hidl_string;
@@ -22,11 +24,72 @@ namespace {
 constexpr char kInstance[] = "default";
 constexpr int kNotFound = 1;
 constexpr int kNoService = 4;
+constexpr lmsupport::CaughtWording kWording = {LM_LOG_PREFIX "Exception caught: %s",
+                                               LM_LOG_PREFIX "Exception caught"};
+
+/** What the steps of connecting log as. */
+constexpr char kConnect[] = "getSTServiceAndLinkToDeath";
 
 /** To be called with gST_lock held. */
 bool isConnected() {
   return DependentServices::gServiceTrackerHalObject != nullptr &&
          DependentServices::gServiceTrackerHalObject_v1_1 != nullptr;
+}
+
+/** To be called with gST_lock held exclusively. */
+void dropProxies() {
+  DependentServices::gServiceTrackerHalObject = nullptr;
+  DependentServices::gServiceTrackerHalObject_v1_1 = nullptr;
+}
+
+/** Obtains the proxies that are missing. To be called with gST_lock held exclusively. */
+void obtainProxies() {
+  auto& proxy1_1 = DependentServices::gServiceTrackerHalObject_v1_1;
+  if (proxy1_1 == nullptr) {
+    proxy1_1 = DependentServices::IServicetrackerV1_1::getService(kInstance, false);
+  }
+  auto& proxy1_0 = DependentServices::gServiceTrackerHalObject;
+  if (proxy1_0 == nullptr) {
+    proxy1_0 = DependentServices::IServicetrackerV1_0::getService(kInstance, false);
+  }
+}
+
+/**
+ * Links a new recipient to both proxies and returns whether both accepted it. However else it ends,
+ * by an exception too, both proxies are dropped: one that stayed without a link would never hear of
+ * a death. To be called with gST_lock held exclusively.
+ */
+bool linkToDeath() {
+  auto drop = android::base::make_scope_guard(dropProxies);
+  auto& recipient = DependentServices::stDeathRecipient;
+  recipient = new (std::nothrow) STDeathRecipient;
+  const bool linked = DependentServices::gServiceTrackerHalObject_v1_1->linkToDeath(recipient, 0) &&
+                      DependentServices::gServiceTrackerHalObject->linkToDeath(recipient, 0);
+  if (linked) {
+    drop.Disable();
+  }
+  return linked;
+}
+
+int connect() {
+  if (std::shared_lock lock(DependentServices::gST_lock); isConnected()) {
+    return 0;
+  }
+  std::unique_lock lock(DependentServices::gST_lock);
+  if (isConnected()) {
+    return 0;
+  }
+  obtainProxies();
+  if (!isConnected()) {
+    LM_LOGE_AS(kDependentServices, kConnect, __LINE__, "IServicetracker::getService failed!");
+    return -1;
+  }
+  if (!linkToDeath()) {
+    LM_LOGE_AS(kDependentServices, kConnect, __LINE__,
+               "Unable to link to gServiceTrackerHalObjects' death notifications!");
+    return -1;
+  }
+  return 0;
 }
 
 /**
@@ -49,15 +112,38 @@ void callTracker(android::sp<Proxy>& proxy, Call call) {
   }
 }
 
-/** For a catch (...) block: logs the exception being handled in the name of the calling function. */
-void logException(const char* function = __builtin_FUNCTION(), int line = __builtin_LINE()) {
-  try {
-    throw;
-  } catch (const std::exception& e) {
-    LM_LOGE_AS(kDependentServices, function, line, "Exception caught: %s", e.what());
-  } catch (...) {
-    LM_LOGE_AS(kDependentServices, function, line, "Exception caught");
-  }
+/** What a query does that uses its result as it came. */
+constexpr auto kNothing = [] {};
+
+/**
+ * A query, in the name of the calling function: connects, has call(tracker, status) ask the tracker,
+ * logs notFound where that is the answer, and does the rest with finish(). Returns the status.
+ */
+template <typename Proxy, typename Call, typename Finish>
+int query(android::sp<Proxy>& proxy, Call call, const char* notFound, Finish finish,
+          const char* function = __builtin_FUNCTION(), int line = __builtin_LINE()) {
+  int status = kNoService;
+  lmsupport::guard(
+      kDependentServices, kWording,
+      [&] {
+        DependentServices().getSTServiceAndLinkToDeath();
+        callTracker(proxy, [&](Proxy& tracker) { return call(tracker, status); });
+        if (status == kNotFound) {
+          LM_LOGE_AS(kDependentServices, function, line, "%s", notFound);
+        }
+        finish();
+      },
+      function, line);
+  return status;
+}
+
+/** The HIDL callback of a query: takes the tracker's status, and what it found as result. */
+template <typename Result>
+auto answerTo(int& status, Result& result) {
+  return [&](Status answered, const auto& found) {
+    status = static_cast<int>(answered);
+    result = found;
+  };
 }
 
 }  // namespace
@@ -65,112 +151,45 @@ void logException(const char* function = __builtin_FUNCTION(), int line = __buil
 void STDeathRecipient::serviceDied(std::uint64_t /*cookie*/,
                                    const android::wp<android::hidl::base::V1_0::IBase>& /*who*/) {
   std::unique_lock lock(DependentServices::gST_lock);
-  DependentServices::gServiceTrackerHalObject = nullptr;
-  DependentServices::gServiceTrackerHalObject_v1_1 = nullptr;
+  dropProxies();
   LM_LOGE(kDependentServices, "IServicetracker serviceDied");
 }
 
 int DependentServices::getSTServiceAndLinkToDeath() {
-  try {
-    {
-      std::shared_lock lock(gST_lock);
-      if (isConnected()) {
-        return 0;
-      }
-    }
-    std::unique_lock lock(gST_lock);
-    if (isConnected()) {
-      return 0;
-    }
-    if (gServiceTrackerHalObject_v1_1 == nullptr) {
-      gServiceTrackerHalObject_v1_1 = IServicetrackerV1_1::getService(kInstance, false);
-    }
-    if (gServiceTrackerHalObject == nullptr) {
-      gServiceTrackerHalObject = IServicetrackerV1_0::getService(kInstance, false);
-    }
-    if (!isConnected()) {
-      LM_LOGE(kDependentServices, "IServicetracker::getService failed!");
-      return -1;
-    }
-    stDeathRecipient = new (std::nothrow) STDeathRecipient;
-    const bool linked = gServiceTrackerHalObject_v1_1->linkToDeath(stDeathRecipient, 0) &&
-                        gServiceTrackerHalObject->linkToDeath(stDeathRecipient, 0);
-    if (linked) {
-      return 0;
-    }
-    gServiceTrackerHalObject = nullptr;
-    gServiceTrackerHalObject_v1_1 = nullptr;
-    LM_LOGE(kDependentServices,
-            "Unable to link to gServiceTrackerHalObjects' death notifications!");
-    return -1;
-  } catch (...) {
-    logException();
-    return -1;
-  }
+  return lmsupport::guard(kDependentServices, kWording, -1, connect);
 }
 
 int DependentServices::getServices(const std::string& serviceName,
                                    std::vector<std::string>& services) {
-  int status = kNoService;
-  try {
-    getSTServiceAndLinkToDeath();
-    hidl_vec<ClientConnection> connections;
-    const auto takeResult = [&](Status result, const hidl_vec<ClientConnection>& found) {
-      status = static_cast<int>(result);
-      connections = found;
-    };
-    callTracker(gServiceTrackerHalObject, [&](IServicetrackerV1_0& tracker) {
-      return tracker.getServiceConnections(serviceName, takeResult);
-    });
-    if (status == kNotFound) {
-      LM_LOGE(kDependentServices, "Service Tracker HAL could not find Client Connections");
-    }
-    for (const ClientConnection& connection : connections) {
-      services.emplace_back(connection.serviceName);
-    }
-  } catch (...) {
-    logException();
-  }
-  return status;
+  hidl_vec<ClientConnection> connections;
+  return query(
+      gServiceTrackerHalObject,
+      [&](IServicetrackerV1_0& tracker, int& status) {
+        return tracker.getServiceConnections(serviceName, answerTo(status, connections));
+      },
+      "Service Tracker HAL could not find Client Connections",
+      [&] {
+        for (const ClientConnection& connection : connections) {
+          services.emplace_back(connection.serviceName);
+        }
+      });
 }
 
 int DependentServices::getServicePIDs(hidl_vec<hidl_string> serviceNames,
                                       hidl_vec<std::int32_t>& pids) {
-  int status = kNoService;
-  try {
-    getSTServiceAndLinkToDeath();
-    const auto takeResult = [&](Status result, const hidl_vec<std::int32_t>& found) {
-      status = static_cast<int>(result);
-      pids = found;
-    };
-    callTracker(gServiceTrackerHalObject, [&](IServicetrackerV1_0& tracker) {
-      return tracker.getServicePids(serviceNames, takeResult);
-    });
-    if (status == kNotFound) {
-      LM_LOGE(kDependentServices, "Could not get pids of services");
-    }
-  } catch (...) {
-    logException();
-  }
-  return status;
+  return query(
+      gServiceTrackerHalObject,
+      [&](IServicetrackerV1_0& tracker, int& status) {
+        return tracker.getServicePids(serviceNames, answerTo(status, pids));
+      },
+      "Could not get pids of services", kNothing);
 }
 
 int DependentServices::getAllActiveServicePIDs(std::vector<int>& pids) {
-  int status = kNoService;
-  try {
-    getSTServiceAndLinkToDeath();
-    const auto takeResult = [&](Status result, const hidl_vec<std::int32_t>& found) {
-      status = static_cast<int>(result);
-      pids = std::vector<int>(found.begin(), found.end());
-    };
-    callTracker(gServiceTrackerHalObject_v1_1, [&](IServicetrackerV1_1& tracker) {
-      return tracker.getAllActiveServicePids(takeResult);
-    });
-    if (status == kNotFound) {
-      LM_LOGE(kDependentServices, "Could not get pids of all active services");
-    }
-  } catch (...) {
-    logException();
-  }
-  return status;
+  return query(
+      gServiceTrackerHalObject_v1_1,
+      [&](IServicetrackerV1_1& tracker, int& status) {
+        return tracker.getAllActiveServicePids(answerTo(status, pids));
+      },
+      "Could not get pids of all active services", kNothing);
 }

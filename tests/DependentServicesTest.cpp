@@ -268,13 +268,29 @@ TEST_F(Services, AnExceptionEndsAQueryWithTheStatusSoFarAndConnectingWithoutOne)
   mScript.whenCalled = [] { throw 1; };
   EXPECT_EQ(clients(), 4);
   EXPECT_EQ(mLog.texts().back(), "DependentServices: getServices() Exception caught");
-  for (const int nth : {1, 2}) {
-    DependentServices::gServiceTrackerHalObject = nullptr;
-    DependentServices::gServiceTrackerHalObject_v1_1 = nullptr;
-    failingnew::gThrowing = nth;
-    EXPECT_EQ(connect(), -1);
-    EXPECT_EQ(mLog.texts().back(), line("getSTServiceAndLinkToDeath"));
+}
+
+TEST_F(Services, ConnectedMeansLinkedAlsoAfterAShortageOfMemory) {
+  offer1_1();
+  int failures = 0;
+  for (int connected = -1; connected != 0; ++failures) {
+    failingnew::gThrowing = failures + 1;
+    connected = connect();
+    failingnew::gThrowing = 0;
+    if (connected != 0) {
+      EXPECT_EQ(mLog.texts().back(),
+                "DependentServices: getSTServiceAndLinkToDeath() Exception caught: std::bad_alloc");
+      EXPECT_FALSE(DependentServices::gServiceTrackerHalObject != nullptr &&
+                   DependentServices::gServiceTrackerHalObject_v1_1 != nullptr);
+      mScript.links.clear();
+    }
   }
+  EXPECT_GT(failures, 4);
+  EXPECT_EQ(mScript.links.size(), 2u);
+  const std::size_t lines = mLog.texts().size();
+  kill();
+  EXPECT_EQ(DependentServices::gServiceTrackerHalObject, nullptr);
+  EXPECT_EQ(mLog.texts().size(), lines + 2);
 }
 
 TEST_F(Services, ALinkThatFailsInTransportEndsTheProcess) {
