@@ -1,18 +1,9 @@
-#include "../stats/MemInfo.cpp"  // its steps are private
-
-#include <algorithm>
+#include "../stats/MemInfo.cpp"  // its steps are not exported
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  char line[kLineSize] = {};
-  std::copy_n(data, std::min(size, kLineSize - 1), line);
-  char clean[kLineSize] = {};
-  cleanLine(line, clean);
-  const char* key = nullptr;
-  std::uint64_t value = 0;
+  const std::string_view text(reinterpret_cast<const char*>(data), size);
   SysStatsRecord record = {};
   record.slots[kSwapTotalSlot] = kUnknownFigure;
-  if (splitLine(clean, key, value)) {
-    takeFigure(key, value, record);
-  }
+  lmsupport::takeMemInfoLine(text.substr(lmsupport::takeMemInfoLines(text, record)), record);
   return 0;
 }

@@ -30,8 +30,11 @@ struct sockaddr_nl;
  *
  * All operations may be called on any thread and at once: nothing is shared or kept. Each request
  * opens a netlink socket, blocks for the answer and closes the socket. There is no time-out: a
- * kernel that never answers blocks the caller. Nothing is thrown. Failures are logged, but for
- * requests that the family cannot answer, and messages that cannot be filled or sent.
+ * kernel that never answers blocks the caller.
+ *
+ * Nothing is thrown. Every failure is logged, with two exceptions: an operation that the family
+ * cannot answer (its flag is false) sends and logs nothing, and sendRecvData() does not log that the
+ * request could not be filled or sent. The other operations log whatever result it gives them.
  */
 
 /** The kernel's statistics of one process, uninterpreted. */
@@ -73,22 +76,31 @@ class LM_API StatsProvider {
    */
   bool isApiSupported(int version);
 
-  /** One process; all zero when the family cannot be asked or did not answer. */
+  /**
+   * One process; all zero when the family cannot be asked or did not answer.
+   *
+   * Note: of an answer that is too short (logged) the record holds what arrived, and zeros behind it.
+   */
   PidStatsRecord getPIDStats(int pid);
 
-  /** The system; all zero when the family cannot be asked or did not answer. */
+  /** The system, with the results of getPIDStats(). */
   SysStatsRecord getSysStats();
 
   /**
-   * The processes in a range of PIDs; empty when the family cannot be asked, or what arrived before
-   * a failure.
+   * The processes in a range of PIDs; empty when the family cannot be asked, and after a failure
+   * those that arrived before it.
    *
    * Note: only the low 16 bits of each bound reach the kernel: first in the low half of a word,
    * second in the high half.
    */
   std::vector<PidStatsRecord> getPIDStatsRange(int first, int second);
 
-  /** Appends the processes named processName to pids. Returns 0, or -1 after a failure. */
+  /**
+   * Appends the processes named processName to pids.
+   *
+   * @return 0; -1 without an entry in the log when the family cannot be asked; -1 with one after a
+   *         failure, and what arrived before it has been appended
+   */
   int getPIDsRange(const char* processName, std::vector<sysstats_pid>& pids);
 
   /**

@@ -58,11 +58,6 @@ bool takeAttribute(const nlattr* attribute, void* arg) {
   }
 }
 
-/** nla_ok, which takes the negative rest after an unaligned last attribute for a huge one. */
-bool isWhole(const nlattr* attribute, int remaining) {
-  return remaining > 0 && nla_ok(attribute, remaining) != 0;
-}
-
 }  // namespace
 
 int stats_parser(nl_msg* msg, void* arg) {
@@ -82,8 +77,8 @@ int stats_parser(nl_msg* msg, void* arg) {
   return guard(kStatsProvider, lmsupport::kUsualWording, int{NL_OK}, [&]() -> int {
     const auto* const genlHeader = static_cast<const genlmsghdr*>(nlmsg_data(header));
     int remaining = genlmsg_attrlen(genlHeader, 0);
-    for (const nlattr* attribute = genlmsg_attrdata(genlHeader, 0); isWhole(attribute, remaining);
-         attribute = nla_next(attribute, &remaining)) {
+    for (const nlattr* attribute = genlmsg_attrdata(genlHeader, 0);
+         nla_ok(attribute, remaining) != 0; attribute = nla_next(attribute, &remaining)) {
       if (!takeAttribute(attribute, arg)) {
         return NL_STOP;
       }

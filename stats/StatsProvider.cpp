@@ -24,6 +24,9 @@ constexpr int kNoValue = -1;
 
 enum RequestType : int { kPidStats, kSysStats, kPidStatsRange, kPidsByName };
 
+/** What sendRecvData returns, by what could not be done. */
+enum RequestError : int { kNotBegun = -1, kNotConnected = -2, kNotSent = -3, kNotReceived = -4 };
+
 struct Request {
   int flags;
   std::uint8_t command;
@@ -53,8 +56,80 @@ using FamilyPtr = std::unique_ptr<genl_family, Release<genl_family_put>>;
 using MessagePtr = std::unique_ptr<nl_msg, Release<nlmsg_free>>;
 using CallbacksPtr = std::unique_ptr<nl_cb, Release<nl_cb_put>>;
 
-void logError(int error, const char* function = __builtin_FUNCTION(), int line = __builtin_LINE()) {
-  LM_LOGE_AS(kStatsProvider, function, line, "sendRecvData returned error = %d", error);
+/** What the steps of a request log as. */
+constexpr char kSendRecvData[] = "sendRecvData";
+
+/** Connects to the family whose id it puts into family. */
+int connect(nl_sock* socket, int& family) {
+  const int result = genl_connect(socket);
+  if (result < 0) {
+    LM_LOGE_AS(kStatsProvider, kSendRecvData, __LINE__, "genl_connect() failed return=%d", result);
+    return kNotConnected;
+  }
+  family = genl_ctrl_resolve(socket, kFamilyName);
+  if (family < 0) {
+    LM_LOGE_AS(kStatsProvider, kSendRecvData, __LINE__, "Unable to resolve taskstats family id %d",
+               family);
+    return kNotConnected;
+  }
+  return 0;
+}
+
+/** Makes message the request of that type to the family. */
+int makeRequest(nl_msg* message, int family, int type, int value, const char* processName) {
+  const Request& request = kRequests[type];
+  if (genlmsg_put(message, NL_AUTO_PORT, NL_AUTO_SEQ, family, 0, request.flags, request.command,
+                  kRequestVersion) == nullptr) {
+    LM_LOGE_AS(kStatsProvider, kSendRecvData, __LINE__, "genlmsg_put() failed");
+    return kNotSent;
+  }
+  if (type != kPidsByName) {
+    const auto word = static_cast<std::uint32_t>(value);
+    return nla_put_u32(message, request.attribute, word) < 0 ? kNotSent : 0;
+  }
+  if (processName == nullptr) {
+    LM_LOGE_AS(kStatsProvider, kSendRecvData, __LINE__,
+               "Client sent an invalid Processname to get PID");
+    return kNotSent;
+  }
+  const auto length = static_cast<int>(std::strlen(processName));
+  return nla_put(message, request.attribute, length, processName) < 0 ? kNotSent : 0;
+}
+
+/** Waits for the answer and has it parsed into parserArg. */
+int receive(nl_sock* socket, int& family, void* parserArg) {
+  const CallbacksPtr callbacks(nl_cb_alloc(NL_CB_CUSTOM));
+  if (callbacks == nullptr) {
+    LM_LOGE_AS(kStatsProvider, kSendRecvData, __LINE__, "nl_cb_alloc() failed");
+    return kNotSent;
+  }
+  int result = nl_cb_set(callbacks.get(), NL_CB_VALID, NL_CB_CUSTOM, stats_parser, parserArg);
+  if (result < 0) {
+    LM_LOGE_AS(kStatsProvider, kSendRecvData, __LINE__, "nl_cb_set failed return=%d", result);
+    return kNotReceived;
+  }
+  result = nl_cb_err(callbacks.get(), NL_CB_CUSTOM, stats_nl_error_callback, &family);
+  if (result < 0) {
+    LM_LOGE_AS(kStatsProvider, kSendRecvData, __LINE__, "nl_cb_err failed return=%d", result);
+    return kNotReceived;
+  }
+  result = nl_recvmsgs(socket, callbacks.get());
+  if (result < 0) {
+    LM_LOGE_AS(kStatsProvider, kSendRecvData, __LINE__, "nl_recvmsgs failed return=%d", result);
+    return kNotReceived;
+  }
+  return 0;
+}
+
+/** Sends a request for an operation, in whose name it logs a failure. Returns whether it worked. */
+bool request(StatsProvider& stats, RequestType type, int value, const char* processName,
+             void* answer, const char* operation = __builtin_FUNCTION(),
+             int line = __builtin_LINE()) {
+  const int error = stats.sendRecvData(type, value, processName, answer);
+  if (error != 0) {
+    LM_LOGE_AS(kStatsProvider, operation, line, "sendRecvData returned error = %d", error);
+  }
+  return error == 0;
 }
 
 }  // namespace
@@ -95,124 +170,62 @@ bool StatsProvider::isApiSupported(int version) {
 
 PidStatsRecord StatsProvider::getPIDStats(int pid) {
   PidStatsRecord record = {};
-  if (!supportsPidStats) {
-    return record;
-  }
-  if (const int error = sendRecvData(kPidStats, pid, "", &record); error != 0) {
-    logError(error);
+  if (supportsPidStats) {
+    request(*this, kPidStats, pid, "", &record);
   }
   return record;
 }
 
 SysStatsRecord StatsProvider::getSysStats() {
   SysStatsRecord record = {};
-  if (!supportsSysStats) {
-    return record;
-  }
-  if (const int error = sendRecvData(kSysStats, kNoValue, "", &record); error != 0) {
-    logError(error);
+  if (supportsSysStats) {
+    request(*this, kSysStats, kNoValue, "", &record);
   }
   return record;
 }
 
 std::vector<PidStatsRecord> StatsProvider::getPIDStatsRange(int first, int second) {
   std::vector<PidStatsRecord> records;
-  if (!supportsPidStatsRange) {
-    return records;
-  }
-  const std::uint32_t bounds = (static_cast<std::uint32_t>(first) & 0xFFFF) |
-                               (static_cast<std::uint32_t>(second) & 0xFFFF) << 16;
-  if (const int error = sendRecvData(kPidStatsRange, static_cast<int>(bounds), "", &records);
-      error != 0) {
-    logError(error);
+  if (supportsPidStatsRange) {
+    const std::uint32_t bounds = (static_cast<std::uint32_t>(first) & 0xFFFF) |
+                                 (static_cast<std::uint32_t>(second) & 0xFFFF) << 16;
+    request(*this, kPidStatsRange, static_cast<int>(bounds), "", &records);
   }
   return records;
 }
 
 int StatsProvider::getPIDsRange(const char* processName, std::vector<sysstats_pid>& pids) {
-  if (!supportsPidsByName) {
-    return -1;
-  }
-  if (const int error = sendRecvData(kPidsByName, kNoValue, processName, &pids); error != 0) {
-    logError(error);
-    return -1;
-  }
-  return 0;
+  return supportsPidsByName && request(*this, kPidsByName, kNoValue, processName, &pids) ? 0 : -1;
 }
 
 int StatsProvider::sendRecvData(int type, int value, const char* processName, void* parserArg) {
   if (parserArg == nullptr) {
     LM_LOGE(kStatsProvider, "parser_arg is NULL");
-    return -1;
+    return kNotBegun;
   }
   if (static_cast<unsigned>(type) >= std::size(kRequests)) {
     LM_LOGE(kStatsProvider, "Unknown command type");
-    return -1;
+    return kNotBegun;
   }
-  const Request& request = kRequests[type];
-
   const SocketPtr socket(nl_socket_alloc());
   if (socket == nullptr) {
     LM_LOGE(kStatsProvider, "nl_socket_alloc() failed");
-    return -1;
+    return kNotBegun;
   }
-  int result = genl_connect(socket.get());
-  if (result < 0) {
-    LM_LOGE(kStatsProvider, "genl_connect() failed return=%d", result);
-    return -2;
+  int family = -1;
+  if (const int error = connect(socket.get(), family); error != 0) {
+    return error;
   }
-  int family = genl_ctrl_resolve(socket.get(), kFamilyName);
-  if (family < 0) {
-    LM_LOGE(kStatsProvider, "Unable to resolve taskstats family id %d", family);
-    return -2;
-  }
-
   const MessagePtr message(nlmsg_alloc());
   if (message == nullptr) {
     LM_LOGE(kStatsProvider, "nlmsg_alloc() failed");
-    return -2;
+    return kNotConnected;
   }
-  if (genlmsg_put(message.get(), NL_AUTO_PORT, NL_AUTO_SEQ, family, 0, request.flags,
-                  request.command, kRequestVersion) == nullptr) {
-    LM_LOGE(kStatsProvider, "genlmsg_put() failed");
-    return -3;
-  }
-  if (type == kPidsByName) {
-    if (processName == nullptr) {
-      LM_LOGE(kStatsProvider, "Client sent an invalid Processname to get PID");
-      return -3;
-    }
-    const auto length = static_cast<int>(std::strlen(processName));
-    result = nla_put(message.get(), request.attribute, length, processName);
-  } else {
-    result = nla_put_u32(message.get(), request.attribute, static_cast<std::uint32_t>(value));
-  }
-  if (result < 0) {
-    return -3;
+  if (const int error = makeRequest(message.get(), family, type, value, processName); error != 0) {
+    return error;
   }
   if (nl_send_auto(socket.get(), message.get()) < 0) {
-    return -3;
+    return kNotSent;
   }
-
-  const CallbacksPtr callbacks(nl_cb_alloc(NL_CB_CUSTOM));
-  if (callbacks == nullptr) {
-    LM_LOGE(kStatsProvider, "nl_cb_alloc() failed");
-    return -3;
-  }
-  result = nl_cb_set(callbacks.get(), NL_CB_VALID, NL_CB_CUSTOM, stats_parser, parserArg);
-  if (result < 0) {
-    LM_LOGE(kStatsProvider, "nl_cb_set failed return=%d", result);
-    return -4;
-  }
-  result = nl_cb_err(callbacks.get(), NL_CB_CUSTOM, stats_nl_error_callback, &family);
-  if (result < 0) {
-    LM_LOGE(kStatsProvider, "nl_cb_err failed return=%d", result);
-    return -4;
-  }
-  result = nl_recvmsgs(socket.get(), callbacks.get());
-  if (result < 0) {
-    LM_LOGE(kStatsProvider, "nl_recvmsgs failed return=%d", result);
-    return -4;
-  }
-  return 0;
+  return receive(socket.get(), family, parserArg);
 }
