@@ -5,7 +5,6 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -41,32 +40,34 @@ class TaskFile {
 };
 
 /**
- * Whether the first NUL-terminated field of the task's command line is name. field is scratch space
- * of a byte more than name has.
+ * Reads the file at path into text, to its end or until isEnough(text). Returns false when it cannot
+ * be opened.
  */
-bool isNamed(int task, const std::string& name, std::vector<char>& field) {
-  const unique_fd file(open(TaskFile(task, "cmdline").path(), O_RDONLY | O_CLOEXEC));
-  std::size_t size = 0;
-  for (ssize_t count;
-       size < field.size() && (count = read(file.get(), &field[size], field.size() - size)) > 0;) {
-    size += static_cast<std::size_t>(count);
-    if (std::memchr(field.data(), '\0', size) != nullptr) {
-      break;
-    }
-  }
-  const std::size_t length = strnlen(field.data(), size);
-  return length > 0 && length == name.size() && std::memcmp(field.data(), name.data(), length) == 0;
-}
-
-/** Reads a whole file; returns false when it cannot be opened. */
-bool readFile(const char* path, std::string& text) {
-  const unique_fd file(open(path, O_RDONLY | O_CLOEXEC));
-  char part[4096];
+template <typename IsEnough>
+bool readFile(const char* path, std::string& text, IsEnough isEnough) {
   text.clear();
-  for (ssize_t count; (count = read(file.get(), part, sizeof(part))) > 0;) {
+  const unique_fd file(open(path, O_RDONLY | O_CLOEXEC));
+  if (!file.ok()) {
+    return false;
+  }
+  char part[4096];
+  for (ssize_t count; !isEnough(text) && (count = read(file.get(), part, sizeof(part))) > 0;) {
     text.append(part, static_cast<std::size_t>(count));
   }
-  return file.ok();
+  return true;
+}
+
+constexpr auto kWhole = [](const std::string&) { return false; };
+
+/**
+ * Whether the first NUL-terminated field of the task's command line is name. text is scratch space.
+ */
+bool isNamed(int task, const std::string& name, std::string& text) {
+  const auto isEnough = [&name](const std::string& line) {
+    return line.size() > name.size() || line.find('\0') != std::string::npos;
+  };
+  return readFile(TaskFile(task, "cmdline").path(), text, isEnough) && text[0] != '\0' &&
+         text.c_str() == name;
 }
 
 /** The tasks of a list, up to the first that is no number. */
@@ -110,12 +111,11 @@ int AsyncEvent::getPid(std::string& name) {
 int AsyncEvent::getPidExpensive(std::string& name) {
   return guard(kAsyncEventsMgr, lmsupport::kUsualWording, -1, [&] {
     std::string text;
-    if (!readFile(kForegroundTasks, text)) {
+    if (!readFile(kForegroundTasks, text, kWhole)) {
       return -1;
     }
-    std::vector<char> field(name.size() + 1);
     for (const int task : parseTasks(text)) {
-      if (isNamed(task, name, field) && readFile(TaskFile(task, "status").path(), text)) {
+      if (isNamed(task, name, text) && readFile(TaskFile(task, "status").path(), text, kWhole)) {
         return threadGroup(text);
       }
     }
