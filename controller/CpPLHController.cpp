@@ -3,21 +3,14 @@
 #include "config/Nodes.h"
 #include "detail/LMLog.h"
 
+using lmsupport::guard;
 using lmsupport::kCpPlhController;
 using lmsupport::NodePath;
 
 namespace {
 
-/** For a catch (...) block: logs the exception being handled in the name of the calling function. */
-void logException(const char* function = __builtin_FUNCTION(), int line = __builtin_LINE()) {
-  try {
-    throw;
-  } catch (const std::exception& e) {
-    LM_LOGE_AS(kCpPlhController, function, line, "exception %s\n", e.what());
-  } catch (...) {
-    LM_LOGE_AS(kCpPlhController, function, line, "unknown exception\n");
-  }
-}
+constexpr lmsupport::CaughtWording kWording = {LM_LOG_PREFIX "exception %s\n",
+                                               LM_LOG_PREFIX "unknown exception\n"};
 
 }  // namespace
 
@@ -36,51 +29,44 @@ void CpPLHController::init(std::vector<Command>& initial) {
     mEnabled = false;
     return;
   }
-  try {
+  guard(kCpPlhController, kWording, [&] {
     for (const auto& [item, setting] : initial) {
       std::string value = setting;
       NodePath path;
       ConfigStore* const store = lmsupport::configStore();
       if (store == nullptr) {
-        LM_LOGE(kCpPlhController, "mStore is NULL!!");
+        LM_LOGE_AS(kCpPlhController, "init", __LINE__, "mStore is NULL!!");
       } else if (path = lmsupport::nodePath(*store, item); !path.known) {
         mEnabled = false;
         return;
       }
       updateSysNodes(path.text, value);
     }
-  } catch (...) {
-    logException();
-  }
+  });
 }
 
 int CpPLHController::commandCp(int type, std::string value, int item) {
   if (!mEnabled) {
     return 0;
   }
-  try {
+  return guard(kCpPlhController, kWording, 0, [&] {
     std::lock_guard lock(mCmdLock);
     ConfigStore* const store = lmsupport::configStore();
     if (store == nullptr || type < kFirstPreset || type > kAnyItem) {
       return 0;
     }
-    if (type != kAnyItem) {
-      const Command& preset = type == kFirstPreset ? mFirstCmd : mSecondCmd;
-      item = preset.first;
-      if (value.empty()) {
-        value = preset.second;
-      }
-    }
-    NodePath path = lmsupport::nodePath(*store, item);
+    const Command& preset = type == kFirstPreset ? mFirstCmd : mSecondCmd;
+    const bool usesPreset = type != kAnyItem;
+    NodePath path = lmsupport::nodePath(*store, usesPreset ? preset.first : item);
     if (!path.known) {
       return 0;
     }
+    if (usesPreset && value.empty()) {
+      value = preset.second;
+    }
     updateSysNodes(path.text, value);
     return 1;
-  } catch (...) {
-    logException();
-    return 0;
-  }
+  });
 }
 
 int CpPLHController::updateSysNodes(char* path, std::string& value) {

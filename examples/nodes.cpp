@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <fstream>
 
+using Controller = CpPLHController;
+
 int main() {
   char folder[] = "/tmp/lmsupport-XXXXXX";
   if (mkdtemp(folder) == nullptr) return 1;
@@ -22,15 +24,15 @@ int main() {
     std::printf("%-28s %d  %s, %s\n", step, result, governor.c_str(), boost.c_str());
   };
 
-  std::vector<CpPLHController::Command> initial = {{40, "powersave"}, {41, "0"}};
-  CpPLHController::Command first = {40, "performance"};
-  CpPLHController::Command second = {41, "1"};
-  CpPLHController controller(initial, first, second, "example", nullptr);
+  std::vector<Controller::Command> initial = {{40, "powersave"}, {41, "0"}};
+  Controller::Command first = {40, "performance"};
+  Controller::Command second = {41, "1"};
+  Controller controller(initial, first, second, "example", nullptr);
   show("initial settings", 0);
-  show("first preset", controller.commandCp(0, "", 0));
-  show("second preset, other value", controller.commandCp(1, "2", 0));
-  show("any item", controller.commandCp(2, "ondemand", 40));
-  show("unknown item", controller.commandCp(2, "1", 99));  // 0: nothing was attempted
+  show("first preset", controller.commandCp(Controller::kFirstPreset, "", 0));
+  show("second preset, other value", controller.commandCp(Controller::kSecondPreset, "2", 0));
+  show("any item", controller.commandCp(Controller::kAnyItem, "ondemand", 40));
+  show("unknown item", controller.commandCp(Controller::kAnyItem, "1", 99));  // 0: not attempted
   show("an integer, by path", AsyncEvent::updateSysNodes(pathOf("boost"), 3));
   show("no such node", AsyncEvent::updateSysNodes(pathOf("none/at/all"), 3));  // -1, and logged
   std::filesystem::remove_all(folder);

@@ -13,11 +13,11 @@
  */
 class LM_API CpPLHController {
  public:
+  /** The first argument of commandCp(): one of the presets, or the item given. */
+  enum CommandType : int { kFirstPreset, kSecondPreset, kAnyItem };
+
   /** An item number and the text for its node. */
   using Command = std::pair<int, std::string>;
-
-  /** What commandCp takes as its type. */
-  enum CommandType : int { kFirstPreset, kSecondPreset, kAnyItem };
 
   /**
    * Copies its arguments, then calls initHook if there is one, and otherwise init(initial). Blocks
@@ -25,8 +25,8 @@ class LM_API CpPLHController {
    * the copies.
    *
    * @param initial  settings to write once
-   * @param first    the preset of command type 0, with its default value
-   * @param second   the preset of command type 1, with its default value
+   * @param first    the preset of kFirstPreset, with its default value
+   * @param second   the preset of kSecondPreset, with its default value
    * @param name     kept, without a meaning here
    * @param initHook called instead of init; its result is ignored. May be null
    */
@@ -45,9 +45,9 @@ class LM_API CpPLHController {
    * Writes one command, with the item's path looked up afresh. Commands of several threads are
    * applied one at a time: takes the controller's lock and blocks as long as the node's driver does.
    *
-   * @param type  0: the first preset; 1: the second; 2: the item given
-   * @param value for a preset, empty means its default; for type 2, written as it is
-   * @param item  used by type 2 only
+   * @param type  a CommandType
+   * @param value for a preset, empty means its default; for kAnyItem, written as it is
+   * @param item  used by kAnyItem only
    * @return 1 when a write was attempted, even if it failed (logged when the node cannot be opened);
    *         0 when the controller is disabled, the type or item is unknown, there is no store or,
    *         with an ERROR log, memory is short
