@@ -43,7 +43,7 @@ tidy: ## look for suspicious code
 	@$(SETUP) build check
 	@cmake --preset libcxx >/dev/null
 	@cmake --build --preset libcxx --target lmhost_hidl_headers
-	@echo $(filter %.cpp,$(filter-out bench/% fuzz/% tests/%,$(FORMATTED))) | \
+	@echo $(filter %.cpp,$(filter-out bench/% fuzz/% testing/% tests/%,$(FORMATTED))) | \
 	  xargs -n 1 -P $(CTEST_PARALLEL_LEVEL) clang-tidy --quiet -p build/libcxx
 
 test-%:
@@ -63,7 +63,7 @@ device: arm64 ## build the simulated device
 
 device-test: device ## run all tests on the simulated device
 	@tests/device_run_test.sh
-	@device/run -- sh -c 'status=0; for test in lmsupport_test host_test device_test; do $$test || status=1; done; exit $$status'
+	@device/run -- sh -c 'status=0; for test in lmsupport_test host_test lmctl_test device_test; do $$test || status=1; done; exit $$status'
 
 device-demo: device ## show the library at work on the simulated device
 	@device/run -- lmctl demo --device /sys/kernel/lmdevice

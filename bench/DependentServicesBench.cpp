@@ -5,9 +5,9 @@
 #include <stdexcept>
 #include <thread>
 
-#include "Clock.h"
 #include "Ratios.h"
 #include "host/hidl/TrackerBase.h"
+#include "testing/Clock.h"
 
 using android::hardware::hidl_string;
 using android::hardware::hidl_vec;

@@ -16,9 +16,9 @@
 #include "HostCore.h"
 #include "Latency.h"
 #include "Ratios.h"
-#include "TemporaryFolder.h"
 #include "config/DynamicLoader.h"
-#include "tests/FrameParserReference.h"
+#include "testing/FrameParserReference.h"
+#include "testing/TemporaryFolder.h"
 
 namespace {
 

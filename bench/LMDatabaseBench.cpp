@@ -11,13 +11,13 @@
 #include <utility>
 #include <vector>
 
-#include "Clock.h"
 #include "FetchPreferredApps.h"
 #include "HostCore.h"
 #include "LMDatabase.h"
 #include "Ratios.h"
-#include "TemporaryFolder.h"
 #include "config/DynamicLoader.h"
+#include "testing/Clock.h"
+#include "testing/TemporaryFolder.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "Clock.h"
-#include "Distribution.h"
+#include "testing/Clock.h"
+#include "testing/Distribution.h"
 
 /** When the last event was received, in Clock ticks; 0 before. */
 inline std::atomic<Clock::rep> gReceived;

@@ -21,7 +21,7 @@
 #include "AsyncEventsMgr.h"
 #include "Ratios.h"
 #include "config/Nodes.h"
-#include "demo/PrivateProcess.h"
+#include "testing/PrivateProcess.h"
 
 using android::base::unique_fd;
 

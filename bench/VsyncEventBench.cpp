@@ -14,10 +14,10 @@
 
 #include "AsyncEventsMgr.h"
 #include "HostCore.h"
-#include "HostNameNode.h"
 #include "Latency.h"
 #include "Ratios.h"
 #include "config/DynamicLoader.h"
+#include "testing/HostNameNode.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <sstream>
 
-#include "tests/FrameParserReference.h"
+#include "testing/FrameParserReference.h"
 
 /** The input is the texts of one source's reads, separated by zero bytes. */
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

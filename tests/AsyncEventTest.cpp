@@ -8,8 +8,8 @@
 #include <stdexcept>
 
 #include "AsyncEventsMgr.h"
-#include "FailingNew.h"
-#include "LogCapture.h"
+#include "testing/FailingNew.h"
+#include "testing/LogCapture.h"
 
 namespace {
 

@@ -14,10 +14,10 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "FailingNew.h"
 #include "HostCore.h"
-#include "LogCapture.h"
 #include "config/DynamicLoader.h"
+#include "testing/FailingNew.h"
+#include "testing/LogCapture.h"
 
 namespace {
 

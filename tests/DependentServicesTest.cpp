@@ -5,97 +5,19 @@
 #include <atomic>
 #include <future>
 #include <latch>
-#include <nlohmann/json.hpp>
 #include <semaphore>
 
-#include "EventRecorder.h"
-#include "FailingNew.h"
 #include "HostServices.h"
-#include "LogCapture.h"
-#include "RunLmctl.h"
-#include "TrackerBase.h"
+#include "testing/FailingNew.h"
+#include "testing/FakeTracker.h"
+#include "testing/LogCapture.h"
 
 using android::sp;
-using android::hardware::hidl_string;
-using android::hardware::hidl_vec;
-using android::hardware::Return;
 using testing::ElementsAre;
-using vendor::zeno::hardware::servicetracker::V1_0::ClientConnection;
-using vendor::zeno::hardware::servicetracker::V1_0::Status;
-using Tracker1_0 = DependentServices::IServicetrackerV1_0;
-using Tracker1_1 = DependentServices::IServicetrackerV1_1;
 
 namespace {
 
 constexpr auto kLimit = std::chrono::seconds(10);
-
-/** What a fake tracker does. */
-struct Script {
-  Status status = Status::SUCCESS;
-  std::atomic<bool> failsInTransport = false;
-  bool failsAfterAnswer = false;
-  bool leavesNoMemory = false;
-  std::ptrdiff_t acceptedLinks = std::numeric_limits<int>::max();
-  bool linkFailsInTransport = false;
-  std::vector<std::string> links;  ///< the versions of the proxies that were linked to
-  std::function<void()> whenCalled = [] {};
-};
-
-/** Answers each name with itself or its length. */
-template <typename Interface>
-class FakeTracker : public TrackerBase<Interface> {
- public:
-  using typename TrackerBase<Interface>::Result;
-  using typename TrackerBase<Interface>::Text;
-  using typename TrackerBase<Interface>::Texts;
-
-  explicit FakeTracker(Script& script) : mScript(script) {}
-
-  Result getServiceConnections(const Text& name,
-                               typename Interface::getServiceConnections_cb done) override {
-    return answer(done, hidl_vec<ClientConnection>{{name, 1, 2}, {"second", 3, 4}});
-  }
-
-  Result getServicePids(const Texts& names, typename Interface::getServicePids_cb done) override {
-    return answer(done, hidl_vec<std::int32_t>{static_cast<std::int32_t>(names[0].size())});
-  }
-
-  Return<bool> linkToDeath(const sp<android::hardware::hidl_death_recipient>& recipient,
-                           std::uint64_t cookie) override {
-    EXPECT_EQ(cookie, 0u);
-    if (mScript.linkFailsInTransport) {
-      return kLost;
-    }
-    mScript.links.push_back(Interface::descriptor);
-    return std::ssize(mScript.links) <= mScript.acceptedLinks &&
-           Interface::linkToDeath(recipient, cookie);
-  }
-
- protected:
-  template <typename Done, typename Answer>
-  Result answer(const Done& done, const Answer& found) {
-    mScript.whenCalled();
-    if (mScript.failsInTransport) {
-      return kLost;
-    }
-    failingnew::gThrowing = mScript.leavesNoMemory ? 1 : 0;
-    done(mScript.status, found);
-    return mScript.failsAfterAnswer ? Result(kLost) : Result();
-  }
-
-  const android::hardware::Status kLost =
-      android::hardware::Status::fromStatusT(android::DEAD_OBJECT);
-  Script& mScript;
-};
-
-class FakeTracker1_1 : public FakeTracker<Tracker1_1> {
- public:
-  using FakeTracker::FakeTracker;
-
-  Result getAllActiveServicePids(getAllActiveServicePids_cb done) override {
-    return answer(done, hidl_vec<std::int32_t>{7, 8, 9});
-  }
-};
 
 class Services : public testing::Test {
  protected:
@@ -141,7 +63,7 @@ class Services : public testing::Test {
   }
 
   const LogCapture mLog;
-  Script mScript;
+  TrackerScript mScript;
 };
 
 constexpr char kNotFound[] = "getSTServiceAndLinkToDeath() IServicetracker::getService failed!";
@@ -318,23 +240,6 @@ TEST_F(Services, QueriesRunSideBySideAndADeathWaitsForThem) {
   EXPECT_EQ(first.get() + second.get(), 0);
   death.get();
   EXPECT_EQ(DependentServices::gServiceTrackerHalObject, nullptr);
-}
-
-TEST_F(Services, LmctlPrintsTheAnswers) {
-  EXPECT_THAT(runLmctl({"services", "active"}).err, testing::HasSubstr("cannot be reached"));
-  offer1_1();
-  const LmctlResult clients = runLmctl({"services", "clients", "camera"});
-  EXPECT_EQ(clients.status, kSuccess);
-  EXPECT_EQ(clients.out, "service\ncamera\nsecond\n");
-  const auto pids = [](std::vector<const char*> words) {
-    return nlohmann::json::parse(runLmctl(std::move(words)).out).dump();
-  };
-  EXPECT_EQ(pids({"services", "pids", "12345", "6", "--json"}), R"([{"pid":5}])");
-  EXPECT_EQ(pids({"services", "active", "--json"}), R"([{"pid":7},{"pid":8},{"pid":9}])");
-  mScript.status = Status::NOT_FOUND;
-  const LmctlResult none = runLmctl({"services", "clients", "--json", "camera"});
-  EXPECT_EQ(none.status, kFailure);
-  EXPECT_THAT(none.err, testing::HasSubstr("check the name"));
 }
 
 TEST_F(Services, ManyThreadsConnectOnce) {

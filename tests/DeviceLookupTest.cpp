@@ -3,7 +3,7 @@
 #include <fstream>
 
 #include "AsyncEventsMgr.h"
-#include "ForkedChild.h"
+#include "testing/ForkedChild.h"
 
 namespace {
 

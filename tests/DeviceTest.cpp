@@ -12,9 +12,9 @@
 #include <thread>
 
 #include "AsyncEventsMgr.h"
-#include "EventRecorder.h"
 #include "HostCore.h"
 #include "config/DynamicLoader.h"
+#include "testing/EventRecorder.h"
 
 namespace {
 

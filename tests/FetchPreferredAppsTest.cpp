@@ -1,9 +1,9 @@
 #include "FetchPreferredApps.h"
 
-#include "FailingNew.h"
 #include "HostCore.h"
-#include "StoreFixture.h"
 #include "config/DynamicLoader.h"
+#include "testing/FailingNew.h"
+#include "testing/StoreFixture.h"
 
 using testing::Contains;
 using testing::ElementsAre;

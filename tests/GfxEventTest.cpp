@@ -13,13 +13,13 @@
 #include <optional>
 #include <stdexcept>
 
-#include "FailingNew.h"
-#include "FrameParserReference.h"
 #include "HostCore.h"
-#include "LogCapture.h"
-#include "NoThreads.h"
-#include "SystemCallOf.h"
 #include "config/DynamicLoader.h"
+#include "testing/FailingNew.h"
+#include "testing/FrameParserReference.h"
+#include "testing/LogCapture.h"
+#include "testing/NoThreads.h"
+#include "testing/SystemCallOf.h"
 
 namespace {
 

@@ -3,10 +3,10 @@
 #include <climits>
 #include <random>
 
-#include "FailingNew.h"
-#include "FrameParserReference.h"
 #include "HostCore.h"
 #include "config/DynamicLoader.h"
+#include "testing/FailingNew.h"
+#include "testing/FrameParserReference.h"
 
 namespace {
 

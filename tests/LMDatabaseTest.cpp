@@ -2,15 +2,16 @@
 
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/mount.h>
 #include <sys/wait.h>
 
 #include <fstream>
 #include <future>
 #include <random>
 
-#include "FailingNew.h"
-#include "PrivateMounts.h"
-#include "StoreFixture.h"
+#include "testing/FailingNew.h"
+#include "testing/PrivateProcess.h"
+#include "testing/StoreFixture.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -279,7 +280,7 @@ TEST_F(RowStoreFile, AWriterKilledAtAnyPointLeavesWholeCalls) {
 }
 
 TEST_F(RowStoreFile, AFullDiskLosesOnlyTheCallThatDidNotFit) {
-  makeMountsPrivate();
+  ASSERT_TRUE(unshareMounts());
   ASSERT_EQ(mount("none", mDirectory.c_str(), "tmpfs", 0, "size=256k"), 0);
   {
     SlotStore store("t", mDirectory, "store.db");

@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <sys/mount.h>
 #include <sys/sysinfo.h>
 
 #include <csignal>
@@ -6,9 +7,9 @@
 #include <fstream>
 #include <tuple>
 
-#include "LogCapture.h"
-#include "PrivateMounts.h"
 #include "StatsProvider.h"
+#include "testing/LogCapture.h"
+#include "testing/PrivateProcess.h"
 
 namespace {
 
@@ -25,7 +26,7 @@ auto figures(std::uint64_t swapUsed, std::uint64_t swapTotal, std::uint64_t vmal
 }
 
 TEST(MemInfo, FiguresAreTakenFromTheirLines) {
-  makeMountsPrivate();
+  ASSERT_TRUE(unshareMounts());
   const std::string file = testing::TempDir() + "lmsupport-meminfo";
   std::ofstream(file).close();
   EXPECT_EQ(mount(file.c_str(), kMemInfo, nullptr, MS_BIND, nullptr), 0);

@@ -1,4 +1,5 @@
 #include <gmock/gmock.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -11,12 +12,11 @@
 #include <vector>
 
 #include "AsyncEventsMgr.h"
-#include "FailingNew.h"
-#include "ForkedChild.h"
-#include "Hooks.h"
-#include "LogCapture.h"
-#include "PrivateMounts.h"
-#include "RunLmctl.h"
+#include "testing/FailingNew.h"
+#include "testing/ForkedChild.h"
+#include "testing/Hooks.h"
+#include "testing/LogCapture.h"
+#include "testing/PrivateProcess.h"
 
 using namespace std::string_literals;
 namespace fs = std::filesystem;
@@ -44,8 +44,7 @@ const std::string kTasks = kGroup + "/tasks";
 class ProcessLookup : public testing::Test {
  protected:
   ProcessLookup() {
-    makeMountsPrivate();
-    cover("/dev");
+    EXPECT_TRUE(makeFolderPrivate("/dev"));
     fs::create_directories(kGroup);
   }
   ~ProcessLookup() override {
@@ -176,19 +175,6 @@ TEST_F(ProcessLookup, TheMapKeepsTheLastResultAndSurvivesAShortageOfMemory) {
       testing::ElementsAre("AsyncEventsMgr: setPidOnMap() exception std::bad_alloc\n",
                            "AsyncEventsMgr: getPidExpensive() Caught Exception: std::bad_alloc in "
                            "getPidExpensive"));
-}
-
-TEST_F(ProcessLookup, LmctlPrintsWhatItFinds) {
-  const std::string pid = std::to_string(getpid());
-  std::ofstream(kTasks) << pid;
-  std::string name;
-  std::getline(std::ifstream("/proc/self/cmdline"), name, '\0');
-  EXPECT_EQ(runLmctl({"pid", name.c_str()}).out, pid + "\n");
-  const LmctlResult json = runLmctl({"pid", "--json", "--once", name.c_str()});
-  EXPECT_EQ(json.out, "{\n  \"name\": \"" + name + "\",\n  \"pid\": " + pid + "\n}\n");
-  const LmctlResult absent = runLmctl({"pid", "--once", "absent"});
-  EXPECT_EQ(absent.status, kFailure);
-  EXPECT_THAT(absent.err, testing::HasSubstr("'absent': not in " + kTasks));
 }
 
 }  // namespace

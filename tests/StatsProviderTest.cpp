@@ -9,10 +9,10 @@
 #include <fstream>
 #include <tuple>
 
-#include "FailingNew.h"
-#include "FakeKernel.h"
-#include "Hooks.h"
-#include "LogCapture.h"
+#include "testing/FailingNew.h"
+#include "testing/FakeKernel.h"
+#include "testing/Hooks.h"
+#include "testing/LogCapture.h"
 
 using testing::Each;
 using testing::ElementsAre;

@@ -1,5 +1,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -12,10 +13,10 @@
 
 #include "AsyncEventsMgr.h"
 #include "HostThermal.h"
-#include "LogCapture.h"
-#include "NoThreads.h"
-#include "PrivateMounts.h"
 #include "ThermalListenerV2.h"
+#include "testing/LogCapture.h"
+#include "testing/NoThreads.h"
+#include "testing/PrivateProcess.h"
 
 namespace {
 
@@ -55,10 +56,7 @@ bool isAnyThreadAsleep() {
 /** With zones of the test's own. */
 class Thermal : public testing::Test {
  protected:
-  Thermal() {
-    makeMountsPrivate();
-    EXPECT_EQ(mount("none", "/sys", "tmpfs", 0, nullptr), 0);
-  }
+  Thermal() { EXPECT_TRUE(makeFolderPrivate("/sys")); }
   ~Thermal() override { umount2("/sys", MNT_DETACH); }
 
   static void addZone(const std::string& folder, const char* type) {

@@ -9,14 +9,14 @@
 #include <future>
 #include <stdexcept>
 
-#include "EventRecorder.h"
-#include "FailingNew.h"
 #include "HostCore.h"
-#include "LogCapture.h"
-#include "NoThreads.h"
-#include "SystemCallOf.h"
-#include "TestSource.h"
 #include "config/DynamicLoader.h"
+#include "testing/EventRecorder.h"
+#include "testing/FailingNew.h"
+#include "testing/LogCapture.h"
+#include "testing/NoThreads.h"
+#include "testing/SystemCallOf.h"
+#include "testing/TestSource.h"
 
 namespace {
 

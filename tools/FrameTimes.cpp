@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "AsyncEventsMgr.h"
-#include "Distribution.h"
+#include "DistributionOutput.h"
 
 namespace {
 
@@ -68,13 +68,13 @@ void FrameTimes::print(std::ostream& out) const {
   period << std::fixed << std::setprecision(kMilliseconds.digits) << late.periodMs;
   out << "late       " << late.frames << " frames   " << late.missedRefreshes
       << " refreshes missed   period " << period.str() << " ms\nstage 1-2  ";
-  distribution(firstToSecond).printSummary(out);
+  printSummary(distribution(firstToSecond), out);
   out << "stage 2-3  ";
-  distribution(secondToThird).printSummary(out);
+  printSummary(distribution(secondToThird), out);
   out << "interval   ";
   const Distribution between = distribution(intervals);
-  between.printSummary(out);
-  between.printHistogram(out);
+  printSummary(between, out);
+  printHistogram(between, out);
 }
 
 nlohmann::ordered_json FrameTimes::toJson() const {
@@ -88,9 +88,9 @@ nlohmann::ordered_json FrameTimes::toJson() const {
       {"late_from_ms", late.fromMs()},
       {"late", late.frames},
       {"missed_refreshes", late.missedRefreshes},
-      {"interval_ms", distribution(intervals).toJson()},
-      {"stage_1_to_2_ms", distribution(firstToSecond).toJson()},
-      {"stage_2_to_3_ms", distribution(secondToThird).toJson()},
+      {"interval_ms", ::toJson(distribution(intervals))},
+      {"stage_1_to_2_ms", ::toJson(distribution(firstToSecond))},
+      {"stage_2_to_3_ms", ::toJson(distribution(secondToThird))},
   };
 }
 

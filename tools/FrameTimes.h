@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "Clock.h"
+#include "testing/Clock.h"
 
 struct GfxFrameData;
 

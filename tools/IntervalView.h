@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "Console.h"
-#include "Distribution.h"
+#include "testing/Distribution.h"
 
 /** How far back a live view looks, so that it costs the same after a second and after a day. */
 inline constexpr auto kRecent = std::chrono::seconds(5);

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "Clock.h"
 #include "Console.h"
 #include "LiveBlock.h"
+#include "testing/Clock.h"
 
 /**
  * Keeps SIGINT, SIGTERM and SIGPIPE from ending the process while it lives; Progress reads them

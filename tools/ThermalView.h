@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "Clock.h"
 #include "Console.h"
 #include "Rows.h"
+#include "testing/Clock.h"
 
 /** The zones' temperatures over the last minutes, for a terminal. */
 class ThermalView {

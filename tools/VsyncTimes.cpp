@@ -5,6 +5,8 @@
 #include <ostream>
 #include <sstream>
 
+#include "DistributionOutput.h"
+
 double VsyncTimes::rateHz() const {
   if (arrivals.size() < 2) {
     return 0;
@@ -40,12 +42,12 @@ void VsyncTimes::print(std::ostream& out) const {
   const Distribution between(intervalsUs(), kMicroseconds);
   out << "vsync      " << progressLine() << "\njitter     " << jitter().summary() << "\ninterval   "
       << between.summary() << "\n";
-  between.printHistogram(out);
+  printHistogram(between, out);
 }
 
 nlohmann::ordered_json VsyncTimes::toJson() const {
   return {{"events", arrivals.size()},
           {"rate_hz", rateHz()},
-          {"interval_us", Distribution(intervalsUs(), kMicroseconds).toJson()},
-          {"jitter_us", jitter().toJson()}};
+          {"interval_us", ::toJson(Distribution(intervalsUs(), kMicroseconds))},
+          {"jitter_us", ::toJson(jitter())}};
 }

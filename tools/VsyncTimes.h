@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "Clock.h"
-#include "Distribution.h"
+#include "testing/Clock.h"
+#include "testing/Distribution.h"
 
 /** What vsyncs told, by when they arrived. */
 struct VsyncTimes {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Clock.h"
+#include "testing/Clock.h"
 
 /** What the commands that watch a source have in common. */
 struct WatchOptions {

@@ -4,20 +4,22 @@
 #include <ostream>
 
 #include "AsyncEventsMgr.h"
-#include "EventRecorder.h"
 #include "IntervalView.h"
 #include "Progress.h"
 #include "Rows.h"
 #include "Trace.h"
+#include "VsyncTimes.h"
+#include "testing/EventRecorder.h"
 
 namespace {
 
 std::vector<std::string> liveLines(const EventRecorder& recorder, const Screen& screen) {
-  const VsyncTimes latest = recorder.latest(Clock::now() - kRecent, kRecentEvents);
+  const VsyncTimes all{recorder.arrivals()};
+  const VsyncTimes latest{recorder.latest(Clock::now() - kRecent, kRecentEvents)};
   return intervalLines({.source = "vsync",
-                        .count = recorder.count(),
+                        .count = all.arrivals.size(),
                         .events = "events",
-                        .rateHz = recorder.rateHz(),
+                        .rateHz = all.rateHz(),
                         .recent = latest.intervalsUs(),
                         .unit = kMicroseconds},
                        screen);
@@ -37,11 +39,12 @@ int watchVsync(VsyncEvent& source, const WatchOptions& options, Console& console
   source.startEvent(EventRecorder::onEvent);
   showProgress(
       console, signals, options.endAfter(begin),
-      options.json ? ProgressLine() : [&] { return recorder.progressLine(); },
+      options.json ? ProgressLine()
+                   : [&] { return VsyncTimes{recorder.arrivals()}.progressLine(); },
       [&](const Screen& screen) { return liveLines(recorder, screen); });
   source.pauseEvent(EventRecorder::onEvent);
 
-  const VsyncTimes times = recorder.times();
+  const VsyncTimes times{recorder.arrivals()};
   if (options.json) {
     Rows summary = {{"source", "vsync"}, {"seconds", toSeconds(Clock::now() - begin)}};
     summary.update(times.toJson());

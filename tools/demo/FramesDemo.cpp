@@ -5,9 +5,9 @@
 #include "ConfigOverrides.h"
 #include "FrameRecorder.h"
 #include "Progress.h"
-#include "demo/Display.h"
-#include "demo/FrameFeed.h"
 #include "demo/Steps.h"
+#include "testing/Display.h"
+#include "testing/FrameFeed.h"
 
 namespace {
 

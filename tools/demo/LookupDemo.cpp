@@ -6,10 +6,10 @@
 #include <ostream>
 
 #include "AsyncEventsMgr.h"
-#include "Clock.h"
 #include "config/Nodes.h"
-#include "demo/PrivateProcess.h"
 #include "demo/Steps.h"
+#include "testing/Clock.h"
+#include "testing/PrivateProcess.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include "ConfigOverrides.h"
 #include "CpPLHController.h"
 #include "Rows.h"
-#include "TemporaryFolder.h"
 #include "demo/Steps.h"
+#include "testing/TemporaryFolder.h"
 
 namespace {
 

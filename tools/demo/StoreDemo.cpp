@@ -2,10 +2,10 @@
 #include <ostream>
 #include <sstream>
 
-#include "Clock.h"
 #include "LMDatabase.h"
-#include "TemporaryFolder.h"
 #include "demo/Steps.h"
+#include "testing/Clock.h"
+#include "testing/TemporaryFolder.h"
 
 namespace {
 

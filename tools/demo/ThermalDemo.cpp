@@ -1,8 +1,8 @@
 #include <ostream>
 
 #include "AsyncEventsMgr.h"
-#include "Clock.h"
 #include "demo/Steps.h"
+#include "testing/Clock.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ void startFetching() {
 #include <sstream>
 #include <thread>
 
-#include "demo/PrivateProcess.h"
+#include "testing/PrivateProcess.h"
 
 namespace {
 

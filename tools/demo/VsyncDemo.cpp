@@ -7,10 +7,10 @@
 
 #include "AsyncEventsMgr.h"
 #include "ConfigOverrides.h"
-#include "EventRecorder.h"
 #include "Progress.h"
-#include "demo/Display.h"
 #include "demo/Steps.h"
+#include "testing/Display.h"
+#include "testing/EventRecorder.h"
 
 namespace {
 
@@ -62,14 +62,15 @@ StepResult demonstrateVsync(DemoScene& scene) {
       << seconds << " s\n";
   const Clock::time_point begin = Clock::now();
   display->start(source);
-  scene.isStopped =
-      showProgress(scene.console, scene.signals, begin + fromSeconds(seconds),
-                   progressOnTerminal(scene.console, [&] { return recorder.progressLine(); }));
+  scene.isStopped = showProgress(scene.console, scene.signals, begin + fromSeconds(seconds),
+                                 progressOnTerminal(scene.console, [&] {
+                                   return VsyncTimes{recorder.arrivals()}.progressLine();
+                                 }));
   display->stop();
   recorder.waitFor(display->count(), std::chrono::seconds(1));
   source.pauseEvent(EventRecorder::onEvent);
 
-  const VsyncTimes times = recorder.times();
+  const VsyncTimes times{recorder.arrivals()};
   scene.notified = display->notified();
   scene.watched.vsync = {{display->node(), begin, Clock::now()}, times};
   const Distribution latency = latencies(scene.notified, times.arrivals);

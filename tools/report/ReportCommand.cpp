@@ -7,13 +7,13 @@
 #include "AsyncEventsMgr.h"
 #include "CommandLine.h"
 #include "ConfigOverrides.h"
-#include "EventRecorder.h"
 #include "FrameRecorder.h"
 #include "Progress.h"
 #include "ReplacedFile.h"
 #include "config/Nodes.h"
 #include "report/ReportPage.h"
 #include "report/ReportRecord.h"
+#include "testing/EventRecorder.h"
 
 namespace {
 
@@ -82,7 +82,7 @@ void watchSources(bool vsync, bool gfx, const ReportOptions& options, Console& c
   if (vsync) {
     VsyncEvent::getInstance()->pauseEvent(EventRecorder::onEvent);
     const std::string path = lmsupport::configuredNodePath(kVsyncNodeItem);
-    watched.vsync = {{path, begin, Clock::now()}, events.times()};
+    watched.vsync = {{path, begin, Clock::now()}, {events.arrivals()}};
   }
   if (gfx) {
     GfxEvent::getInstance()->pauseEvent(FrameRecorder::onEvent);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "AsyncEventsMgr.h"
-#include "HostNameNode.h"
+#include "testing/HostNameNode.h"
 
 /** A source that can be destroyed in any state: it wakes and notifies its thread a last time. */
 class TestSource : public VsyncEvent {

@@ -1,4 +1,4 @@
-#include "Hooks.h"
+#include "testing/Hooks.h"
 
 #include <mutex>
 

@@ -6,7 +6,7 @@
 
 #include <android-base/unique_fd.h>
 
-#include "TemporaryFolder.h"
+#include "testing/TemporaryFolder.h"
 
 /** Something that reports frames at 60 Hz, and knows what it reported. */
 class FrameFeed {

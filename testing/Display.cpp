@@ -1,4 +1,4 @@
-#include "demo/Display.h"
+#include "testing/Display.h"
 
 #include <algorithm>
 #include <fstream>

@@ -6,8 +6,8 @@
 #include <thread>
 #include <vector>
 
-#include "Clock.h"
-#include "HostNameNode.h"
+#include "testing/Clock.h"
+#include "testing/HostNameNode.h"
 
 class VsyncEvent;
 

@@ -1,4 +1,4 @@
-#include "demo/FrameFeed.h"
+#include "testing/FrameFeed.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "AsyncEventsMgr.h"
-#include "demo/Display.h"
+#include "testing/Display.h"
 
 namespace {
 

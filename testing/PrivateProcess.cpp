@@ -1,4 +1,4 @@
-#include "demo/PrivateProcess.h"
+#include "testing/PrivateProcess.h"
 
 #include <sched.h>
 #include <sys/mount.h>

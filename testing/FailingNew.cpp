@@ -1,4 +1,4 @@
-#include "FailingNew.h"
+#include "testing/FailingNew.h"
 
 #include <cstdlib>
 #include <new>

@@ -1,4 +1,4 @@
-#include "HostNameNode.h"
+#include "testing/HostNameNode.h"
 
 #include <sched.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "FakeKernel.h"
+#include "testing/FakeKernel.h"
 
 #include <netlink/cache.h>
 #include <netlink/genl/ctrl.h>
@@ -9,7 +9,7 @@
 
 #include <cerrno>
 
-#include "Hooks.h"
+#include "testing/Hooks.h"
 
 namespace {
 

@@ -1,12 +1,9 @@
 #pragma once
 
-#include <iosfwd>
 #include <string>
 #include <vector>
 
-#include <nlohmann/json.hpp>
-
-#include "Clock.h"
+#include "testing/Clock.h"
 
 /** How values are printed. One step of the last digit is the narrowest bar of a histogram. */
 struct Unit {
@@ -32,13 +29,8 @@ class Distribution {
   /** "median 16667.1 us   p99 17012.4 us   largest 18330.0 us" */
   std::string summary() const;
 
-  /** Prints the summary and a newline. */
-  void printSummary(std::ostream& out) const;
-
-  /** Prints a bar for each of a few equal bins between the 5th and 95th percentile, and outside. */
-  void printHistogram(std::ostream& out) const;
-
-  nlohmann::ordered_json toJson() const;
+  const std::vector<double>& sorted() const { return mSorted; }
+  const Unit& unit() const { return mUnit; }
 
  private:
   std::vector<double> mSorted;

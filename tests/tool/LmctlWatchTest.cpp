@@ -7,8 +7,8 @@
 
 #include <android-base/unique_fd.h>
 
-#include "TemporaryFolder.h"
 #include "Trace.h"
+#include "testing/TemporaryFolder.h"
 
 using nlohmann::json;
 using testing::ContainsRegex;

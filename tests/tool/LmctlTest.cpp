@@ -7,15 +7,16 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <regex>
 
-#include "Distribution.h"
-#include "FakeKernel.h"
 #include "HostCore.h"
-#include "HostNameNode.h"
 #include "RunLmctl.h"
-#include "TemporaryFolder.h"
 #include "config/DynamicLoader.h"
+#include "testing/Distribution.h"
+#include "testing/FakeKernel.h"
+#include "testing/HostNameNode.h"
+#include "testing/TemporaryFolder.h"
 
 using testing::ContainsRegex;
 using testing::ElementsAre;

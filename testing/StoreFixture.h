@@ -6,10 +6,10 @@
 
 #include <filesystem>
 
-#include "Hooks.h"
 #include "LMDatabase.h"
-#include "LogCapture.h"
-#include "SqliteHooks.h"
+#include "testing/Hooks.h"
+#include "testing/LogCapture.h"
+#include "testing/SqliteHooks.h"
 
 using LaunchStore = LMDatabase<_preKill_User_Launched_Data>;
 using SlotStore = LMDatabase<_preKill_Favorite_Time_Slot_Data>;

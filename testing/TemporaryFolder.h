@@ -9,7 +9,7 @@
 class TemporaryFolder {
  public:
   /** Throws std::runtime_error when it cannot be made. */
-  TemporaryFolder() : mPath(std::filesystem::temp_directory_path() / "lmctl-XXXXXX") {
+  TemporaryFolder() : mPath(std::filesystem::temp_directory_path() / "lmsupport-XXXXXX") {
     if (mkdtemp(mPath.data()) == nullptr) {
       throw std::runtime_error("cannot make " + mPath + "; set TMPDIR to a folder you can write");
     }

@@ -1,11 +1,11 @@
-#include "SqliteHooks.h"
+#include "testing/SqliteHooks.h"
 
 #include <sqlite3.h>
 
 #include <cstring>
 
-#include "FailingNew.h"
-#include "Hooks.h"
+#include "testing/FailingNew.h"
+#include "testing/Hooks.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <string>
 
-#include "Clock.h"
+#include "testing/Clock.h"
 
 /** Waits until a thread of this process waits in that system call. */
 inline void waitUntilIn(long call, pid_t thread) {

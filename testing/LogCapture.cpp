@@ -1,4 +1,4 @@
-#include "LogCapture.h"
+#include "testing/LogCapture.h"
 
 #include <android/log.h>
 #include <gtest/gtest.h>
@@ -9,7 +9,7 @@
 #include <mutex>
 #include <regex>
 
-#include "FailingNew.h"
+#include "testing/FailingNew.h"
 
 namespace {
 

@@ -3,10 +3,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <stdexcept>
 #include <type_traits>
-
-#include "Console.h"
 
 /**
  * Gives the process mounts of its own, as root or, while it has one thread, as anybody. Returns
@@ -22,9 +21,10 @@ template <typename Result>
 [[noreturn]] void runAndExit(Result (*function)(), int descriptor) {
   try {
     const Result result = function();
-    _exit(write(descriptor, &result, sizeof(result)) == sizeof(result) ? kSuccess : kFailure);
+    _exit(write(descriptor, &result, sizeof(result)) == sizeof(result) ? EXIT_SUCCESS
+                                                                       : EXIT_FAILURE);
   } catch (const std::exception&) {
-    _exit(kFailure);
+    _exit(EXIT_FAILURE);
   }
 }
 

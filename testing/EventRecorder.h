@@ -2,8 +2,9 @@
 
 #include <condition_variable>
 #include <mutex>
+#include <vector>
 
-#include "VsyncTimes.h"
+#include "testing/Clock.h"
 
 /** Notes when each event arrives. */
 class EventRecorder {
@@ -12,22 +13,20 @@ class EventRecorder {
   static void onEvent(int event, void* payload, int zero, void* recorder);
 
   std::size_t count() const;
-  double rateHz() const;
-  std::string progressLine() const;
 
   /** Waits until count events have arrived; false when that takes longer than limit. */
   bool waitFor(std::size_t count, Clock::duration limit) const;
 
-  VsyncTimes times() const;
+  std::vector<Clock::time_point> arrivals() const;
 
   /** Those since then, but not more than the last count of them. */
-  VsyncTimes latest(Clock::time_point since, std::size_t count) const;
+  std::vector<Clock::time_point> latest(Clock::time_point since, std::size_t count) const;
 
   /** Forgets the arrivals so far. */
   void clear();
 
  private:
-  mutable std::mutex mTimesLck;
+  mutable std::mutex mArrivalsLck;
   mutable std::condition_variable mArrived;
-  VsyncTimes mTimes;
+  std::vector<Clock::time_point> mArrivals;
 };
