@@ -29,7 +29,7 @@ bench-build:
 
 check: ## everything CI checks
 check: format-check tidy test-release test-asan test-tsan test-libcxx
-check: bench-build report-check abi-check docs package
+check: bench-build report-check headers-check abi-check docs package
 
 format: ## format the sources
 	@$(SETUP) check
@@ -74,6 +74,12 @@ report-check: ## look at a report of lmctl in a browser
 	@cmake --build --preset release --target lmctl
 	@ctest --preset release -R '^report-page$$'
 
+headers-check: ## compile each public header alone, with each compiler
+	@$(SETUP) build check
+	@cmake --preset release >/dev/null
+	@cmake --build --preset release --target lmhost_hidl_headers
+	@scripts/check-headers $(BUILD)/host/hidl
+
 abi-check: ## compare the library's public interface with tests/lmsupport.abi
 abi-check abi-update:
 	@$(SETUP) build check
@@ -102,4 +108,4 @@ clean: ## remove what was built
 	@rm -rf build
 
 .PHONY: help demo test bench bench-build check format format-check tidy arm64 device device-test \
-  device-demo report-check abi-check abi-update docs package install clean
+  device-demo report-check headers-check abi-check abi-update docs package install clean

@@ -14,7 +14,8 @@
  * week_day_2, … week_end_4; an entry is a list of application names, each followed by "/".
  *
  * Nothing is kept between calls and nothing is locked but the stores' caches: one population at a
- * time for a set of stores. Nothing is thrown; what fails is logged.
+ * time for a set of stores. The stores are open, and stay the caller's; a null one crashes.
+ * Nothing is thrown; what fails is logged.
  *
  * Note: an entry that does not end with "/" runs into the next one when the applications are told
  * apart: "com.a/com.b=com.c" has the applications com.a and com.bcom.c.
@@ -22,7 +23,10 @@
  * Note: "//" gives an application without a name: its look-up matches the whole history, and the
  * store refuses and logs its row.
  *
- * Note: a name that contains "'" makes the look-up in the history fail, so its count is -1.
+ * Note: a name goes into the look-up's SQL text between single quotes as it is: what follows a "'"
+ * in it is SQL. Mostly that is not valid, which is logged, and the count is -1.
+ *
+ * This header needs exceptions, as LMDatabase.h does.
  */
 class LM_API FetchPreferredApps {
  public:
@@ -44,7 +48,7 @@ class LM_API FetchPreferredApps {
   int getIndividualFavApps(std::string& text, std::unordered_set<std::string>& out, char delimiter);
 
   /**
-   * Empties both tables, unless both are empty. The stores are open and stay the caller's.
+   * Empties both tables, unless both are empty.
    *
    * Note: a failed read counts as no rows, so it may leave rows behind, as a failed deletion does.
    *

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <exception>
 #include <limits>
 #include <list>
 #include <memory>
@@ -14,7 +13,7 @@
 #include <vector>
 
 #include "detail/LMAttributes.h"
-#include "detail/LMLog.h"
+#include "detail/LMDBLog.h"
 
 /**
  * @file
@@ -82,18 +81,6 @@ struct Owned : Container {
   }
 };
 
-/** For a catch (...) block: logs the exception being handled; one without a text as other. */
-inline void logLmdbCaught(const char* other, const char* function = __builtin_FUNCTION(),
-                          int line = __builtin_LINE()) noexcept {
-  try {
-    throw;
-  } catch (const std::exception& e) {
-    LM_LOGE_AS(kLmdb, function, line, "Caught exception: %s in %s", e.what(), function);
-  } catch (...) {
-    LM_LOGE_AS(kLmdb, function, line, "%s in %s", other, function);
-  }
-}
-
 }  // namespace lmsupport
 
 /** The rows of a store that wait to be written, and the name of their table. */
@@ -112,7 +99,9 @@ class LM_API LMDBDataTable {
   LMDBDataTable(const LMDBDataTable&) = delete;
   LMDBDataTable& operator=(const LMDBDataTable&) = delete;
 
-  /** A fresh row, the caller's until it is cached; its payload is not cleared. Null without memory.
+  /**
+   * A fresh row, the caller's until it is cached; its payload is not cleared. Null, with an ERROR
+   * log, without memory.
    */
   LMDBDataRow<T>* getRow();
 
@@ -132,10 +121,13 @@ class LM_API LMDBDataTable {
 
 template <typename T>
 LMDBDataTable<T>::~LMDBDataTable() {
+  using lmsupport::detail::kLmdb;
   std::lock_guard lock(mRowCacheLck);
   if (!mRowCache.empty()) {
-    LM_LOGE(lmsupport::kLmdb, "ERROR:Dbt=%s blstSz=%d, clstSz=%d\n", mTableName.c_str(), 0,
-            static_cast<int>(mRowCache.size()));
+    __android_log_print(ANDROID_LOG_ERROR, kLmdb.tag,
+                        "%s: %s() %d: ERROR:Dbt=%s blstSz=%d, clstSz=%d\n", kLmdb.component,
+                        __func__, __LINE__, mTableName.c_str(), 0,
+                        static_cast<int>(mRowCache.size()));
   }
   for (const LMDBDataRow<T>* const row : mRowCache) {
     delete row;
@@ -144,10 +136,12 @@ LMDBDataTable<T>::~LMDBDataTable() {
 
 template <typename T>
 LMDBDataRow<T>* LMDBDataTable<T>::getRow() {
+  using lmsupport::detail::kLmdb;
   auto* const row = new (std::nothrow) LMDBDataRow<T>;
   if (row == nullptr) {
-    LM_LOGE(lmsupport::kLmdb, "ERROR:Dbt=%s new operator failure, allocated=%zu\n",
-            mTableName.c_str(), std::size_t{0});
+    __android_log_print(ANDROID_LOG_ERROR, kLmdb.tag,
+                        "%s: %s() %d: ERROR:Dbt=%s new operator failure, allocated=%zu\n",
+                        kLmdb.component, __func__, __LINE__, mTableName.c_str(), std::size_t{0});
   }
   return row;
 }
@@ -157,15 +151,13 @@ lmdbError LMDBDataTable<T>::cacheRow(std::unique_ptr<LMDBDataRow<T>> row) {
   if (row == nullptr) {
     return LMDB_FAILURE;
   }
-  try {
+  namespace detail = lmsupport::detail;
+  return lmsupport::guard(detail::kLmdb, detail::kLmdbWording, LMDB_FAILURE, [&] {
     std::lock_guard lock(mRowCacheLck);
     mRowCache.push_back(row.get());
     row.release();
     return LMDB_SUCCESS;
-  } catch (...) {
-    lmsupport::logLmdbCaught("Caught Exception");
-    return LMDB_FAILURE;
-  }
+  });
 }
 
 extern template class LMDBDataTable<_preKill_User_Launched_Data>;

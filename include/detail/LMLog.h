@@ -2,12 +2,13 @@
 
 #include <android/log.h>
 
-#include <exception>
+#include "LMGuard.h"
 
 /**
  * @file
  * The form of the library's log lines: "component: function() line: message" at priority ERROR, the
- * only one in use. Messages are literals in printf's format.
+ * only one in use. Messages are literals in printf's format. Only the library's sources include this:
+ * its macros are nothing for a client.
  */
 
 /** What a log line begins with. */
@@ -28,12 +29,6 @@
 
 namespace lmsupport {
 
-/** Where a log line comes from: its tag, and the component that is its first word. */
-struct LogSource {
-  const char* tag;
-  const char* component;
-};
-
 /** The library's log sources. @{ */
 inline constexpr LogSource kAsyncEventsMgr = {"ANDR-PERF-LM", "AsyncEventsMgr"};
 inline constexpr LogSource kAsyncEventsMgrGfx = {"ANDR-PERF-LM", "AsyncEventsMgr_GFX"};
@@ -41,54 +36,11 @@ inline constexpr LogSource kAsyncEventsMgrThermal = {"ANDR-PERF-LM", "AsyncEvent
 inline constexpr LogSource kCpPlhController = {"ANDR-PERF-LM", "CP_PLH_Controller"};
 inline constexpr LogSource kDependentServices = {"ANDR-PERF-LM", "DependentServices"};
 inline constexpr LogSource kFetchPreferredApps = {"ANDR-PERF-LM", "FetchPreferredApps"};
-inline constexpr LogSource kLmdb = {"ANDR-PERF", "LMDB"};
 inline constexpr LogSource kStatsProvider = {"ANDR-PERF-LM", "StatsProvider"};
 /** @} */
 
-/** How an operation words the exceptions that it catches: formats of whole log lines. */
-struct CaughtWording {
-  const char* standard;  ///< of a std::exception; may show its text and then the function
-  const char* other;     ///< of anything else; may show the function
-};
-
-/** How most of them do. */
+/** How most operations word the exceptions that they catch. */
 inline constexpr CaughtWording kUsualWording = {LM_LOG_PREFIX "Caught Exception: %s in %s",
                                                 LM_LOG_PREFIX "Caught Exception in %s"};
-
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"  // the wordings are constants
-/**
- * Returns what body() returns; when it throws, logs the exception in the name of the calling
- * function and returns failure. This keeps exceptions of strings, containers and threads away from
- * the library's callers.
- */
-template <typename Result, typename Body>
-Result guard(const LogSource& source, const CaughtWording& wording, Result failure, Body body,
-             const char* function = __builtin_FUNCTION(), int line = __builtin_LINE()) noexcept {
-  try {
-    return body();
-  } catch (const std::exception& e) {
-    __android_log_print(ANDROID_LOG_ERROR, source.tag, wording.standard, source.component, function,
-                        line, e.what(), function);
-  } catch (...) {
-    __android_log_print(ANDROID_LOG_ERROR, source.tag, wording.other, source.component, function,
-                        line, function);
-  }
-  return failure;
-}
-#pragma GCC diagnostic pop
-
-/** The same for a body without a result. */
-template <typename Body>
-void guard(const LogSource& source, const CaughtWording& wording, Body body,
-           const char* function = __builtin_FUNCTION(), int line = __builtin_LINE()) noexcept {
-  guard(
-      source, wording, false,
-      [&] {
-        body();
-        return true;
-      },
-      function, line);
-}
 
 }  // namespace lmsupport
