@@ -44,17 +44,6 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/lmsupport.pc
 
 if(LMSUPPORT_BUILD_TOOLS)
   install(TARGETS lmctl COMPONENT tool)
-  if(NOT CMAKE_CROSSCOMPILING)
-    set(texts ${PROJECT_BINARY_DIR}/tools)
-    set(share ${CMAKE_INSTALL_DATADIR})
-    install(FILES ${texts}/lmctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
-    install(FILES ${texts}/lmctl.bash
-      DESTINATION ${share}/bash-completion/completions RENAME lmctl COMPONENT tool)
-    install(FILES ${texts}/lmctl.zsh
-      DESTINATION ${share}/zsh/vendor-completions RENAME _lmctl COMPONENT tool)
-    install(FILES ${texts}/lmctl.fish
-      DESTINATION ${share}/fish/vendor_completions.d COMPONENT tool)
-  endif()
 endif()
 
 set(CPACK_PACKAGE_NAME lmsupport)

@@ -24,19 +24,3 @@ cp "$root/examples/client.cpp" "$scratch"
 LD_LIBRARY_PATH=$library "$scratch/client" 0
 
 "$scratch/usr/bin/lmctl" --help >/dev/null
-test -s "$scratch/usr/share/man/man1/lmctl.1"
-# Bash completes a command, an option, a file and a folder from the words typed.
-(
-  cd "$scratch"
-  bash -uc '. usr/share/bash-completion/completions/lmctl
-    completes() {
-      expected=$1 COMP_WORDS=("${@:2}") COMP_CWORD=$(($# - 2))
-      "$(complete -p lmctl | sed "s/.*-F \([^ ]*\).*/\1/")"
-      [[ "${COMPREPLY[*]}" == "$expected" ]] || { echo "$*: ${COMPREPLY[*]}"; exit 1; }
-    }
-    completes doctor lmctl doc
-    completes "vsync gfx thermal" lmctl --item 7 = build watch ""
-    completes --trace lmctl watch vsync --node x --t
-    completes client.cpp lmctl db dump client.
-    completes usr lmctl favourites rebuild --dir u'
-)

@@ -1,11 +1,7 @@
 #pragma once
 
-#include <unistd.h>
-
 #include <string>
 #include <unordered_map>
-
-#include <android-base/unique_fd.h>
 
 #include "config/DynamicLoader.h"
 
@@ -21,7 +17,7 @@ class ConfigOverrides final : public ConfigStore {
   ConfigOverrides(const ConfigOverrides&) = delete;
   ConfigOverrides& operator=(const ConfigOverrides&) = delete;
 
-  /** Sets the path of item, a text for which nodePathProblem() is empty. */
+  /** Sets the path of item, at most kConfigValueSize - 1 bytes. */
   void set(int item, std::string path);
 
   /** Sets the text of key. */
@@ -39,24 +35,3 @@ class ConfigOverrides final : public ConfigStore {
   std::unordered_map<int, std::string> mPaths;
   std::unordered_map<int, std::string> mTexts;
 };
-
-/** Why path cannot be an item's value, or nothing. */
-std::string nodePathProblem(const std::string& path);
-
-/** Why what is at path is no file, or cannot be read (R_OK) or written (W_OK), or nothing. */
-std::string accessProblem(const std::string& path, int access);
-
-/** Why the node configured for item cannot be read (R_OK) or written (W_OK), or nothing. */
-std::string nodeProblem(int item, int access);
-
-/** As that for reading, or why a reader of the node would never have to wait. */
-std::string blockingNodeProblem(int item);
-
-/** As that for reading, or why the node can notify nobody. */
-std::string notifyingNodeProblem(int item);
-
-/**
- * A writer of the FIFO at path, without which a reader would be at its end, again and again. None
- * when it is no FIFO.
- */
-android::base::unique_fd holdOpenIfFifo(const std::string& path);

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <iosfwd>
+#include <stdexcept>
 #include <string>
 
 /** Sets text off with colour where that is wanted, and leaves it alone elsewhere. */
@@ -58,3 +59,8 @@ struct Screen {
 
 /** Exit statuses of lmctl. */
 enum ExitStatus : int { kSuccess = 0, kFailure = 1, kUsage = 2 };
+
+/** Thrown by a command whose options do not fit together. */
+struct UsageError : std::runtime_error {
+  using runtime_error::runtime_error;
+};

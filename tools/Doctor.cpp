@@ -1,147 +1,211 @@
-#include "Doctor.h"
+#include <dlfcn.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
-#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <iomanip>
-#include <memory>
 #include <mutex>
 #include <ostream>
 #include <shared_mutex>
 
-#include "CommandLine.h"
-#include "ConfigOverrides.h"
+#include "AsyncEventsMgr.h"
+#include "Commands.h"
 #include "DependentServices.h"
 #include "FetchPreferredApps.h"
+#include "NodeChecks.h"
+#include "Output.h"
 #include "QuietLog.h"
-#include "Rows.h"
 #include "StatsProvider.h"
 #include "ThermalListenerV2.h"
-#include "Version.h"
 #include "config/Nodes.h"
+
+#include <nlohmann/json.hpp>
+
+using nlohmann::ordered_json;
 
 namespace {
 
 constexpr int kRowValuesSince = 3015000;  ///< the version of SQLite
+constexpr int kHighestFamilyVersion = 255;
+constexpr char kSimulatedDevice[] = "/sys/kernel/lmdevice/";
 
-Rows ok(const char* service, const std::string& found) {
-  return {{"service", service}, {"state", "ok"}, {"detail", found}, {"what_to_do", nullptr}};
+/** The file of the loaded object that a function is in. */
+template <typename Function>
+std::string objectFile(Function* function) {
+  Dl_info info = {};
+  char path[PATH_MAX];
+  if (dladdr(reinterpret_cast<const void*>(function), &info) == 0) {
+    return "unknown";
+  }
+  return realpath(info.dli_fname, path) != nullptr ? path : info.dli_fname;
 }
 
-Rows missing(const char* service, const std::string& why, const std::string& whatToDo) {
-  return {{"service", service}, {"state", "missing"}, {"detail", why}, {"what_to_do", whatToDo}};
+/** What was found of one service, or what is wrong and how to mend it. */
+struct Finding {
+  const char* service;
+  std::string found;
+  std::string problem{};
+  std::string whatToDo{};
+
+  bool isOk() const { return problem.empty(); }
+};
+
+using Report = std::vector<Finding>;
+
+/** The node of an item; simulated is its name on the simulated device. */
+Finding node(const char* service, int item, const std::string& problem, const char* simulated) {
+  const std::string number = std::to_string(item);
+  const std::string path = kSimulatedDevice + std::string(simulated);
+  const bool isSimulated = access(path.c_str(), F_OK) == 0;
+  return {service, "item " + number + ", " + lmsupport::configuredNodePath(item), problem,
+          isSimulated
+              ? "on this simulated device, give --item " + number + "=" + path
+              : "set item " + number + " in the core library, or give --item " + number + "=PATH"};
 }
 
-/** A service that works when there is no problem. */
-Rows unlessProblem(const char* service, const std::string& problem, const std::string& found,
-                   const std::string& whatToDo) {
-  return problem.empty() ? ok(service, found) : missing(service, problem, whatToDo);
+void addNodes(Report& report) {
+  report.push_back(node("vsync", kVsyncNodeItem, notifyingNodeProblem(kVsyncNodeItem), "vsync"));
+  report.push_back(
+      node("frames", kGfxDataNodeItem, blockingNodeProblem(kGfxDataNodeItem), "frame_data"));
+  report.push_back(
+      node("frame-switch", kGfxCtrlNodeItem, nodeProblem(kGfxCtrlNodeItem, W_OK), "frame_ctrl"));
 }
 
-Rows node(const char* service, int item, const std::string& problem) {
-  return unlessProblem(service, problem, lmsupport::configuredNodePath(item),
-                       "configure it, or try a node with --item " + std::to_string(item) + "=PATH");
-}
-
-Rows file(const char* service, const char* path, const char* whatToDo) {
-  return unlessProblem(service, accessProblem(path, R_OK), path, whatToDo);
+void addThermal(Report& report) {
+  const int zones = ThermalListenerV2::getInstance()->getThermalData();
+  report.push_back({"thermal", std::to_string(zones) + " zones",
+                    zones > 0 ? "" : "no zone can be read",
+                    "run it where the kernel has thermal zones; virtual machines have none"});
 }
 
 /** The kernel's statistics; requests need different versions of their family. */
-void addStatistics(Rows& report) {
+void addStatistics(Report& report) {
   StatsProvider stats;
-  const char* const why = stats.isApiSupported(0)
-                              ? "the kernel's netlink family SYSSTATS is too old"
-                              : "the kernel has no netlink family SYSSTATS";
-  constexpr char kLoad[] = "load its kernel module";
+  int version = -1;
+  while (version < kHighestFamilyVersion && stats.isApiSupported(version + 1)) {
+    ++version;
+  }
+  const std::string family = "netlink family SYSSTATS";
+  const std::string found = family + ", version " + std::to_string(version);
+  const std::string problem = version < 0 ? "no " + family : found + " is too old";
   const auto add = [&](const char* service, bool supported) {
-    report.push_back(
-        unlessProblem(service, supported ? "" : why, "netlink family SYSSTATS", kLoad));
+    report.push_back({service, found, supported ? "" : problem, "load the kernel's module for it"});
   };
-  add("stats pid", stats.supportsPidStats);
-  add("stats sys", stats.supportsSysStats);
-  add("stats range", stats.supportsPidStatsRange);
-  add("stats name", stats.supportsPidsByName);
+  add("stats-pid", stats.supportsPidStats);
+  add("stats-sys", stats.supportsSysStats);
+  add("stats-range", stats.supportsPidStatsRange);
+  add("stats-name", stats.supportsPidsByName);
 }
 
-void addTracker(Rows& report) {
+void addTracker(Report& report) {
   DependentServices().getSTServiceAndLinkToDeath();
   std::shared_lock lock(DependentServices::gST_lock);
   const auto add = [&](const char* service, const auto& proxy) {
-    report.push_back(unlessProblem(service, proxy != nullptr ? "" : "it cannot be reached",
-                                   proxy != nullptr ? proxy->descriptor : "",
-                                   "start the platform's service tracker"));
+    report.push_back({service, proxy != nullptr ? proxy->descriptor : "",
+                      proxy != nullptr ? "" : "it cannot be reached",
+                      "start the platform's service tracker"});
   };
-  add("service tracker 1.0", DependentServices::gServiceTrackerHalObject);
-  add("service tracker 1.1", DependentServices::gServiceTrackerHalObject_v1_1);
+  add("tracker-1.0", DependentServices::gServiceTrackerHalObject);
+  add("tracker-1.1", DependentServices::gServiceTrackerHalObject_v1_1);
 }
 
-Rows favourites() {
+void addFavourites(Report& report) {
   const std::size_t size = FetchPreferredApps().getWeekTimePreferredApps().size();
-  const std::string key = std::to_string(kPreferredAppsKey);
-  return unlessProblem("favourites", size > 0 ? "" : "the text of key " + key + " is not there",
-                       "text of key " + key + ", " + std::to_string(size) + " bytes",
-                       "configure it, or give a text to 'lmctl favourites rebuild'");
+  const std::string key = "key " + std::to_string(kPreferredAppsKey);
+  report.push_back({"favourites", key + ", " + std::to_string(size) + " bytes",
+                    size > 0 ? "" : key + " has no text",
+                    "set it in the core library, or see 'lmctl favourites rebuild --help'"});
 }
 
-Rows thermal() {
-  const int zones = ThermalListenerV2::getInstance()->getThermalData();
-  return unlessProblem("thermal", zones > 0 ? "" : "no zone can be read",
-                       std::to_string(zones) + " zones",
-                       "run it where the kernel has thermal zones; virtual machines have none");
-}
-
-Rows rowStore() {
+void addRowStore(Report& report) {
   const bool good =
       sqlite3_libversion_number() >= kRowValuesSince && sqlite3_compileoption_used("OMIT_WAL") == 0;
   const std::string version = std::string("SQLite ") + sqlite3_libversion();
-  return unlessProblem("row stores", good ? "" : version + " lacks row values or WAL",
-                       version + " with row values and WAL", "install 3.15 or later, with WAL");
+  report.push_back({"row-store", version + " with row values and WAL",
+                    good ? "" : version + " lacks row values or WAL",
+                    "install 3.15 or later, with WAL"});
 }
 
-Rows examine() {
+Report examineAll() {
   const QuietLog quiet;
-  Rows report = {
-      ok("core library", coreLibraryFile()),
-      node("vsync", kVsyncNodeItem, notifyingNodeProblem(kVsyncNodeItem)),
-      node("frames", kGfxDataNodeItem, blockingNodeProblem(kGfxDataNodeItem)),
-      node("frames' switch", kGfxCtrlNodeItem, nodeProblem(kGfxCtrlNodeItem, W_OK)),
-      thermal(),
-      file("process lookup", kForegroundTasks, "run it where Android mounts its cpusets"),
-  };
+  Report report = {{"core-library", coreLibraryFile()}};
+  addNodes(report);
+  addThermal(report);
+  report.push_back({"process-lookup", kForegroundTasks, accessProblem(kForegroundTasks, R_OK),
+                    "run it where Android mounts its cpusets, or as a user who may read it"});
   addStatistics(report);
-  report.push_back(file("memory figures", "/proc/meminfo", "mount /proc"));
+  report.push_back({"memory", "/proc/meminfo", accessProblem("/proc/meminfo", R_OK),
+                    "mount /proc, or run it as a user who may read it"});
   addTracker(report);
-  report.push_back(favourites());
-  report.push_back(rowStore());
+  addFavourites(report);
+  addRowStore(report);
   return report;
 }
 
-void printText(const Rows& report, std::ostream& out) {
-  for (const Rows& line : report) {
-    out << std::left << std::setw(9) << line["state"].get<std::string>() << std::setw(21)
-        << line["service"].get<std::string>() << line["detail"].get<std::string>();
-    if (!line["what_to_do"].is_null()) {
-      out << "; " << line["what_to_do"].get<std::string>();
-    }
-    out << "\n";
+/** Leaves only what was asked about in the report, if anything was. */
+void select(const std::vector<std::string>& services, Report& report) {
+  std::string known;
+  for (const Finding& finding : report) {
+    known += std::string(" ") + finding.service;
   }
+  for (const std::string& service : services) {
+    const auto isNamed = [&](const Finding& finding) { return finding.service == service; };
+    if (std::none_of(report.begin(), report.end(), isNamed)) {
+      throw UsageError("no service '" + service + "'; there are" + known);
+    }
+  }
+  const auto isUnwanted = [&](const Finding& finding) {
+    return std::find(services.begin(), services.end(), finding.service) == services.end();
+  };
+  if (!services.empty()) {
+    report.erase(std::remove_if(report.begin(), report.end(), isUnwanted), report.end());
+  }
+}
+
+void printReport(const Report& report, Console& console) {
+  for (const Finding& finding : report) {
+    const bool isOk = finding.isOk();
+    console.out << (isOk ? console.style.good("ok       ") : console.style.warning("missing  "))
+                << std::left << std::setw(16) << finding.service
+                << visible(isOk ? finding.found : finding.problem) << "\n";
+    if (!isOk) {
+      console.out << "         " << finding.whatToDo << "\n";
+    }
+  }
+}
+
+void printJsonReport(const Report& report, Console& console) {
+  ordered_json rows = ordered_json::array();
+  for (const Finding& finding : report) {
+    const bool isOk = finding.isOk();
+    rows.push_back({{"service", finding.service},
+                    {"state", isOk ? "ok" : "missing"},
+                    {"detail", isOk ? finding.found : finding.problem},
+                    {"what_to_do", isOk ? ordered_json() : ordered_json(finding.whatToDo)}});
+  }
+  printJson(rows, console.out);
 }
 
 }  // namespace
 
-void addDoctor(CLI::App& app, Console& console, int& status) {
-  CLI::App* const doctor =
-      app.add_subcommand("doctor", "Report which services can work here, and what others miss.");
-  const auto json = std::make_shared<bool>(false);
-  addJson(*doctor, *json,
-          "an array of {service, state, detail, what_to_do}; state is ok, detail then what was "
-          "found, or missing");
-  doctor->callback([=, &console, &status] {
-    const Rows report = examine();
-    if (*json) {
-      printJson(report, console.out);
-    } else {
-      printText(report, console.out);
-    }
-    status = kSuccess;
-  });
+std::string coreLibraryFile() { return objectFile(DynamicLoader::getInstance); }
+
+std::string versionText() {
+  return "lmctl " LMSUPPORT_VERSION "\nlibrary       " + objectFile(stats_parser) +
+         "\ncore library  " + coreLibraryFile();
+}
+
+int examine(const DoctorOptions& options, Console& console) {
+  Report report = examineAll();
+  select(options.services, report);
+  if (options.json) {
+    printJsonReport(report, console);
+  } else {
+    printReport(report, console);
+  }
+  const bool isAllOk =
+      std::all_of(report.begin(), report.end(), [](const Finding& f) { return f.isOk(); });
+  return options.services.empty() || isAllOk ? kSuccess : kFailure;
 }

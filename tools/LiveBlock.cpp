@@ -5,26 +5,11 @@
 
 namespace {
 
-constexpr char kEscape = '\033';
 constexpr char kEraseToEndOfLine[] = "\033[K";
 constexpr char kEraseBelow[] = "\033[J";
 constexpr char kGap[] = "   ";
 
-bool beginsCharacter(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }
-
 }  // namespace
-
-std::size_t displayWidth(const std::string& text) {
-  std::size_t width = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == kEscape) {
-      i = std::min(text.find('m', i), text.size());
-    } else if (beginsCharacter(text[i])) {
-      ++width;
-    }
-  }
-  return width;
-}
 
 std::string fitted(const std::string& text, std::size_t columns) {
   std::string result = text;

@@ -4,9 +4,7 @@
 #include <vector>
 
 #include "Console.h"
-
-/** How many columns text takes: one for each character, none for escape sequences. */
-std::size_t displayWidth(const std::string& text);
+#include "Output.h"
 
 /**
  * The longest beginning of text, which holds no escape sequences, that ends before a gap of three

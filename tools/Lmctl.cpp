@@ -1,120 +1,129 @@
 #include "Lmctl.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
+#include <optional>
 #include <ostream>
-#include <vector>
 
-#include "CommandTree.h"
-#include "Completion.h"
+#include "CommandLine.h"
+#include "Commands.h"
 #include "ConfigOverrides.h"
-#include "DbCommands.h"
-#include "Doctor.h"
-#include "Favourites.h"
-#include "HelpText.h"
-#include "LookupCommand.h"
-#include "Manual.h"
-#include "NodeCommands.h"
-#include "ServicesCommands.h"
-#include "ShellText.h"
-#include "StatsCommands.h"
-#include "Texts.h"
-#include "Version.h"
-#include "WatchCommands.h"
-#include "demo/Demo.h"
-#include "report/ReportCommand.h"
+#include "Output.h"
 
 namespace {
 
-/** The innermost subcommand that was named. */
+constexpr std::size_t kHelpColumn = 26;
+
+/** The innermost command that was named. */
 const CLI::App& namedCommand(const CLI::App& app) {
   const auto named = app.get_subcommands();
   return named.empty() ? app : namedCommand(*named.back());
 }
 
-/** A command does its work while the arguments are parsed, and leaves its exit status. */
-using AddCommands = void (*)(CLI::App& app, Console& console, int& status);
+/** A command as it is typed, "lmctl watch vsync", and what comes before its name. @{ */
+std::string pathOf(const CLI::App& command);
 
-struct Group {
-  const char* title;
-  std::vector<AddCommands> commands;
-};
+std::string beforeNameOf(const CLI::App& command) {
+  return command.get_parent() != nullptr ? pathOf(*command.get_parent()) : "";
+}
 
-/** In the order of the help. */
-const std::vector<Group> kGroups = {
-    {"First steps", {addDemo, addDoctor}},
-    {"Events", {addWatch, addReport}},
-    {"Processes and system", {addLookup, addStats, addMemory, addServices, addNode}},
-    {"Row stores", {addDb, addFavourites}},
-    {"This tool", {addCompletion, addManual}},
-};
+std::string pathOf(const CLI::App& command) {
+  const std::string before = beforeNameOf(command);
+  return before + (before.empty() ? "" : " ") + command.get_name();
+}
+/** @} */
 
-void addCommands(CLI::App& app, Console& console, int& status) {
-  for (const Group& group : kGroups) {
-    for (const AddCommands add : group.commands) {
-      add(app, console, status);
-      app.get_subcommands({}).back()->group(group.title);
+/** What is wrong with the first word that nothing takes. */
+std::string unexpectedProblem(const CLI::App& app, const CLI::App& command) {
+  const std::string word = app.remaining(true).front();
+  if (!command.get_subcommands({}).empty() && word.front() != '-') {
+    return "no command '" + word + "'";
+  }
+  const bool isOwn = command.get_option_no_throw(word.substr(0, word.find('='))) != nullptr;
+  return isOwn ? "'" + word + "' belongs after the command and before any '--'"
+               : "unexpected argument '" + word + "'";
+}
+
+/** What is wrong with a command line, where the parser speaks of its own types in words of lmctl. */
+std::string usageProblem(const CLI::App& app, const CLI::ParseError& e) {
+  const CLI::App& command = namedCommand(app);
+  const std::string what = e.what();
+  switch (static_cast<CLI::ExitCodes>(e.get_exit_code())) {
+    case CLI::ExitCodes::ArgumentMismatch:
+      return what.substr(0, what.find(':')) +
+             (what.ends_with("missing") ? " needs a value" : " is given more than once");
+    case CLI::ExitCodes::ConversionError:
+      return "a flag takes no value";
+    case CLI::ExitCodes::ValidationError:
+      return what;
+    default:
+      break;
+  }
+  if (!app.remaining(true).empty()) {
+    return unexpectedProblem(app, command);
+  }
+  return command.get_subcommands({}).empty() ? what : "name a command";
+}
+
+int fail(const CLI::App& command, const std::string& problem, int status, Console& console) {
+  const std::string path = pathOf(command);
+  console.beginError(path) << visible(problem)
+                           << (status == kUsage ? "; see '" + path + " --help'" : "") << "\n";
+  return status;
+}
+
+/** Sets command; or prints what was asked for, or what is wrong, and returns with which status. */
+std::optional<int> parse(CLI::App& app, int argc, const char* const* argv, Console& console) {
+  try {
+    app.parse(argc, argv);
+    return std::nullopt;
+  } catch (const CLI::CallForHelp&) {
+    if (app.remaining(true).empty()) {
+      const CLI::App& command = namedCommand(app);
+      console.out << command.help(beforeNameOf(command));
+      return kSuccess;
     }
+    return fail(namedCommand(app), unexpectedProblem(app, namedCommand(app)), kUsage, console);
+  } catch (const CLI::CallForAllHelp&) {
+    console.out << app.help("", CLI::AppFormatMode::All);
+    return kSuccess;
+  } catch (const CLI::CallForVersion& version) {
+    console.out << version.what() << "\n";
+    return kSuccess;
+  } catch (const CLI::ParseError& e) {
+    return fail(namedCommand(app), usageProblem(app, e), kUsage, console);
   }
 }
 
-/** What is wrong with an argument that nothing takes; lmctl itself gets options before a command. */
-std::string unexpectedProblem(const std::string& argument, const Command& command) {
-  const auto own = namesOf(command.options);
-  const bool isOwn =
-      std::find(own.begin(), own.end(), argument.substr(0, argument.find('='))) != own.end();
-  return isOwn ? "'" + argument + "' belongs after the command"
-               : "unexpected argument '" + argument + "'";
-}
-
-/** In words of lmctl's, where those of the parser are about its types. */
-std::string usageProblem(const CLI::App& app, const Command& command, const CLI::ParseError& e) {
-  std::string what = e.what();
-  if (const auto unknown = app.remaining(true); !unknown.empty()) {
-    return unexpectedProblem(unknown.front(), command);
-  }
-  if (!command.commands.empty()) {
-    return "no command; usage: " + usage(command);
-  }
-  if (dynamic_cast<const CLI::ArgumentMismatch*>(&e) != nullptr) {
-    return what.substr(0, what.find(':')) +
-           (what.ends_with("missing") ? " needs a value" : " is there more than once");
-  }
-  if (dynamic_cast<const CLI::ConversionError*>(&e) != nullptr) {
-    return "a flag takes no value";
-  }
-  return what;
+void describe(CLI::App& app) {
+  app.require_subcommand(1);
+  app.fallthrough();  // options of lmctl itself may follow the command, too
+  app.get_formatter()->column_width(kHelpColumn);
+  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
+  app.get_formatter()->label("OPTIONS", "OPTION...");
+  app.set_help_flag("-h,--help", "Show what lmctl or a command takes");
+  app.set_version_flag("--version", versionText)->description("Show the version and libraries");
 }
 
 }  // namespace
 
 int lmctl(int argc, const char* const* argv, Console& console) try {
   CLI::App app("Tries out the services of liblmsupport.", "lmctl");
-  app.require_subcommand(1);
-  app.fallthrough();  // options of lmctl itself may follow the command, too
-  app.set_help_flag("-h,--help", "Show what lmctl or a command takes");
-  app.set_version_flag("--version", versionText)
-      ->description("Show the version, and which library files are loaded");
   ConfigOverrides items;
+  Command command;
+  describe(app);
   addItems(app, items);
-  int status = kSuccess;
-  addCommands(app, console, status);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::CallForHelp&) {
-    console.out << helpText(describe(namedCommand(app)));
-  } catch (const CLI::CallForVersion& version) {
-    console.out << version.what() << "\n";
-  } catch (const CLI::ParseError& e) {
-    const Command command = describe(namedCommand(app));
-    console.beginError(command.path)
-        << visible(usageProblem(app, command, e)) << "; see '" << command.path << " --help'\n";
-    return kUsage;
-  } catch (const std::exception& e) {
-    console.beginError(describe(namedCommand(app)).path) << visible(e.what()) << "\n";
-    return kFailure;
+  addCommands(app, command);
+  app.set_help_all_flag("--help-all", "Show what all commands take");  // an option of lmctl's only
+  if (const auto status = parse(app, argc, argv, console)) {
+    return *status;
   }
-  return status;
+  try {
+    return command(console);
+  } catch (const UsageError& e) {
+    return fail(namedCommand(app), e.what(), kUsage, console);
+  } catch (const std::exception& e) {
+    return fail(namedCommand(app), e.what(), kFailure, console);
+  }
 } catch (const std::exception& e) {
   console.beginError() << e.what() << "\n";
   return kFailure;

@@ -30,8 +30,9 @@ long long toNs(double ms) {
 
 }  // namespace
 
-TraceWriter::TraceWriter(std::string path, Clock::time_point begin)
-    : mFile(std::move(path)), mBegin(begin) {
+TraceWriter::TraceWriter(const std::string& path, std::ostream& standardOutput,
+                         Clock::time_point begin)
+    : mFile(path, standardOutput), mBegin(begin) {
   mFile.stream() << R"({"displayTimeUnit":"ms","traceEvents":[)";
   Event process = makeEvent("process_name", "M", 0);
   process["args"] = {{"name", "lmctl"}};

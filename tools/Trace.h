@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "FrameTimes.h"
-#include "ReplacedFile.h"
+#include "OutputFile.h"
 
 /**
  * A trace file for ui.perfetto.dev, in the JSON format of Chrome's traces. Times are relative to the
@@ -21,8 +21,8 @@ class TraceWriter {
  public:
   static constexpr std::size_t kLanes = 4;
 
-  /** Begins path.tmp. Throws std::runtime_error when it cannot, or path is not for a plain file. */
-  TraceWriter(std::string path, Clock::time_point begin);
+  /** Begins an OutputFile. Throws std::runtime_error when it cannot be written. */
+  TraceWriter(const std::string& path, std::ostream& standardOutput, Clock::time_point begin);
 
   /** Adds a track of points in time. */
   void addInstants(const std::string& name, const std::vector<Clock::time_point>& times);
@@ -48,7 +48,7 @@ class TraceWriter {
   int addTrack(const std::string& name);
   void add(const nlohmann::ordered_json& event);
 
-  ReplacedFile mFile;
+  OutputFile mFile;
   const Clock::time_point mBegin;
   int mTracks = 0;
   bool mEmpty = true;

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "Console.h"
+#include "WatchOptions.h"
 
-namespace CLI {
-class App;
-}
-
-/** Adds the commands that watch sources; the one that is named leaves its status in status. */
-void addWatch(CLI::App& app, Console& console, int& status);
+/** Show a source's events until time or a signal ends it, and sum up. @{ */
+int watchVsync(const WatchOptions& options, Console& console);
+int watchGfx(const WatchOptions& options, Console& console);
+int watchThermal(const WatchOptions& options, Console& console);
+/** @} */

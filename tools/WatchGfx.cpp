@@ -30,7 +30,7 @@ int watchGfx(GfxEvent& source, int controlValue, const WatchOptions& options, Co
   const Clock::time_point begin = Clock::now();
   std::optional<TraceWriter> trace;
   if (!options.trace.empty()) {
-    trace.emplace(options.trace, begin);
+    trace.emplace(options.trace, console.out, begin);
   }
   FrameRecorder recorder;
   source.registerCallBack(FrameRecorder::onEvent, &recorder);

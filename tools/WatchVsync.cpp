@@ -32,7 +32,7 @@ int watchVsync(VsyncEvent& source, const WatchOptions& options, Console& console
   const Clock::time_point begin = Clock::now();
   std::optional<TraceWriter> trace;
   if (!options.trace.empty()) {
-    trace.emplace(options.trace, begin);
+    trace.emplace(options.trace, console.out, begin);
   }
   EventRecorder recorder;
   source.registerCallBack(EventRecorder::onEvent, &recorder);

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <csignal>
+#include <iostream>
 #include <map>
 
 #include <android-base/unique_fd.h>
@@ -84,7 +85,7 @@ TEST(Trace, DurationsEndWithTheirArrivalUnlessTheirTracksAreTaken) {
   durations.add({50, 6, 5}, at(1022));
   durations.add({20}, at(1023));
   std::ofstream(path) << "{}";
-  TraceWriter trace(path, at(1000));
+  TraceWriter trace(path, std::cout, at(1000));
   trace.addSlices("stage", durations);
   EXPECT_TRUE(readSlices(path).empty());  // still what was there
   trace.finish();
@@ -94,7 +95,6 @@ TEST(Trace, DurationsEndWithTheirArrivalUnlessTheirTracksAreTaken) {
       {3, {{0, 50000}}},
       {4, {{11000, 6000}, {17000, 5000}}}};
   EXPECT_EQ(readSlices(path), expected);
-  EXPECT_THROW(TraceWriter("/dev/null", at(0)), std::runtime_error);
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include <ostream>
 #include <stdexcept>
 
-#include "ReplacedFile.h"
+#include "OutputFile.h"
 #include "Trace.h"
 #include "demo/Steps.h"
 #include "report/ReportPage.h"
@@ -101,8 +101,8 @@ void writeTrace(const DemoScene& scene, TraceWriter& trace) {
 
 int runDemo(const DemoOptions& options, Console& console) {
   const std::string folder = makeFolder(options.output);
-  TraceWriter trace(folder + "/demo-trace.json", Clock::now());
-  ReplacedFile page(folder + "/demo-report.html");
+  TraceWriter trace(folder + "/demo-trace.json", console.out, Clock::now());
+  OutputFile page(folder + "/demo-report.html", console.out);
   const StopSignals signals;
   DemoScene scene{options, console, signals};
   console.out << "The services of liblmsupport, on "

@@ -4,13 +4,6 @@
 
 #include "Console.h"
 
-namespace CLI {
-class App;
-}
-
-/** Adds the command that runs the demo and leaves its status. */
-void addDemo(CLI::App& app, Console& console, int& status);
-
 struct DemoOptions {
   double seconds = 3;
   std::string device;  ///< folder of the simulated device's nodes; empty for the host's own parts

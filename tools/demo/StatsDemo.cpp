@@ -2,8 +2,8 @@
 
 #include <ostream>
 
-#include "StatsCommands.h"
-#include "StatsProvider.h"
+#include "Rows.h"
+#include "Stats.h"
 #include "demo/Steps.h"
 
 StepResult demonstrateStats(DemoScene& scene) {

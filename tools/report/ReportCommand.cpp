@@ -1,31 +1,20 @@
 #include "report/ReportCommand.h"
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <ostream>
 
 #include "AsyncEventsMgr.h"
-#include "CommandLine.h"
 #include "ConfigOverrides.h"
 #include "FrameRecorder.h"
+#include "NodeChecks.h"
+#include "OutputFile.h"
 #include "Progress.h"
-#include "ReplacedFile.h"
 #include "config/Nodes.h"
 #include "report/ReportPage.h"
 #include "report/ReportRecord.h"
 #include "testing/EventRecorder.h"
 
 namespace {
-
-struct ReportOptions {
-  double seconds = 10;
-  std::string output;  ///< file for the page; none when empty
-  bool json = false;   ///< print the record
-  std::string vsyncNode;
-  std::string frameNode;
-  std::string controlNode;
-  int controlValue = 1;
-};
 
 /** Puts paths that were given in front of the configured ones. */
 void setNodes(const ReportOptions& options, ConfigOverrides& overrides) {
@@ -90,11 +79,11 @@ void watchSources(bool vsync, bool gfx, const ReportOptions& options, Console& c
   }
 }
 
+}  // namespace
+
 int makeReport(const ReportOptions& options, Console& console) {
   if (options.output.empty() && !options.json) {
-    console.beginError("lmctl report")
-        << "no file for the page; name one with --output FILE, or print the record with --json\n";
-    return kUsage;
+    throw UsageError("no file for the page; name one with --output, or give --json");
   }
   ConfigOverrides overrides;
   setNodes(options, overrides);
@@ -111,9 +100,9 @@ int makeReport(const ReportOptions& options, Console& console) {
     isUsable("control", nodeProblem(kGfxCtrlNodeItem, W_OK), options.controlNode, "--ctrl",
              watched);
   }
-  std::optional<ReplacedFile> page;
+  std::optional<OutputFile> page;
   if (!options.output.empty()) {
-    page.emplace(options.output);
+    page.emplace(options.output, console.out);
   }
   addFigures(watched);
   addConfiguredFavourites(watched);
@@ -134,31 +123,4 @@ int makeReport(const ReportOptions& options, Console& console) {
     console.out << options.output << "\n";
   }
   return kSuccess;
-}
-
-}  // namespace
-
-void addReport(CLI::App& app, Console& console, int& status) {
-  CLI::App* const report = app.add_subcommand(
-      "report", "Watch vsyncs and frames for a while; show all figures on one page.");
-  const auto options = std::make_shared<ReportOptions>();
-  report->add_option("--seconds", options->seconds, "How long to watch, up to an hour")
-      ->type_name("N")
-      ->capture_default_str()
-      ->check(seconds(3600));
-  report->add_option("-o,--output", options->output, "HTML file to make or replace")
-      ->type_name("FILE")
-      ->check(notEmpty());
-  addJson(*report, options->json, "an object, the record that the page shows");
-  addNodeOption(*report, "--node", options->vsyncNode,
-                "Vsync node to poll, instead of the configured one");
-  addNodeOption(*report, "--frame-node", options->frameNode,
-                "Frame node or FIFO to read, likewise");
-  addNodeOption(*report, "--ctrl", options->controlNode,
-                "Node that switches frames' reports on, likewise");
-  report->add_option("--value", options->controlValue, "What switches them on")
-      ->type_name("N")
-      ->capture_default_str()
-      ->transform(wholeNumber());
-  report->callback([=, &console, &status] { status = makeReport(*options, console); });
 }

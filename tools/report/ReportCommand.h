@@ -1,10 +1,18 @@
 #pragma once
 
+#include <string>
+
 #include "Console.h"
 
-namespace CLI {
-class App;
-}
+struct ReportOptions {
+  double seconds = 10;
+  std::string output;  ///< file for the page; none when empty
+  bool json = false;   ///< print the record
+  std::string vsyncNode;
+  std::string frameNode;
+  std::string controlNode;
+  int controlValue = 1;
+};
 
-/** Adds the command that watches for a while and makes a report; it leaves its status in status. */
-void addReport(CLI::App& app, Console& console, int& status);
+/** Watches for a while and makes a report. */
+int makeReport(const ReportOptions& options, Console& console);

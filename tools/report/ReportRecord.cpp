@@ -5,10 +5,10 @@
 #include <cmath>
 #include <ctime>
 
-#include "Favourites.h"
 #include "FetchPreferredApps.h"
-#include "StatsCommands.h"
+#include "Stats.h"
 #include "StatsProvider.h"
+#include "db/Favourites.h"
 
 namespace {
 
@@ -78,7 +78,11 @@ void addConfiguredFavourites(Watched& watched) {
   if (FetchPreferredApps().getWeekTimePreferredApps().empty()) {
     watched.leftOut.emplace_back("favourites", "the framework has no text of them");
   } else {
-    watched.favourites = computeFavourites({}).slots;
+    Rows rows = Rows::array();
+    for (const auto& [slot, apps] : computeFavourites({}).slots) {
+      rows.push_back({{"app", slot}, {"slot", apps}});
+    }
+    watched.favourites = rows;
   }
 }
 

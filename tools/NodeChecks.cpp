@@ -1,0 +1,99 @@
+#include "NodeChecks.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <linux/major.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+#include "config/Nodes.h"
+
+namespace {
+
+/** The kind of file at path, and its device when it stands for one; zeros when there is none. */
+struct stat fileAt(const std::string& path) {
+  struct stat file = {};
+  stat(path.c_str(), &file);
+  return file;
+}
+
+/** Whether it is one of the kernel's own nodes, which look like plain files. */
+bool isKernelNode(const std::string& path) {
+  struct statfs fileSystem;
+  if (!S_ISREG(fileAt(path).st_mode) || statfs(path.c_str(), &fileSystem) != 0) {
+    return false;
+  }
+  switch (fileSystem.f_type) {
+    case SYSFS_MAGIC:
+    case PROC_SUPER_MAGIC:
+    case DEBUGFS_MAGIC:
+    case TRACEFS_MAGIC:
+      return true;
+    default:
+      return false;
+  }
+}
+
+/** Whether reading may mean to wait. */
+bool mayBlock(const std::string& path) {
+  const struct stat file = fileAt(path);
+  const bool isDevice = S_ISCHR(file.st_mode) && major(file.st_rdev) != MEM_MAJOR;
+  return isDevice || S_ISFIFO(file.st_mode) || isKernelNode(path);
+}
+
+/** What nodeProblem() tells of reading, or kind, which the node must be of, when it is not. */
+std::string kindProblem(int item, bool (*isOfKind)(const std::string& path), const char* kind) {
+  std::string problem = nodeProblem(item, R_OK);
+  const std::string path = lmsupport::configuredNodePath(item);
+  if (problem.empty() && !isOfKind(path)) {
+    problem = path + ": " + kind;
+  }
+  return problem;
+}
+
+}  // namespace
+
+std::string accessProblem(const std::string& path, int access) {
+  const mode_t mode = fileAt(path).st_mode;
+  if (S_ISDIR(mode)) {
+    return path + ": " + std::strerror(EISDIR);
+  }
+  if (S_ISFIFO(mode)) {  // opening one may wait, and writers are ended by a reader that leaves
+    return ::access(path.c_str(), access) == 0 ? "" : path + ": " + std::strerror(errno);
+  }
+  const int flags = (access == W_OK ? O_WRONLY : O_RDONLY) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+  const android::base::unique_fd file(open(path.c_str(), flags));
+  return file.ok() ? "" : path + ": " + std::strerror(errno);
+}
+
+std::string nodeProblem(int item, int access) {
+  const std::string path = lmsupport::configuredNodePath(item);
+  return path.empty() ? "item " + std::to_string(item) + " is not configured"
+                      : accessProblem(path, access);
+}
+
+std::string blockingNodeProblem(int item) {
+  return kindProblem(item, mayBlock, "neither a kernel node nor a FIFO");
+}
+
+std::string notifyingNodeProblem(int item) {
+  return kindProblem(item, isKernelNode, "not a kernel node");
+}
+
+android::base::unique_fd holdOpenIfFifo(const std::string& path) {
+  const bool isFifo = S_ISFIFO(fileAt(path).st_mode);
+  return android::base::unique_fd(isFifo ? open(path.c_str(), O_RDWR | O_CLOEXEC) : -1);
+}
+
+void requireNode(const std::string& node, const std::string& problem, const char* option) {
+  if (!problem.empty()) {
+    throw std::runtime_error("no " + node + " node: " + problem + "; name one with " + option +
+                             " PATH");
+  }
+}

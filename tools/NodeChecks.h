@@ -1,0 +1,28 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <string>
+
+#include <android-base/unique_fd.h>
+
+/** Why this process cannot open a file at path for reading (R_OK) or writing (W_OK), or nothing. */
+std::string accessProblem(const std::string& path, int access);
+
+/** Why it cannot open the node that is configured for item, or nothing. */
+std::string nodeProblem(int item, int access);
+
+/** As that for reading, or why a reader of the node would never have to wait. */
+std::string blockingNodeProblem(int item);
+
+/** As that for reading, or why the node can notify nobody. */
+std::string notifyingNodeProblem(int item);
+
+/**
+ * A writer of the FIFO at path, without which a reader would be at its end, again and again. None
+ * when it is no FIFO.
+ */
+android::base::unique_fd holdOpenIfFifo(const std::string& path);
+
+/** Throws std::runtime_error when there is a problem with a node that an option can name. */
+void requireNode(const std::string& node, const std::string& problem, const char* option);

@@ -1,0 +1,146 @@
+#include "Stats.h"
+
+#include <array>
+#include <cstring>
+#include <iomanip>
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <span>
+#include <sstream>
+#include <stdexcept>
+
+#include "Commands.h"
+#include "Output.h"
+#include "QuietLog.h"
+
+using nlohmann::ordered_json;
+
+namespace {
+
+struct KnownSlot {
+  std::size_t slot;
+  const char* name;
+};
+constexpr std::array kKnownSlots = {KnownSlot{kSwapUsedSlot, "swap_used_kb"},
+                                    KnownSlot{kSwapTotalSlot, "swap_total_kb"},
+                                    KnownSlot{kVmallocUsedSlot, "vmalloc_used_kb"}};
+
+std::string hex(std::uint64_t value) {
+  std::ostringstream text;
+  text << "0x" << std::hex << std::setfill('0') << std::setw(16) << value;
+  return text.str();
+}
+
+ordered_json slotRows(std::span<const std::uint64_t> slots) {
+  ordered_json rows = ordered_json::array();
+  for (std::size_t i = 0; i < slots.size(); ++i) {
+    rows.push_back(
+        {{"slot", std::to_string(i)}, {"hex", hex(slots[i])}, {"decimal", exactNumber(slots[i])}});
+  }
+  return rows;
+}
+
+/** Throws when the kernel cannot be asked. */
+void require(bool supported) {
+  if (!supported) {
+    throw std::runtime_error(
+        "the kernel's netlink family SYSSTATS is missing or too old; load its module");
+  }
+}
+
+template <typename Record>
+bool isZero(const Record& record) {
+  const Record zero = {};
+  return std::memcmp(&record, &zero, sizeof(record)) == 0;
+}
+
+}  // namespace
+
+ordered_json memoryFigures(const SysStatsRecord& record) {
+  ordered_json figures;
+  for (const KnownSlot& known : kKnownSlots) {
+    const std::uint64_t value = record.slots[known.slot];
+    figures[known.name] = value != kUnknownFigure ? exactNumber(value) : ordered_json();
+  }
+  return figures;
+}
+
+ordered_json systemSlots(const SysStatsRecord& record) {
+  ordered_json rows = slotRows(record.slots);
+  for (const KnownSlot& known : kKnownSlots) {
+    rows[known.slot]["slot"] = known.name;
+  }
+  return rows;
+}
+
+StatsProvider probeQuietly() {
+  const QuietLog quiet;
+  return {};
+}
+
+int statsPid(const StatsOptions& options, Console& console) {
+  StatsProvider stats = probeQuietly();
+  require(stats.supportsPidStats);
+  const PidStatsRecord record = stats.getPIDStats(options.pid);
+  if (isZero(record)) {
+    throw std::runtime_error("the kernel tells nothing of process " + std::to_string(options.pid) +
+                             "; check that it runs");
+  }
+  printRows(slotRows(record.slots), options.json, console.out);
+  return kSuccess;
+}
+
+int statsSys(const StatsOptions& options, Console& console) {
+  StatsProvider stats = probeQuietly();
+  require(stats.supportsSysStats);
+  const SysStatsRecord record = stats.getSysStats();
+  if (isZero(record)) {
+    throw std::runtime_error("the kernel did not answer");
+  }
+  printRows(systemSlots(record), options.json, console.out);
+  return kSuccess;
+}
+
+int statsRange(const StatsOptions& options, Console& console) {
+  if (options.first > options.last) {
+    throw UsageError("FIRST is above LAST");
+  }
+  StatsProvider stats = probeQuietly();
+  require(stats.supportsPidStatsRange);
+  ordered_json rows = ordered_json::array();
+  for (const PidStatsRecord& record : stats.getPIDStatsRange(options.first, options.last)) {
+    ordered_json& row = rows.emplace_back();
+    for (std::size_t i = 0; i < std::size(record.slots); ++i) {
+      row[std::to_string(i)] = exactNumber(record.slots[i]);
+    }
+  }
+  printRows(rows, options.json, console.out);
+  return kSuccess;
+}
+
+int statsName(const StatsOptions& options, Console& console) {
+  StatsProvider stats = probeQuietly();
+  require(stats.supportsPidsByName);
+  std::vector<sysstats_pid> entries;
+  if (stats.getPIDsRange(options.name.c_str(), entries) != 0) {
+    throw std::runtime_error("the kernel did not answer");
+  }
+  ordered_json rows = ordered_json::array();
+  for (const sysstats_pid& entry : entries) {
+    std::uint64_t value = 0;
+    std::memcpy(&value, entry.bytes, sizeof(value));
+    rows.push_back({{"pid", static_cast<std::uint32_t>(value)}, {"entry", hex(value)}});
+  }
+  printRows(rows, options.json, console.out);
+  return kSuccess;
+}
+
+int showMemory(const StatsOptions& options, Console& console) {
+  const ordered_json figures = memoryFigures(probeQuietly().getMemInfo());
+  if (options.json) {
+    printJson(figures, console.out);
+  } else {
+    printTable(ordered_json::array({figures}), console.out);
+  }
+  return kSuccess;
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "Console.h"
+#include "LMDatabase.h"
+
+/**
+ * @file
+ * Commands for a row store's file. Each throws std::runtime_error, with what SQLite or the system says,
+ * when it could not do all of its work.
+ */
+
+struct DbOptions {
+  std::string file;
+  std::string table;
+  LMDBDataRowKey key{};
+  std::string slot{};  ///< the name of a time slot, which is where others have the application's
+  std::optional<std::string> value{};  ///< put: the payload
+  std::string from{};                  ///< put: a file with rows instead; "-" for standard input
+  bool all = false;                    ///< delete: also without a key
+  bool json = false;
+};
+
+/** Prints the names of a file's tables, what is in them, and how many rows. */
+int dbTables(const DbOptions& options, Console& console);
+
+/** Prints the rows that match the key. Does not change the file. */
+int dbDump(const DbOptions& options, Console& console);
+
+/**
+ * Adds one row, with the key's fields and the value, or those of a file, all of which are checked
+ * before the first is written. Creates the database and the table when there are none.
+ */
+int dbPut(const DbOptions& options, Console& console);
+
+/** Deletes the rows that match the key and prints how many. */
+int dbDelete(const DbOptions& options, Console& console);
