@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <tuple>
 
 #include "AsyncEventsMgr.h"
@@ -17,6 +18,7 @@ class OpenGfxEvent : public GfxEvent {
   using GfxEvent::mFrameStages;
   using GfxEvent::mGfxCtrlNode;
   using GfxEvent::mLastFrameStart;
+  using GfxEvent::mSpareFrames;
 };
 
 /** GfxEvent::stringParser the plain way. */
@@ -63,18 +65,23 @@ struct FrameParserReference {
     }
   }
 
-  /** Lets both parse text, unless source would abort. Returns whether they still agree. */
-  bool agreesWith(OpenGfxEvent& source, const std::string& text) {
-    FrameParserReference before = *this;
+  /**
+   * Lets both parse text and returns whether they still agree. Where source would abort, it gets the
+   * reference's state instead.
+   */
+  bool agreesWith(OpenGfxEvent& source, std::string_view text) {
+    std::string copy(text);
     GfxFrameData expected;
-    if (!parse(std::string(text).data(), expected)) {
-      *this = std::move(before);
+    if (!parse(copy.data(), expected)) {
+      source.mFrameStages = mFrameStages;
+      source.mLastFrameStart = mLastFrameStart;
       return true;
     }
-    std::vector<char> copy(text.c_str(), text.c_str() + text.size() + 1);
+    copy = text;
+    copy.shrink_to_fit();  // so that a sanitizer sees a step beyond its end
     GfxFrameData data;
     source.stringParser(copy.data(), data);
-    return figures(data) == figures(expected) && copy.data() == text &&
+    return figures(data) == figures(expected) && copy == text &&
            source.mFrameStages == mFrameStages && source.mLastFrameStart == mLastFrameStart;
   }
 
