@@ -208,7 +208,7 @@ Ratio addRequests() {
 
 std::vector<Ratio> statsRatios() {
   const std::string ours = add<memInfo>("memInfoStatsProvider");
-  return {{ours, add<memInfoBare>("memInfoBareRead"), "", "<= 1.15"},
+  return {{ours, add<memInfoBare>("memInfoBareRead"), "", "<= 1.3"},
           {ours, add<memInfoLibproc2>("memInfoLibproc2"), "", "< 1"},
           {add<probe>("probeStatsProvider"), add<probeBare>("probeBareLibnl"), "", "<= 1.02"},
           addRequests<0>(),

@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cctype>
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -21,39 +21,22 @@ constexpr std::size_t kBufferSize = 8192;  // a real one takes a single read
 /** What the steps log as. */
 constexpr char kGetMemInfo[] = "getMemInfo";
 
-/** A line's printable characters up to '|', terminated. */
-using CleanLine = char[lmsupport::kMemInfoLineSize + 1];
+/** Printable characters up to '|' count. */
+bool counts(char character) { return character >= ' ' && character <= '|'; }
 
-bool isKept(char character) { return character >= ' ' && character <= '|'; }
-
-/** Copies what is kept of line, up to its first NUL. */
-void cleanLine(std::string_view line, CleanLine& clean) {
+/** Copies those of line that count, up to its first NUL, and terminates them. */
+std::string_view cleanLine(std::string_view line, char* clean) {
   char* end = clean;
-  for (const char character : line) {
-    if (character == '\0') {
-      break;
-    }
-    if (isKept(character)) {
-      *end++ = character;
-    }
+  for (const char character : line.substr(0, line.find('\0'))) {
+    *end = character;
+    end += counts(character) ? 1 : 0;
   }
   *end = '\0';
+  return {clean, static_cast<std::size_t>(end - clean)};
 }
 
-/** Splits "key: value" in place; false when there is no colon or no digit after it. */
-bool splitLine(char* line, const char*& key, std::uint64_t& value) {
-  key = line + std::strspn(line, " ");
-  char* const colon = std::strchr(line, ':');
-  if (colon == nullptr) {
-    return false;
-  }
-  *colon = '\0';
-  const char* const digits = colon + 1 + std::strspn(colon + 1, " ");
-  if (std::isdigit(static_cast<unsigned char>(*digits)) == 0) {
-    return false;
-  }
-  value = static_cast<std::uint64_t>(std::int64_t{std::atoi(digits)});
-  return true;
+bool contains(std::string_view text, std::string_view part) {
+  return text.find(part) != std::string_view::npos;
 }
 
 void setSwapUsed(std::uint64_t swapFree, SysStatsRecord& record) {
@@ -67,21 +50,25 @@ void setSwapUsed(std::uint64_t swapFree, SysStatsRecord& record) {
   }
 }
 
-void takeFigure(const char* key, std::uint64_t value, SysStatsRecord& record) {
-  if (key[0] == 'V' && std::strstr(key, "VmallocUsed") != nullptr) {
-    record.slots[kVmallocUsedSlot] = value;
-  } else if (key[0] == 'S' && std::strstr(key, "SwapTotal") != nullptr) {
-    record.slots[kSwapTotalSlot] = value;
-  } else if (key[0] == 'S' && std::strstr(key, "SwapFree") != nullptr) {
-    setSwapUsed(value, record);
+std::uint64_t figure(const char* digits) {
+  return static_cast<std::uint64_t>(std::int64_t{std::atoi(digits)});
+}
+
+void takeFigure(std::string_view key, const char* digits, SysStatsRecord& record) {
+  if (key[0] == 'V' && contains(key, "VmallocUsed")) {
+    record.slots[kVmallocUsedSlot] = figure(digits);
+  } else if (key[0] == 'S' && contains(key, "SwapTotal")) {
+    record.slots[kSwapTotalSlot] = figure(digits);
+  } else if (key[0] == 'S' && contains(key, "SwapFree")) {
+    setSwapUsed(figure(digits), record);
   }
 }
 
-/** Whether the key may be one of those that are looked for; most are not, which saves time. */
-bool mayBeWatched(std::string_view line) {
+/** False for most lines, at a glance: each key that is looked for has two letters that few have. */
+bool mayHaveFigure(std::string_view line) {
   for (const char character : line) {
-    if (character > ' ' && isKept(character)) {
-      return character == 'S' || character == 'V';
+    if (character != ' ' && counts(character)) {
+      return (character == 'S' && contains(line, "w")) || (character == 'V' && contains(line, "U"));
     }
   }
   return false;
@@ -92,15 +79,19 @@ bool mayBeWatched(std::string_view line) {
 namespace lmsupport {
 
 void takeMemInfoLine(std::string_view line, SysStatsRecord& record) {
-  if (!mayBeWatched(line)) {
+  if (!mayHaveFigure(line)) {
     return;
   }
-  CleanLine clean;
-  cleanLine(line, clean);
-  const char* key = nullptr;
-  std::uint64_t value = 0;
-  if (splitLine(clean, key, value)) {
-    takeFigure(key, value, record);
+  char clean[kMemInfoLineSize + 1];
+  const std::string_view text = cleanLine(line, clean);
+  const std::size_t key = text.find_first_not_of(' ');
+  const std::size_t colon = text.find(':');
+  if (colon == std::string_view::npos) {
+    return;
+  }
+  const std::size_t digits = text.find_first_not_of(' ', colon + 1);
+  if (digits != std::string_view::npos && text[digits] >= '0' && text[digits] <= '9') {
+    takeFigure(text.substr(key, colon - key), text.data() + digits, record);
   }
 }
 
