@@ -77,6 +77,7 @@ class Controller : public testing::Test {
 
 TEST_F(Controller, WritesTheInitialSettingsOnceAndThenWhatIsCommanded) {
   struct Case {
+    const char* what;
     Settings initial;
     bool hasStore;  // during the construction
     void* (*hook)();
@@ -89,21 +90,48 @@ TEST_F(Controller, WritesTheInitialSettingsOnceAndThenWhatIsCommanded) {
   };
   const Settings three = {{kC, "3"}};
   const Case cases[] = {
-      {{}, true, nullptr, 0, "v", kA, 0, "old old old "},
-      {{{kC, "3"}, {kUnknown, "x"}, {kB, "x"}}, true, nullptr, 2, "v", kA, 0, "old old 3 "},
-      {{{kC, "x"}, {kC, ""}, {kB, "y"}}, true, nullptr, 3, "v", kA, 0, "old y  "},
-      {{{kUnknown, "x"}}, false, nullptr, 2, "v", kA, 1, "v old old ", cannotOpen("")},
-      {{{kFolder, "x"}, {kC, "3"}}, true, nullptr, 1, "", kA, 1, "old 2 3 ", cannotOpen(mFolder)},
-      {{}, true, initNothing, 0, "", kB, 1, kDefault + " old old "},
-      {{{kUnknown, "x"}, {kC, "x"}}, true, initNothing, 0, "v", kB, 1, "v old old "},
-      {three, true, nullptr, 1, "v", kA, 1, "old v 3 "},
-      {three, true, nullptr, 2, "", kA, 1, " old 3 "},
-      {three, true, nullptr, 2, "v", kUnknown, 0, "old old 3 "},
-      {three, true, nullptr, 2, "v", kNowhere, 1, "old old 3 ", cannotOpen("/nowhere/node")},
-      {three, true, nullptr, 2, "v", kFull, 1, "old old 3 "},
-      {three, true, nullptr, -1, "v", kA, 0, "old old 3 "},
+      {"nothing to set", {}, true, nullptr, 0, "v", kA, 0, "old old old "},
+      {"an unknown setting",
+       {{kC, "3"}, {kUnknown, "x"}, {kB, "x"}},
+       true,
+       nullptr,
+       2,
+       "v",
+       kA,
+       0,
+       "old old 3 "},
+      {"no such type", {{kC, "x"}, {kC, ""}, {kB, "y"}}, true, nullptr, 3, "v", kA, 0, "old y  "},
+      {"no store", {{kUnknown, "x"}}, false, nullptr, 2, "v", kA, 1, "v old old ", cannotOpen("")},
+      {"a path that cannot be opened",
+       {{kFolder, "x"}, {kC, "3"}},
+       true,
+       nullptr,
+       1,
+       "",
+       kA,
+       1,
+       "old 2 3 ",
+       cannotOpen(mFolder)},
+      {"a hook and a default", {}, true, initNothing, 0, "", kB, 1, kDefault + " old old "},
+      {"a hook and a value",
+       {{kUnknown, "x"}, {kC, "x"}},
+       true,
+       initNothing,
+       0,
+       "v",
+       kB,
+       1,
+       "v old old "},
+      {"the second preset", three, true, nullptr, 1, "v", kA, 1, "old v 3 "},
+      {"an empty value", three, true, nullptr, 2, "", kA, 1, " old 3 "},
+      {"an unknown item", three, true, nullptr, 2, "v", kUnknown, 0, "old old 3 "},
+      {"an item that cannot be opened", three, true, nullptr, 2, "v", kNowhere, 1, "old old 3 ",
+       cannotOpen("/nowhere/node")},
+      {"a node that takes nothing", three, true, nullptr, 2, "v", kFull, 1, "old old 3 "},
+      {"a negative type", three, true, nullptr, -1, "v", kA, 0, "old old 3 "},
   };
-  for (auto [initial, hasStore, hook, type, value, item, result, after, lines] : cases) {
+  for (auto [what, initial, hasStore, hook, type, value, item, result, after, lines] : cases) {
+    SCOPED_TRACE(what);
     setFiles("old");
     const LogCapture log;
     hostcore::enableStore(hasStore);
@@ -111,7 +139,7 @@ TEST_F(Controller, WritesTheInitialSettingsOnceAndThenWhatIsCommanded) {
     hostcore::enableStore(false);
     EXPECT_EQ(controller.commandCp(2, "x", kA), 0);
     hostcore::enableStore(true);
-    EXPECT_EQ(controller.commandCp(type, value, item), result) << after;
+    EXPECT_EQ(controller.commandCp(type, value, item), result);
     EXPECT_EQ(files(), after);
     if (!hasStore) {
       lines.insert(lines.begin(), kPrefix + "init() mStore is NULL!!");
@@ -134,6 +162,16 @@ TEST_F(Controller, ExceptionsOfTheHookPassAndOthersAreLogged) {
   EXPECT_EQ(files(), kDefault + "   ");
   EXPECT_EQ(mLog.texts(), (Lines{kPrefix + "init() exception std::bad_alloc\n",
                                  kPrefix + "commandCp() exception std::bad_alloc\n"}));
+}
+
+TEST_F(Controller, AnItemIsLookedUpBeforeItsDefaultIsCopied) {
+  Settings none;
+  CpPLHController::Command unknown(kUnknown, kDefault);
+  CpPLHController controller(none, unknown, unknown, "name", initNothing);
+  failingnew::gThrowing = 1;
+  EXPECT_EQ(controller.commandCp(CpPLHController::kFirstPreset, "", kA), 0);
+  EXPECT_EQ(std::exchange(failingnew::gThrowing, 0), 1);  // no memory was asked for
+  EXPECT_EQ(mLog.texts(), Lines());
 }
 
 TEST_F(Controller, WhatTheStoreThrowsIsLogged) {

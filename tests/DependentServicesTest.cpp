@@ -19,6 +19,27 @@ namespace {
 
 constexpr auto kLimit = std::chrono::seconds(10);
 
+using Lines = std::vector<std::string>;
+
+const std::string kPrefix = "DependentServices: ";
+const std::string kConnect = kPrefix + "getSTServiceAndLinkToDeath() ";
+const std::string kNotFound = kConnect + "IServicetracker::getService failed!";
+const std::string kNotLinked =
+    kConnect + "Unable to link to gServiceTrackerHalObjects' death notifications!";
+const std::string kDied = kPrefix + "serviceDied() IServicetracker serviceDied";
+
+/** An event, and a query after it. */
+struct Step {
+  const char* what;
+  std::function<void()> event;
+  int (*query)();
+  int result;
+  const char* proxies;  ///< those that are there afterwards
+  Lines lines = {};
+};
+
+void nothing() {}
+
 class Services : public testing::Test {
  protected:
   Services() { forget(); }
@@ -62,117 +83,100 @@ class Services : public testing::Test {
     return status;
   }
 
+  static std::string proxies() {
+    const std::string first = DependentServices::gServiceTrackerHalObject != nullptr ? "1.0" : "";
+    return first + (DependentServices::gServiceTrackerHalObject_v1_1 != nullptr ? "+1.1" : "");
+  }
+
+  /** Each step starts in the state that the one before left. */
+  static void go(const std::vector<Step>& steps) {
+    for (const Step& step : steps) {
+      SCOPED_TRACE(step.what);
+      const LogCapture log;
+      step.event();
+      EXPECT_EQ(step.query(), step.result);
+      EXPECT_EQ(proxies(), step.proxies);
+      EXPECT_EQ(log.texts(), step.lines);
+    }
+  }
+
   const LogCapture mLog;
   TrackerScript mScript;
 };
 
-constexpr char kNotFound[] = "getSTServiceAndLinkToDeath() IServicetracker::getService failed!";
-constexpr char kNotLinked[] =
-    "getSTServiceAndLinkToDeath() Unable to link to gServiceTrackerHalObjects' death "
-    "notifications!";
-
-/** Each step starts in the state that the one before left: which of the two proxies are there. */
-TEST_F(Services, ProxiesComeAndGo) {
-  const auto become = [this](Status status) { return [=, this] { mScript.status = status; }; };
-  const auto lose = [this](bool lost) { return [=, this] { mScript.failsInTransport = lost; }; };
-  const auto link = [this](int accepted) {
-    return [=, this] { mScript.links.clear(), mScript.acceptedLinks = accepted; };
-  };
-  struct Step {
-    const char* what;
-    std::function<void()> event;
-    int (*query)();
-    int result;
-    bool has1_0, has1_1;
-    std::vector<std::string> log;
-  };
-  const Step steps[] = {
-      {"no tracker", [] {}, clients, 4, false, false, {kNotFound}},
-      {"only 1.0", [this] { offer1_0(); }, clients, 0, true, false, {kNotFound}},
-      {"its pids", [] {}, pids, 0, true, false, {kNotFound}},
-      {"is no connection", [] {}, connect, -1, true, false, {kNotFound}},
-      {"1.1 is still missing", [] {}, active, 4, true, false, {kNotFound}},
-      {"1.1 appears", [this] { offer1_1(); }, active, 0, true, true, {}},
-      {"nothing found",
-       become(Status::NOT_FOUND),
-       clients,
-       1,
-       true,
-       true,
-       {"getServices() Service Tracker HAL could not find Client Connections"}},
-      {"no pids", [] {}, pids, 1, true, true, {"getServicePIDs() Could not get pids of services"}},
-      {"none active",
-       [] {},
-       active,
-       1,
-       true,
-       true,
-       {"getAllActiveServicePIDs() Could not get pids of all active services"}},
-      {"success", become(Status::SUCCESS), pids, 0, true, true, {}},
-      {"1.1 fails in transport", lose(true), active, 4, true, false, {}},
-      {"comes back, 1.0 fails", [] {}, pids, 4, false, true, {}},
-      {"comes back, fails again", [] {}, clients, 4, false, true, {}},
-      {"gone for good", withdraw, clients, 4, false, true, {kNotFound}},
-      {"back", [=, this] { lose(false)(), offer1_1(); }, clients, 0, true, true, {}},
-      {"fails behind the answer",
-       [this] { mScript.failsAfterAnswer = true; },
-       pids,
-       0,
-       false,
-       true,
-       {}},
-      {"works", [this] { mScript.failsAfterAnswer = false; }, pids, 0, true, true, {}},
-      {"dies",
-       [this] { forget(), offer1_1(), clients(), kill(); },
-       pids,
-       4,
-       false,
-       false,
-       {"serviceDied() IServicetracker serviceDied", "serviceDied() IServicetracker serviceDied",
-        kNotFound}},
-      {"1.1 refuses the link",
-       [=, this] { offer1_1(), link(0)(); },
-       clients,
-       4,
-       false,
-       false,
-       {kNotLinked}},
-      {"1.0 refuses it",
-       [=, this] { EXPECT_EQ(mScript.links.size(), 1u), link(1)(); },
-       connect,
-       -1,
-       false,
-       false,
-       {kNotLinked}},
-      {"both accept it", link(2), active, 0, true, true, {}},
-  };
-  std::vector<std::string> log;
-  for (const Step& step : steps) {
-    SCOPED_TRACE(step.what);
-    step.event();
-    EXPECT_EQ(step.query(), step.result);
-    EXPECT_EQ(DependentServices::gServiceTrackerHalObject != nullptr, step.has1_0);
-    EXPECT_EQ(DependentServices::gServiceTrackerHalObject_v1_1 != nullptr, step.has1_1);
-    for (const std::string& line : step.log) {
-      log.push_back("DependentServices: " + line);
-    }
-    EXPECT_EQ(mLog.texts(), log);
-  }
+TEST_F(Services, AMissingVersionIsLookedForByEachQuery) {
+  go({{"no tracker", nothing, clients, 4, "", {kNotFound}},
+      {"only 1.0", [this] { offer1_0(); }, clients, 0, "1.0", {kNotFound}},
+      {"its pids", nothing, pids, 0, "1.0", {kNotFound}},
+      {"not connected", nothing, connect, -1, "1.0", {kNotFound}},
+      {"1.1 is missing", nothing, active, 4, "1.0", {kNotFound}},
+      {"1.1 appears", [this] { offer1_1(); }, active, 0, "1.0+1.1"}});
 }
 
-TEST_F(Services, EachConnectionLinksANewRecipientTo1_1First) {
-  offer1_0();
-  EXPECT_EQ(clients(), 0);
+TEST_F(Services, NothingFoundIsLoggedByEachQuery) {
   offer1_1();
-  EXPECT_EQ(connect(), 0);
+  mScript.status = Status::NOT_FOUND;
+  const std::string connections = "Service Tracker HAL could not find Client Connections";
+  const std::string all = "Could not get pids of all active services";
+  go({{"clients", nothing, clients, 1, "1.0+1.1", {kPrefix + "getServices() " + connections}},
+      {"pids",
+       nothing,
+       pids,
+       1,
+       "1.0+1.1",
+       {kPrefix + "getServicePIDs() Could not get pids of services"}},
+      {"active", nothing, active, 1, "1.0+1.1", {kPrefix + "getAllActiveServicePIDs() " + all}}});
+}
+
+TEST_F(Services, AFailureInTransportDropsTheProxyThatWasUsed) {
+  offer1_1();
+  const auto lose = [this](bool lost) { return [=, this] { mScript.failsInTransport = lost; }; };
+  const auto loseLater = [this](bool lost) {
+    return [=, this] { mScript.failsAfterAnswer = lost; };
+  };
+  go({{"1.1 fails", lose(true), active, 4, "1.0"},
+      {"1.1 comes back, 1.0 fails", nothing, pids, 4, "+1.1"},
+      {"1.0 comes back and fails again", nothing, clients, 4, "+1.1"},
+      {"1.0 stays away", withdraw, clients, 4, "+1.1", {kNotFound}},
+      {"1.0 is there", [&] { lose(false)(), offer1_1(); }, clients, 0, "1.0+1.1"},
+      {"1.0 fails behind its answer", loseLater(true), pids, 0, "+1.1"},
+      {"all is well", loseLater(false), pids, 0, "1.0+1.1"}});
+}
+
+TEST_F(Services, ADeathDropsBothProxiesUntilTheNextQuery) {
+  const auto reconnect = [] { DependentServices::gServiceTrackerHalObject = nullptr; };
+  go({{"alive", [this] { offer1_1(); }, clients, 0, "1.0+1.1"},
+      {"dead", kill, pids, 4, "", {kDied, kDied, kNotFound}},
+      {"alive again", [this] { offer1_1(); }, active, 0, "1.0+1.1"},
+      {"1.1 linked twice", reconnect, pids, 0, "1.0+1.1"},
+      {"dead again", kill, pids, 4, "", {kDied, kDied, kNotFound}}});
+}
+
+TEST_F(Services, EachConnectionLinksANewRecipientTo1_1AndThen1_0) {
+  go({{"only 1.0", [this] { offer1_0(); }, clients, 0, "1.0", {kNotFound}},
+      {"1.1 appears", [this] { offer1_1(); }, connect, 0, "1.0+1.1"}});
   EXPECT_THAT(mScript.links, ElementsAre(Tracker1_1::descriptor, Tracker1_0::descriptor));
   const sp<STDeathRecipient> first = DependentServices::stDeathRecipient;
-  DependentServices::gServiceTrackerHalObject = nullptr;
-  EXPECT_EQ(connect(), 0);
+  go({{"1.0 fails", [this] { mScript.failsAfterAnswer = true; }, pids, 0, "+1.1"},
+      {"1.0 is replaced", nothing, connect, 0, "1.0+1.1"}});
   EXPECT_NE(DependentServices::stDeathRecipient, first);
 }
 
-TEST_F(Services, AnExceptionEndsAQueryWithTheStatusSoFarAndConnectingWithoutOne) {
+TEST_F(Services, ProxiesThatCannotBeLinkedAreDropped) {
+  offer1_1();
+  const auto accept = [this](int links) {
+    return [=, this] { mScript.links.clear(), mScript.acceptedLinks = links; };
+  };
+  const auto noMemory = [&] { accept(2)(), failingnew::gNothrow = 1; };
+  go({{"1.1 refuses", accept(0), clients, 4, "", {kNotLinked}}});
+  EXPECT_EQ(mScript.links.size(), 1u);
+  go({{"1.0 refuses", accept(1), connect, -1, "", {kNotLinked}},
+      {"no memory for a recipient", noMemory, connect, -1, "", {kNotLinked}},
+      {"both accept", accept(2), active, 0, "1.0+1.1"}});
+  EXPECT_EQ(mScript.links.size(), 2u);
+}
+
+TEST_F(Services, AnExceptionEndsAQueryWithTheStatusSoFar) {
   offer1_1();
   mScript.leavesNoMemory = true;
   std::vector<std::string> services;
@@ -183,36 +187,26 @@ TEST_F(Services, AnExceptionEndsAQueryWithTheStatusSoFarAndConnectingWithoutOne)
   EXPECT_EQ(DependentServices().getAllActiveServicePIDs(active), 0);
   EXPECT_EQ(services.size() + pids.size() + active.size(), 0u);
   const auto line = [](const std::string& function) {
-    return "DependentServices: " + function + "() Exception caught: std::bad_alloc";
+    return kPrefix + function + "() Exception caught: std::bad_alloc";
   };
   EXPECT_THAT(mLog.texts(), ElementsAre(line("getServices"), line("getServicePIDs"),
                                         line("getAllActiveServicePIDs")));
   mScript.whenCalled = [] { throw 1; };
   EXPECT_EQ(clients(), 4);
-  EXPECT_EQ(mLog.texts().back(), "DependentServices: getServices() Exception caught");
+  EXPECT_EQ(mLog.texts().back(), kPrefix + "getServices() Exception caught");
 }
 
-TEST_F(Services, ConnectedMeansLinkedAlsoAfterAShortageOfMemory) {
+TEST_F(Services, AShortageOfMemoryNeverLeavesProxiesThatAreNotLinked) {
   offer1_1();
-  int failures = 0;
-  for (int connected = -1; connected != 0; ++failures) {
-    failingnew::gThrowing = failures + 1;
-    connected = connect();
-    failingnew::gThrowing = 0;
-    if (connected != 0) {
-      EXPECT_EQ(mLog.texts().back(),
-                "DependentServices: getSTServiceAndLinkToDeath() Exception caught: std::bad_alloc");
-      EXPECT_FALSE(DependentServices::gServiceTrackerHalObject != nullptr &&
-                   DependentServices::gServiceTrackerHalObject_v1_1 != nullptr);
-      mScript.links.clear();
-    }
+  int allowed = 0;
+  for (failingnew::gThrowing = 1; connect() != 0; failingnew::gThrowing = ++allowed + 1) {
+    EXPECT_EQ(mLog.texts().back(), kConnect + "Exception caught: std::bad_alloc");
+    EXPECT_NE(proxies(), "1.0+1.1") << allowed;
+    mScript.links.clear();
   }
-  EXPECT_GT(failures, 4);
+  failingnew::gThrowing = 0;
+  EXPECT_GT(allowed, 0);
   EXPECT_EQ(mScript.links.size(), 2u);
-  const std::size_t lines = mLog.texts().size();
-  kill();
-  EXPECT_EQ(DependentServices::gServiceTrackerHalObject, nullptr);
-  EXPECT_EQ(mLog.texts().size(), lines + 2);
 }
 
 TEST_F(Services, ALinkThatFailsInTransportEndsTheProcess) {
@@ -274,9 +268,9 @@ TEST_F(Services, NothingIsMixedUpOrLeakedInAStorm) {
       hidl_vec<std::int32_t> pids = {0};
       const bool named = DependentServices().getServices(name, services) == 0;
       const bool found = DependentServices().getServicePIDs({name}, pids) == 0;
-      ASSERT_EQ(services,
+      EXPECT_EQ(services,
                 named ? std::vector<std::string>({name, "second"}) : std::vector<std::string>());
-      ASSERT_EQ(pids[0], found ? client : 0);
+      EXPECT_EQ(pids[0], found ? client : 0);
       answers += named + found;
       failures += !named + !found;
     }
@@ -285,13 +279,15 @@ TEST_F(Services, NothingIsMixedUpOrLeakedInAStorm) {
   for (const int client : {1, 2, 3, 4}) {
     clients.push_back(std::async(std::launch::async, ask, client));
   }
-  for (int turn = 0; turn < 200; ++turn) {
+  for (int turn = 0; turn < 40; ++turn) {
     EXPECT_EQ(tracker->registerAsService(), 0);
     mScript.failsInTransport = turn % 4 == 2;
     if (turn % 4 == 3) {
       kill();
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    for (const int asked = answers + failures; answers + failures < asked + 8;) {
+      std::this_thread::yield();
+    }
   }
   stopped = true;
   clients.clear();  // once they have ended

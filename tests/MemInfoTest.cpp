@@ -5,11 +5,13 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <tuple>
+#include <string>
 
 #include "StatsProvider.h"
 #include "testing/LogCapture.h"
 #include "testing/PrivateProcess.h"
+
+using namespace std::string_literals;
 
 namespace {
 
@@ -36,29 +38,55 @@ TEST(MemInfo, FiguresAreTakenFromTheirLines) {
     std::ofstream(file) << text;
     return stats.getMemInfo();
   };
-  const std::string longKey(95, 'k');
-  const std::tuple<std::string, std::uint64_t, std::uint64_t, std::uint64_t> cases[] = {
-      {"MemTotal:  9 kB\nSwapTotal:       2097148 kB\nSwapFree:        1048576 kB\n"
+  const std::string manyLines = [] {
+    std::string text;
+    while (text.size() < 3 * 8192) {
+      text += "Shmem:              8872 kB\n";
+    }
+    return text;
+  }();
+  struct Case {
+    const char* what;
+    std::string text;
+    std::uint64_t used, total, vmalloc;
+  };
+  const Case cases[] = {
+      {"the kernel's form",
+       "MemTotal:  9 kB\nSwapTotal:       2097148 kB\nSwapFree:        1048576 kB\n"
        "VmallocTotal: 5 kB\nVmallocUsed:       65536 kB\n",
        1048572, 2097148, 65536},
-      {"SwapCached: 7 kB\n  SwapTotalX: 5\nSwapFree:5\nXSwapTotal: 1\nxVmallocUsed: 2\n", 0, 5,
+      {"keys that only hold the name",
+       "SwapCached: 7 kB\n  SwapTotalX: 5\nSwapFree:5\nXSwapTotal: 1\nxVmallocUsed: 2\n", 0, 5,
        kUnknown},
-      {"SwapTotal: 4\nSwapTotal: 9\nSwapFree: 1\nSwapFree: 3\n", 6, 9, kUnknown},
-      {"SwapTotal: kB\nSwapFree\nVmallocUsed: -3\n", kUnknown, kUnknown, kUnknown},
-      {"Swap\tTo}tal:\t1~2\x80 kB\r\nSwapFree:  1\x01\x31", 1, 12, kUnknown},
-      {"Swap|Total: 3\n", kUnknown, kUnknown, kUnknown},
-      {"VmallocUsed: 2147483648\n", kUnknown, kUnknown, 0xFFFFFFFF80000000},
-      // A long line is read in pieces of 99 characters, the second a line of its own.
-      {longKey + ":  1SwapTotal: 8\n", kUnknown, 8, kUnknown},
-      {"SwapFree: 1\nSwapTotal: 5\n", kUnknown, 5, kUnknown},
+      {"names behind another letter", "VSwapTotal: 1 U\nSwVmallocUsed: 2\n", kUnknown, kUnknown,
+       kUnknown},
+      {"a name behind the colon", "Swap: 5 SwapTotal\nV: 6 VmallocUsed\n", kUnknown, kUnknown,
+       kUnknown},
+      {"the last of several", "SwapTotal: 4\nSwapTotal: 9\nSwapFree: 1\nSwapFree: 3\n", 6, 9,
+       kUnknown},
+      {"no digits", "SwapTotal: kB\nSwapTotal:\nSwapFree\nVmallocUsed: -3\n", kUnknown, kUnknown,
+       kUnknown},
+      {"characters that do not count", "\tSwap\tTo}tal:\t1~2\x80 kB\r\nSwapFree:  1\x01\x31", 1, 12,
+       kUnknown},
+      {"the last character that counts", "Swap|Total: 3\n", kUnknown, kUnknown, kUnknown},
+      {"a NUL ends a line", "SwapTotal: 4\0005\nSwapTotal\0: 6\n\0VmallocUsed: 7\n"s, kUnknown, 4,
+       kUnknown},
+      {"an int", "VmallocUsed: 2147483648\n", kUnknown, kUnknown, 0xFFFFFFFF80000000},
+      {"a piece of 99 characters", "SwapTotal:" + std::string(88, ' ') + "75\n", kUnknown, 7,
+       kUnknown},
+      {"the next piece", std::string(95, 'k') + ":  1SwapTotal: 8\n", kUnknown, 8, kUnknown},
+      {"a long file", manyLines + "SwapTotal: 5\n" + manyLines + "VmallocUsed: 3", kUnknown, 5, 3},
+      {"free before total", "SwapFree: 1\nSwapTotal: 5\n", kUnknown, 5, kUnknown},
   };
-  for (const auto& [text, used, total, vmalloc] : cases) {
+  for (const auto& [what, text, used, total, vmalloc] : cases) {
     const SysStatsRecord record = read(text);
-    EXPECT_THAT(record.slots, figures(used, total, vmalloc)) << text;
+    EXPECT_THAT(record.slots, figures(used, total, vmalloc)) << what;
   }
   EXPECT_EXIT(read("SwapTotal: 5\nSwapFree: 6\n"), testing::KilledBySignal(SIGABRT), "");
 
   EXPECT_EQ(mount("none", "/proc", "tmpfs", 0, nullptr), 0);
+  EXPECT_THAT(stats.getMemInfo().slots, figures(kUnknown, kUnknown, kUnknown));
+  std::filesystem::create_directory(kMemInfo);  // can be opened, but not read
   EXPECT_THAT(stats.getMemInfo().slots, figures(kUnknown, kUnknown, kUnknown));
   const std::string prefix = "StatsProvider: getMemInfo() getMemInfo: ";
   EXPECT_THAT(log.texts(), testing::ElementsAre(prefix + "could not get SwapUsed",

@@ -8,7 +8,6 @@
 #include <fstream>
 #include <functional>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "AsyncEventsMgr.h"
@@ -68,22 +67,44 @@ TEST_F(ProcessLookup, AScanEndsAtTheFirstTaskOfThatNameWithAReadableStatus) {
     std::string cmdline;  // "folder" makes one instead of a file
     const char* status;   // null for none
   };
-  const std::tuple<const char*, std::vector<Task>, int> cases[] = {
-      {"13\n12\n", {{13, app, "Name:\tx\nTgid:\t12\nPid:\t13\n"}}, 12},
-      {"9 8\t5\n3", {{8, "folder", "Tgid:8"}, {5, app, nullptr}, {3, app, "Tgid: 4"}}, 4},
-      {"1 2 3", {{1, "", "Tgid:1"}, {2, "\0"s + app, "Tgid:2"}, {3, mName, "Tgid:3"}}, 3},
-      {"1 2", {{1, "com.example.ap", "Tgid:1"}, {2, "com.example.app2", "Tgid:2"}}, -1},
-      {"1 2 1", {{1, "com.example.App", "Tgid:1"}, {2, app, nullptr}}, -1},
-      {"2 1", {{1, app, "Tgid:1"}, {2, app, "Tgid:2"}}, 2},
-      {"1", {{1, app, "Name:\tTgid 5\nxTgid: 6:7\nPid: 8\n"}}, 6},
-      {"1 2", {{1, app, "Tgid: 1\nTgid:\n5\n"}, {2, app, "Tgid:2"}}, 0},
-      {"1", {{1, app, "Tgid 5"}}, 0},
-      {"1", {{1, app, "Tgid:99999999999"}}, INT_MAX},
-      {"1 2", {{1, app, "Pid: 1\n\nTgi"}, {2, app, "Tgid:2"}}, -1},
-      {"1 x 2", {{2, app, "Tgid:2"}}, -1},
+  struct Case {
+    const char* what;
+    const char* list;
+    std::vector<Task> tasks;
+    int pid;
+  };
+  const Case cases[] = {
+      {"a thread", "13\n12\n", {{13, app, "Name:\tx\nTgid:\t12\nPid:\t13\n"}}, 12},
+      {"unreadable files",
+       "9 8\t5\n3",
+       {{8, "folder", "Tgid:8"}, {5, app, nullptr}, {3, app, "Tgid: 4"}},
+       4},
+      {"empty fields",
+       "1 2 3",
+       {{1, "", "Tgid:1"}, {2, "\0"s + app, "Tgid:2"}, {3, mName, "Tgid:3"}},
+       3},
+      {"other lengths",
+       "1 2",
+       {{1, "com.example.ap", "Tgid:1"}, {2, "com.example.app2", "Tgid:2"}},
+       -1},
+      {"another case", "1 2 1", {{1, "com.example.App", "Tgid:1"}, {2, app, nullptr}}, -1},
+      {"the list's order", "2 1", {{1, app, "Tgid:1"}, {2, app, "Tgid:2"}}, 2},
+      {"the last line", "1", {{1, app, "Name:\tTgid 5\nxTgid: 6:7\nPid: 8\n"}}, 6},
+      {"no number", "1 2", {{1, app, "Tgid: 1\nTgid:\n5\n"}, {2, app, "Tgid:2"}}, 0},
+      {"no colon", "1", {{1, app, "Tgid 5"}}, 0},
+      {"too large", "1", {{1, app, "Tgid:99999999999"}}, INT_MAX},
+      {"too small", "1", {{1, app, "Tgid:-99999999999"}}, INT_MIN},
+      {"no line", "1 2", {{1, app, "Pid: 1\n\nTgi"}, {2, app, "Tgid:2"}}, -1},
+      {"no task", "1 x 2", {{2, app, "Tgid:2"}}, -1},
+      {"a task beyond an int", "2147483648 2", {{2, app, "Tgid:2"}}, -1},
+      {"a task below an int", "-2147483649 2", {{2, app, "Tgid:2"}}, -1},
+      {"the largest and the smallest task",
+       "2147483647 -2147483648",
+       {{INT_MAX, "x", "Tgid:1"}, {INT_MIN, app, "Tgid:2"}},
+       2},
   };
   EXPECT_EQ(AsyncEvent::getPidExpensive(mName), -1);
-  for (const auto& [list, tasks, pid] : cases) {
+  for (const auto& [what, list, tasks, pid] : cases) {
     std::ofstream(kTasks) << list;
     cover("/proc");
     for (const auto& [id, cmdline, status] : tasks) {
@@ -94,7 +115,7 @@ TEST_F(ProcessLookup, AScanEndsAtTheFirstTaskOfThatNameWithAReadableStatus) {
         std::ofstream(folder + "/status") << status;
       }
     }
-    EXPECT_EQ(AsyncEvent::getPidExpensive(mName), pid) << list;
+    EXPECT_EQ(AsyncEvent::getPidExpensive(mName), pid) << what;
     umount2("/proc", MNT_DETACH);
   }
   EXPECT_TRUE(mLog.texts().empty());
@@ -104,7 +125,8 @@ TEST_F(ProcessLookup, AScanEndsAtTheFirstTaskOfThatNameWithAReadableStatus) {
 TEST_F(ProcessLookup, FindsProcessesOfTheForegroundOnlyAmongThousandsOfTasks) {
   fs::remove(kGroup);
   const bool isReal = mount("none", "/dev/cpuset", "cgroup", 0, "cpuset,noprefix") == 0;
-  const bool isOurs = fs::create_directory(kGroup);
+  // One without tasks is what a test left that was killed.
+  const bool isOurs = fs::create_directory(kGroup) || std::ifstream(kTasks).get() == EOF;
   for (const std::string file : {"/cpus", "/mems", "/cpuset.cpus", "/cpuset.mems"}) {
     std::ofstream(kGroup + file) << std::ifstream("/dev/cpuset" + file).rdbuf();
   }

@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <tuple>
 
 #include "testing/FailingNew.h"
@@ -90,7 +91,7 @@ TEST_F(Stats, RequestsAreTheseBytesAndAnswersArriveWhole) {
           mKernel.message({std::min<std::size_t>(left, 90), mListed}, NLM_F_MULTI));
     }
     mKernel.answer.push_back(mKernel.done());
-    EXPECT_EQ(mStats.getPIDStatsRange(5, 70000).size(), count);
+    EXPECT_EQ(mStats.getPIDStatsRange(0x10005, 70000).size(), count);
   }
   expectRequest(NLM_F_REQUEST | NLM_F_DUMP, "\1\2\0\0\10\0\2\0\5\0\x70\x11"s);
   mKernel.answer = {mKernel.message({{5, "aaaaaaaa"}, {5, "bbbbbbbb"}}, NLM_F_MULTI),
@@ -113,8 +114,6 @@ TEST_F(Stats, OddAnswersAreLogged) {
   EXPECT_THAT(mStats.getSysStats().slots, Each(0x7373737373737373));
   mKernel.answer = {mKernel.message({mListed, {3, "short"}, mListed}, NLM_F_MULTI), mKernel.done()};
   EXPECT_EQ(mStats.getPIDStatsRange(0, 1).size(), 1u);
-  mKernel.answer = {mKernel.error(-EPERM)};
-  EXPECT_EQ(mStats.getPIDsRange("x", mPids), -1);
   EXPECT_EQ(mStats.getPIDsRange(nullptr, mPids), -1);
   EXPECT_EQ(mStats.sendRecvData(0, 1, "", nullptr), -1);
   const std::string parser = "StatsProvider: stats_parser() ";
@@ -124,13 +123,40 @@ TEST_F(Stats, OddAnswersAreLogged) {
                           parser + "unknown attr type: nla_type = 2",
                           parser + "unknown attr type: nla_type = 32772",
                           parser + "nla_memcpy() copied only 5 out of 152 bytes",
-                          "StatsProvider: stats_nl_error_callback() NL SOC receive error: "
-                          "Operation not permitted",
-                          request + "nl_recvmsgs failed return=-28",
-                          "StatsProvider: getPIDsRange() sendRecvData returned error = -4",
                           request + "Client sent an invalid Processname to get PID",
                           "StatsProvider: getPIDsRange() sendRecvData returned error = -3",
                           request + "parser_arg is NULL"));
+}
+
+TEST_F(Stats, WhatArrivedBeforeAnErrorIsKeptAndEachOperationLogsIt) {
+  struct Case {
+    const char* operation;
+    Attributes::value_type arrived;
+    std::function<bool()> isKept;
+  };
+  const Case cases[] = {
+      {"getPIDStats",
+       {1, Bytes(152, 'p')},
+       [&] { return mStats.getPIDStats(1).slots[18] == 0x7070707070707070; }},
+      {"getSysStats",
+       {4, Bytes(288, 's')},
+       [&] { return mStats.getSysStats().slots[35] == 0x7373737373737373; }},
+      {"getPIDStatsRange", mListed, [&] { return mStats.getPIDStatsRange(0, 1).size() == 1; }},
+      {"getPIDsRange",
+       {5, Bytes(8, 'n')},
+       [&] { return mStats.getPIDsRange("x", mPids) == -1 && mPids.size() == 1; }},
+  };
+  for (const auto& [operation, arrived, isKept] : cases) {
+    const LogCapture log;
+    mKernel.answer = {mKernel.message({arrived}, NLM_F_MULTI), mKernel.error(-EPERM)};
+    EXPECT_TRUE(isKept()) << operation;
+    EXPECT_THAT(log.texts(),
+                ElementsAre("StatsProvider: stats_nl_error_callback() NL SOC receive error: "
+                            "Operation not permitted",
+                            "StatsProvider: sendRecvData() nl_recvmsgs failed return=-28",
+                            "StatsProvider: " + std::string(operation) +
+                                "() sendRecvData returned error = -4"));
+  }
 }
 
 TEST_F(Stats, EachFailedStepReleasesWhatWasTakenOnce) {
