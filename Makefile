@@ -87,10 +87,11 @@ abi-check abi-update:
 	@cmake --build --preset debug --target lmsupport
 	@scripts/check-abi $(if $(filter abi-update,$@),--update) build/debug/liblmsupport.so tests/lmsupport.abi
 
-docs: ## make the API reference, build/docs/html/index.html
-	@$(SETUP) docs
+docs: ## make the API reference, build/docs/html/index.html, and draw the diagrams
+	@$(SETUP) docs browser $(if $(shell command -v npm),,npm)
 	@mkdir -p build/docs
 	@doxygen docs/Doxyfile
+	@scripts/check-diagrams build/diagrams README.md CONTRIBUTING.md docs/*.md
 
 package: ## make Debian packages
 	@$(SETUP) build check

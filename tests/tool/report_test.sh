@@ -1,8 +1,9 @@
 #!/bin/sh
 # Opens the demo's report in a browser and compares the figures that it shows with the report's record.
-# Usage: report_test.sh LMCTL CHROMIUM
+# Usage: report_test.sh LMCTL
 set -eu
-lmctl=$1 chromium=$2
+lmctl=$1
+dump_page=$(realpath "$(dirname "$0")")/../../scripts/dump-page
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 cd "$scratch"
@@ -15,10 +16,7 @@ fail() {
 "$lmctl" demo --seconds 1 --output . >demo.txt || fail "lmctl demo ended with $?"
 sed -n '/id="record"/{n;p}' demo-report.html >record.json
 
-"$chromium" --headless --no-sandbox --disable-gpu --disable-quic --no-first-run \
-  --disable-background-networking --disable-component-update --disable-sync \
-  --user-data-dir="$scratch/profile" --enable-logging=stderr --virtual-time-budget=5000 \
-  --dump-dom "file://$scratch/demo-report.html" >dom.html 2>log.txt
+"$dump_page" demo-report.html >dom.html 2>log.txt
 ! grep CONSOLE log.txt || fail "the page has errors"
 
 # Each figure of the page, one a line: path, digits after the point, text.
