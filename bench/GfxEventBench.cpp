@@ -121,11 +121,14 @@ struct PlainParser : FrameParserReference {
 
 /** The limit: what the records say is known beforehand. */
 struct TableOnly {
+  using Frames = std::unordered_map<unsigned long, std::vector<double>>;
+
   void run(char*, const Page& page, GfxFrameData& out) {
+    Frames::node_type spare;
     for (const auto& [key, stage, time] : page.steps) {
       const auto frame = mFrameStages.find(key);
       if (stage == 1) {  // of a frame that is not there
-        start(key, time);
+        start(key, time, spare);
         countStart(time, out);
       } else if (frame == mFrameStages.end()) {
         continue;  // in the first round
@@ -134,20 +137,19 @@ struct TableOnly {
         out.firstToSecondStage.push_back(time - frame->second[0]);
       } else {
         out.secondToThirdStage.push_back(time - frame->second[1]);
-        mSpare.push_back(mFrameStages.extract(frame));
+        spare = mFrameStages.extract(frame);
       }
     }
   }
 
-  void start(unsigned long key, double time) {
-    if (mSpare.empty()) {
+  void start(unsigned long key, double time, Frames::node_type& spare) {
+    if (spare.empty()) {
       mFrameStages.emplace(key, std::vector(3, time));
       return;
     }
-    mSpare.back().key() = key;
-    mSpare.back().mapped().assign(3, time);
-    mFrameStages.insert(std::move(mSpare.back()));
-    mSpare.pop_back();
+    spare.key() = key;
+    spare.mapped().assign(3, time);
+    mFrameStages.insert(std::move(spare));
   }
 
   void countStart(double time, GfxFrameData& out) {
@@ -158,8 +160,7 @@ struct TableOnly {
     }
   }
 
-  std::unordered_map<unsigned long, std::vector<double>> mFrameStages;
-  std::vector<decltype(mFrameStages)::node_type> mSpare;
+  Frames mFrameStages;
   float mLastFrameStart = 0;
 };
 

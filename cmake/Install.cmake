@@ -8,7 +8,7 @@ install(TARGETS lmsupport lmhost
 install(DIRECTORY include/ host/core/ host/thermal/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lmsupport
   COMPONENT dev
-  FILES_MATCHING PATTERN *.h PATTERN LMLog.h EXCLUDE)
+  FILES_MATCHING PATTERN *.h PATTERN LMLog.h EXCLUDE PATTERN aidl EXCLUDE)
 install(FILES host/hidl/HostServices.h host/hidl/TrackerBase.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/lmsupport
   COMPONENT dev)

@@ -1,11 +1,8 @@
 #include <alloca.h>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
-
-#include <android-base/unique_fd.h>
 
 #include "AsyncEventsMgr.h"
 #include "config/Nodes.h"
@@ -21,6 +18,7 @@ namespace {
 
 constexpr int kGfxEventType = 2;
 constexpr int kReportsOff = -1;
+constexpr char kThreadName[] = "LmGfxEvent";
 
 /** The number after seq in a sequence. There is none after the largest: that ends the process. */
 unsigned long successor(unsigned long seq) {
@@ -60,7 +58,9 @@ void GfxEvent::setGfxSysNodes() {
   mGfxCtrlNode = nodePath(*store, kGfxCtrlNodeItem).text;
 }
 
-void GfxEvent::startThread() { lmsupport::startPollingThread(mThread, this, kAsyncEventsMgrGfx); }
+void GfxEvent::startThread() {
+  lmsupport::startPollingThread(mThread, this, kThreadName, kAsyncEventsMgrGfx);
+}
 
 void GfxEvent::pollingThreadFunc(GfxEvent* source) {
   const auto pageSize = static_cast<std::size_t>(getpagesize());
@@ -78,52 +78,41 @@ void GfxEvent::pollingThreadFunc(GfxEvent* source) {
   if (!copied) {
     return;
   }
-  const int fd = open(path.c_str(), O_RDONLY);
-  if (fd < 1) {
-    LM_LOGE(kAsyncEventsMgrGfx, "Not able to open (%s) fd(%d) \n", path.c_str(), fd);
+  const auto node = lmsupport::openPolledNode(path, kAsyncEventsMgrGfx);
+  if (!node.ok()) {
     return;
   }
-  const android::base::unique_fd node(fd);
   while (source->analyseThreadState() != THREAD_EXIT) {
-    [[maybe_unused]] const ssize_t ignored = read(node.get(), page, pageSize - 2);
+    const ssize_t size = read(node.get(), page, pageSize - 2);
     page[pageSize - 1] = '\0';
     GfxFrameData data;
     // Where memory runs out, what was read so far is delivered.
     guard(kAsyncEventsMgrGfx, kUsualWording, [&] { source->stringParser(page, data); });
     source->processCb(data);
     lseek(node.get(), 0, SEEK_SET);
-    std::memset(page, 0, pageSize);
+    // Only what was read is not zero any more; after a failed read that may be anything.
+    std::memset(page, 0, size < 0 ? pageSize : static_cast<std::size_t>(size));
   }
 }
 
 void GfxEvent::processCb(GfxFrameData& data) {
   std::lock_guard lock(mCallbacksLck);
-  for (const auto& [cb, client] : mCallbacks) {
-    const auto& [active, userData] = client;
-    if (active) {
-      cb(kGfxEventType, &data, 0, userData);
-    }
-  }
+  lmsupport::callActive(mCallbacks, kGfxEventType, &data);
 }
 
 void GfxEvent::startEvent(AsyncEventCallback cb, int value) {
   std::lock_guard lock(mFrameLock);
   setGfxSysNodes();
-  forgetFrames();
+  mFrameStages.clear();
   updateSysNodes(mGfxCtrlNode, value);
   AsyncEvent::startEvent(cb);
 }
 
 void GfxEvent::pauseEvent(AsyncEventCallback cb) {
   std::lock_guard lock(mFrameLock);
-  forgetFrames();
+  mFrameStages.clear();
   updateSysNodes(mGfxCtrlNode, kReportsOff);
   AsyncEvent::pauseEvent(cb);
-}
-
-void GfxEvent::forgetFrames() {
-  mFrameStages.clear();
-  mSpareFrames.clear();
 }
 
 void GfxEvent::dataLossCounter(unsigned long seq) {

@@ -10,15 +10,11 @@
  *
  *     records separated by runs of ':', in each, fields separated by runs of ' ':
  *     unused  a  b  stage  time  unused...
+ *
+ * A record as drivers write it is read digit by digit; any other is read by the C library.
  */
 namespace {
 
-constexpr char kSeparators[] = " :";
-constexpr char kFieldSeparator[] = " ";
-constexpr char kRecordSeparator[] = ":";
-constexpr char kOtherSpace[] = "\t\n\v\f\r";
-constexpr int kShortRest = 4;
-constexpr std::size_t kSafeDigits = std::numeric_limits<unsigned long>::digits10;
 constexpr double kTimeUnits = 1000.0;
 constexpr float kShortestInterval = 4.0F;
 
@@ -32,76 +28,80 @@ struct Record {
   unsigned long time;
 };
 
-/** Moves behind a run of the one separator in separators; mostly it is a single one. */
-const char* skip(const char* text, const char* separators) {
-  if (*text != *separators || *++text != *separators) {
-    return text;
+/**
+ * Reads a decimal number of as many digits as any value may have; returns false for whatever else a
+ * field may be. Inlined, so that the processor learns the usual length of each field apart.
+ */
+[[gnu::always_inline]] inline bool readDecimal(const char*& text, unsigned long& value) {
+  const char* const begin = text;
+  const char* const limit = begin + std::numeric_limits<unsigned long>::digits10;
+  value = 0;
+  while (*text >= '0' && *text <= '9' && text != limit) {
+    value = value * 10 + static_cast<unsigned long>(*text++ - '0');
   }
-  return text + std::strspn(text, separators);
+  const bool octal = *begin == '0' && text != begin + 1;
+  return text != begin && !octal;
 }
 
-/** The value of a digit; more than 9 for any other character. */
-unsigned long digitValue(char character) {
-  return static_cast<unsigned long>(static_cast<unsigned char>(character)) - '0';
+/** Moves past the one space that ends a field; returns false for another end. */
+bool skipSpace(const char*& text) { return *text++ == ' '; }
+
+bool endsField(char character) { return character == ' ' || character == ':' || character == '\0'; }
+
+/** Reads "unused a b stage time" with single spaces and decimal numbers; false for other records. */
+bool readUsualRecord(const char*& text, Record& record) {
+  const char* next = text;
+  while (!endsField(*next)) {
+    ++next;
+  }
+  if (next == text || !skipSpace(next) || !readDecimal(next, record.a) || !skipSpace(next) ||
+      !readDecimal(next, record.b) || !skipSpace(next) || !readDecimal(next, record.stage) ||
+      !skipSpace(next) || !readDecimal(next, record.time) || !endsField(*next)) {
+    return false;
+  }
+  text = next;
+  return true;
 }
 
-bool endsField(char character) {
-  return character == *kFieldSeparator || character == *kRecordSeparator || character == '\0';
-}
-
-/** strtoul in base 0 of a field that ends before a separator or the end of the text. */
+/** strtoul in base 0, for a field that ends before a separator or the end of the text. */
 unsigned long convert(const char* field, const char* end) {
-  field += std::strspn(field, kOtherSpace);  // only white space could lead strtoul beyond the end
+  field += std::strspn(field, "\t\n\v\f\r");  // only white space could lead strtoul beyond the end
   return field == end ? 0 : strtoul(field, nullptr, 0);
 }
 
-/**
- * Reads a record's next field, 0 when there is none, and returns the end of it. Inlined, so that the
- * processor learns the usual length of each field apart.
- */
-[[gnu::always_inline]] inline const char* readField(const char* text, unsigned long& value) {
-  const char* const field = skip(text, kFieldSeparator);
-  unsigned long number = 0;
-  std::size_t digits = 0;
-  for (unsigned long digit = 0; digits < kSafeDigits && (digit = digitValue(field[digits])) < 10;
-       ++digits) {
-    number = number * 10 + digit;
-  }
-  const char* end = field + digits;
-  const bool decimal = *field != '0' || digits == 1;
-  if (!decimal || !endsField(*end)) {
-    end += std::strcspn(end, kSeparators);
-    number = convert(field, end);
-  }
-  value = number;
-  return end;
+/** Moves to the end of the next field; returns where it begins. */
+const char* skipField(const char*& text) {
+  const char* const field = text + std::strspn(text, " ");
+  text = field + std::strcspn(field, " :");
+  return field;
 }
 
-/** Moves behind what is left of a record; mostly that is little. */
-const char* skipRest(const char* text) {
-  for (int i = 0; i < kShortRest; ++i, ++text) {
-    if (*text == *kRecordSeparator || *text == '\0') {
-      return text;
+/** Reads any record. */
+void readAnyRecord(const char*& text, Record& record) {
+  record = {};
+  skipField(text);
+  for (unsigned long* const value : {&record.a, &record.b, &record.stage, &record.time}) {
+    if (*text != ' ') {
+      return;
     }
+    const char* const field = skipField(text);
+    *value = convert(field, text);
   }
-  return strchrnul(text, *kRecordSeparator);
 }
 
-/** Reads the next record and returns the end of it; null when there is none. */
-const char* readRecord(const char* text, Record& record) {
-  text = skip(text, kRecordSeparator);
+/** Reads the next record and moves to its end; returns false when there is none. */
+bool readRecord(const char*& text, Record& record) {
+  if (*text == ':' && *++text == ':') {
+    text += std::strspn(text, ":");
+  }
   if (*text == '\0') {
-    return nullptr;
+    return false;
   }
-  text = skip(text, kFieldSeparator);
-  while (!endsField(*text)) {
-    ++text;
+  if (!readUsualRecord(text, record)) {
+    readAnyRecord(text, record);
   }
-  text = readField(text, record.a);
-  text = readField(text, record.b);
-  text = readField(text, record.stage);
-  text = readField(text, record.time);
-  return skipRest(text);
+  text = strchrnul(text, ':');
+  return true;
 }
 
 /** Cantor's pairing, in double precision. A sum that overflows ends the process. */
@@ -118,6 +118,18 @@ unsigned long frameKey(unsigned long a, unsigned long b) {
                          : std::numeric_limits<unsigned long>::max();
 }
 
+/** Adds a frame, in the memory of an earlier one if there is some. */
+template <typename Frames>
+void addFrame(Frames& frames, unsigned long key, double time, typename Frames::node_type& spare) {
+  if (spare.empty()) {
+    frames.emplace(key, std::vector<double>(kThird, time));
+    return;
+  }
+  spare.key() = key;
+  spare.mapped().assign(kThird, time);
+  frames.insert(std::move(spare));
+}
+
 }  // namespace
 
 void GfxEvent::stringParser(char* text, GfxFrameData& out) {
@@ -125,46 +137,30 @@ void GfxEvent::stringParser(char* text, GfxFrameData& out) {
     return;
   }
   std::lock_guard lock(mFrameLock);
+  decltype(mFrameStages)::node_type spare;
   Record record;
   const char* next = text;
-  while ((next = readRecord(next, record)) != nullptr) {
+  while (readRecord(next, record)) {
     const unsigned long key = frameKey(record.a, record.b);
-    const unsigned long stage = record.stage;
     const double time = static_cast<double>(record.time) / kTimeUnits;
-    if (stage < kFirst || stage > kThird) {
-      continue;
-    }
     const auto frame = mFrameStages.find(key);
-    if (frame == mFrameStages.end()) {
-      if (stage == kFirst) {
-        addFrame(key, time);
-        countFrameStart(time, out);
+    const bool isPending = frame != mFrameStages.end();
+    if (record.stage == kFirst) {
+      if (isPending) {
+        frame->second[0] = time;
+      } else {
+        addFrame(mFrameStages, key, time, spare);
       }
-      continue;
-    }
-    std::vector<double>& times = frame->second;
-    times[stage - 1] = time;
-    if (stage == kFirst) {
       countFrameStart(time, out);
-    } else if (stage == kSecond) {
-      out.firstToSecondStage.push_back(time - times[0]);
-    } else {
-      out.secondToThirdStage.push_back(time - times[1]);
-      mSpareFrames.push_back(mFrameStages.extract(frame));
+    } else if (record.stage == kSecond && isPending) {
+      frame->second[1] = time;
+      out.firstToSecondStage.push_back(time - frame->second[0]);
+    } else if (record.stage == kThird && isPending) {
+      frame->second[2] = time;
+      out.secondToThirdStage.push_back(time - frame->second[1]);
+      spare = mFrameStages.extract(frame);
     }
   }
-}
-
-void GfxEvent::addFrame(unsigned long key, double time) {
-  if (mSpareFrames.empty()) {
-    mFrameStages.emplace(key, std::vector<double>(kThird, time));
-    return;
-  }
-  FrameStages::node_type& frame = mSpareFrames.back();
-  frame.key() = key;
-  frame.mapped().assign(kThird, time);
-  mFrameStages.insert(std::move(frame));
-  mSpareFrames.pop_back();
 }
 
 void GfxEvent::countFrameStart(double time, GfxFrameData& out) {

@@ -1,18 +1,19 @@
 #include <chrono>
 
+// For their interface hashes alone, which are set when the library is loaded. Never conditional: a
+// build that lost the dependency must fail, not lose the hashes.
+#include <aidl/android/hardware/thermal/IThermal.h>
+#include <aidl/android/hardware/thermal/IThermalChangedCallback.h>
+
 #include "AsyncEventsMgr.h"
 #include "ThermalListenerV2.h"
 #include "detail/LMLog.h"
 #include "events/PollingThread.h"
 
-#if __has_include(<aidl/android/hardware/thermal/IThermal.h>)
-#include <aidl/android/hardware/thermal/IThermal.h>
-#include <aidl/android/hardware/thermal/IThermalChangedCallback.h>
-#endif
-
 namespace {
 
 constexpr auto kFetchPeriod = std::chrono::milliseconds(300);
+constexpr char kThreadName[] = "LmThermalEvent";
 
 }  // namespace
 
@@ -27,7 +28,7 @@ ThermalEvent::~ThermalEvent() = default;
 
 void ThermalEvent::startThread() {
   ThermalListenerV2::getInstance()->resetThermalData();
-  lmsupport::startPollingThread(mThread, this, lmsupport::kAsyncEventsMgrThermal);
+  lmsupport::startPollingThread(mThread, this, kThreadName, lmsupport::kAsyncEventsMgrThermal);
 }
 
 void ThermalEvent::pollingThreadFunc(ThermalEvent* source) {

@@ -1,8 +1,5 @@
-#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
-
-#include <android-base/unique_fd.h>
 
 #include "AsyncEventsMgr.h"
 #include "config/Nodes.h"
@@ -16,6 +13,7 @@ namespace {
 constexpr int kVsyncEventType = 1;
 constexpr int kPollTimeoutMs = 300000;
 constexpr std::size_t kNodeTextSize = 512;
+constexpr char kThreadName[] = "LmVsyncEvent";
 
 }  // namespace
 
@@ -37,18 +35,18 @@ VsyncEvent::~VsyncEvent() {
   }
 }
 
-void VsyncEvent::startThread() { lmsupport::startPollingThread(mThread, this, kAsyncEventsMgr); }
+void VsyncEvent::startThread() {
+  lmsupport::startPollingThread(mThread, this, kThreadName, kAsyncEventsMgr);
+}
 
 void VsyncEvent::pollingThreadFunc(VsyncEvent* source) {
   if (source == nullptr) {
     return;
   }
-  const int fd = open(source->mSysNode.c_str(), O_RDONLY);
-  if (fd < 1) {
-    LM_LOGE(kAsyncEventsMgr, "Not able to open (%s) fd(%d) \n", source->mSysNode.c_str(), fd);
+  const auto node = lmsupport::openPolledNode(source->mSysNode, kAsyncEventsMgr);
+  if (!node.ok()) {
     return;
   }
-  const android::base::unique_fd node(fd);
   pollfd vsync = {.fd = node.get(), .events = POLLPRI, .revents = 0};
   while (source->analyseThreadState() != THREAD_EXIT) {
     if (poll(&vsync, 1, kPollTimeoutMs) < 1) {
@@ -64,10 +62,5 @@ void VsyncEvent::pollingThreadFunc(VsyncEvent* source) {
 
 void VsyncEvent::processCb() {
   std::lock_guard lock(mCallbacksLck);
-  for (const auto& [cb, client] : mCallbacks) {
-    const auto& [active, userData] = client;
-    if (active) {
-      cb(kVsyncEventType, nullptr, 0, userData);
-    }
-  }
+  lmsupport::callActive(mCallbacks, kVsyncEventType, nullptr);
 }

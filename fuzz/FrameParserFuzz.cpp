@@ -11,7 +11,6 @@ namespace {
 OpenGfxEvent& freshSource() {
   static OpenGfxEvent source;
   source.mFrameStages.clear();
-  source.mSpareFrames.clear();
   source.mLastFrameStart = 0;
   return source;
 }

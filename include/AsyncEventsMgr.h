@@ -13,8 +13,8 @@
 
 /**
  * @file
- * Event sources: each tells its clients, from one polling thread of its own, that something
- * happened in the kernel.
+ * Event sources: each watches something from one polling thread of its own. VsyncEvent and GfxEvent
+ * tell their clients what happened; ThermalEvent only keeps the platform's listener at work.
  *
  * A client obtains a source, registers a callback, starts it, and pauses and starts it again as it
  * likes:
@@ -27,7 +27,8 @@
  *     ...
  *     vsync->pauseEvent(onVsync);
  *
- * All operations may be called from any thread.
+ * All operations may be called from any thread, with the exceptions that the comments of startThread,
+ * setGfxSysNodes, dataLossCounter and mPidMap name.
  */
 
 /**
@@ -198,8 +199,10 @@ class LM_API AsyncEvent {
  *
  * Note: destruction waits for the polling thread and does not wake it. A running thread ends after
  * its current wait (up to five minutes), a paused one after another whole turn once somebody wakes
- * it. A program that started the process-wide instance therefore ends with _exit, or sees to a
- * wake-up and one last notification.
+ * it. A program that started the process-wide instance therefore ends with _exit. One that returns
+ * from main calls setThreadState(THREAD_EXIT) first, then startEvent if the source is paused, which
+ * wakes the thread, and after both sees to one last notification; without that state, the thread
+ * waits for yet another one.
  */
 class LM_API VsyncEvent : public AsyncEvent {
  public:
@@ -265,9 +268,12 @@ struct GfxFrameData {
  *
  * Note: a frame whose third stage is never reported is kept until the next start or pause.
  *
+ * Note: a report with numbers that overflow ends the process: see stringParser.
+ *
  * Note: destruction waits for the polling thread and does not wake it. A running thread ends after
  * its current read, a paused one after another whole turn once somebody wakes it. A program that
- * started the process-wide instance therefore ends with _exit, or sees to one last report.
+ * started the process-wide instance ends as one that started VsyncEvent's, with a last report in
+ * place of the notification.
  */
 class LM_API GfxEvent : public AsyncEvent {
  public:
@@ -324,8 +330,8 @@ class LM_API GfxEvent : public AsyncEvent {
    * as 0. Other stages than 1 to 3, and the later stages of unknown frames, are skipped. A null
    * text is ignored.
    *
-   * Note: aborts when a + b + 1 overflows. Passes on std::bad_alloc, with what was read so far in
-   * out.
+   * Note: aborts when a + b + 1 overflows, as in "0 -1 -1 -1 -1". Passes on std::bad_alloc, with what
+   * was read so far in out.
    */
   void stringParser(char* text, GfxFrameData& out);
 
@@ -344,17 +350,12 @@ class LM_API GfxEvent : public AsyncEvent {
   static int sLostCount;              ///< numbers found missing
 
  protected:
-  /** Times of frames by the frame's key. */
-  using FrameStages = std::unordered_map<unsigned long, std::vector<double>>;
-
-  FrameStages mFrameStages LM_GUARDED_BY(mFrameLock);   ///< three times of each pending frame
+  std::unordered_map<unsigned long, std::vector<double>> mFrameStages
+      LM_GUARDED_BY(mFrameLock);  ///< three times of each pending frame, by the frame's key
   float mLastFrameStart LM_GUARDED_BY(mFrameLock) = 0;  ///< time of the last counted frame start
   std::string mGfxCtrlNode;                             ///< path of the control node
-  std::vector<FrameStages::node_type> mSpareFrames LM_GUARDED_BY(mFrameLock);  ///< for reuse
 
  private:
-  LM_LOCAL void forgetFrames() LM_REQUIRES(mFrameLock);
-  LM_LOCAL void addFrame(unsigned long key, double time) LM_REQUIRES(mFrameLock);
   LM_LOCAL void countFrameStart(double time, GfxFrameData& out) LM_REQUIRES(mFrameLock);
 };
 
@@ -365,9 +366,10 @@ class LM_API GfxEvent : public AsyncEvent {
  * called and only serve to start and pause the fetching. Each start discards what the listener
  * gathered so far.
  *
- * Note: destruction neither stops the polling thread nor waits for it. The thread of the
- * process-wide instance goes on while the process exits, so a program that started it ends with
- * _exit. An instance of one's own that was started must never be destroyed.
+ * Note: destruction neither stops the polling thread nor waits for it. A running thread goes on while
+ * the process exits; a paused one waits for a condition that is destroyed meanwhile, which is
+ * undefined, and with glibc the process never ends. A program that started the process-wide instance
+ * therefore ends with _exit. An instance of one's own that was started must never be destroyed.
  */
 class LM_API ThermalEvent : public AsyncEvent {
  public:

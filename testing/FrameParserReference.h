@@ -18,7 +18,6 @@ class OpenGfxEvent : public GfxEvent {
   using GfxEvent::mFrameStages;
   using GfxEvent::mGfxCtrlNode;
   using GfxEvent::mLastFrameStart;
-  using GfxEvent::mSpareFrames;
 };
 
 /** GfxEvent::stringParser the plain way. */
