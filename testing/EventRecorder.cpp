@@ -2,37 +2,84 @@
 
 #include <algorithm>
 
-void EventRecorder::onEvent(int, void*, int, void* recorder) {
+#include "AsyncEventsMgr.h"
+
+void Durations::add(double value, Clock::time_point arrival) {
+  values.push_back(value);
+  arrivals.push_back(arrival);
+  sum += value;
+}
+
+void Durations::add(const std::vector<double>& sample, Clock::time_point arrival) {
+  for (const double value : sample) {
+    add(value, arrival);
+  }
+}
+
+void Recording::addVsync(Clock::time_point arrival) {
+  if (events++ > 0) {
+    intervals.add(toSeconds(arrival - arrivals.back()) * unit.perSecond, arrival);
+  }
+  arrivals.push_back(arrival);
+}
+
+void Recording::addFrames(const GfxFrameData& sample, Clock::time_point arrival) {
+  std::vector<double> sinceLast = sample.frameStartIntervals;
+  if (events == 0 && !sinceLast.empty()) {
+    sinceLast.erase(sinceLast.begin());
+  }
+  events += sample.frameStartIntervals.size();
+  intervals.add(sinceLast, arrival);
+  firstToSecond.add(sample.firstToSecondStage, arrival);
+  secondToThird.add(sample.secondToThirdStage, arrival);
+  arrivals.push_back(arrival);
+}
+
+std::optional<double> Recording::rateHz() const {
+  if (intervals.sum <= 0) {
+    return std::nullopt;
+  }
+  return unit.perSecond * static_cast<double>(intervals.values.size()) / intervals.sum;
+}
+
+void EventRecorder::onEvent(int, void* payload, int, void* recorder) {
   const Clock::time_point now = Clock::now();
   auto* const self = static_cast<EventRecorder*>(recorder);
-  std::lock_guard lock(self->mArrivalsLck);
-  self->mArrivals.push_back(now);
+  std::lock_guard lock(self->mRecordingLck);
+  if (payload == nullptr) {
+    self->mRecording.addVsync(now);
+  } else {
+    self->mRecording.addFrames(*static_cast<const GfxFrameData*>(payload), now);
+  }
   self->mArrived.notify_all();
 }
 
 std::size_t EventRecorder::count() const {
-  std::lock_guard lock(mArrivalsLck);
-  return mArrivals.size();
+  std::lock_guard lock(mRecordingLck);
+  return mRecording.events;
 }
 
 bool EventRecorder::waitFor(std::size_t count, Clock::duration limit) const {
-  std::unique_lock lock(mArrivalsLck);
-  return mArrived.wait_for(lock, limit, [&] { return mArrivals.size() >= count; });
+  std::unique_lock lock(mRecordingLck);
+  return mArrived.wait_for(lock, limit, [&] { return mRecording.events >= count; });
 }
 
-std::vector<Clock::time_point> EventRecorder::arrivals() const {
-  std::lock_guard lock(mArrivalsLck);
-  return mArrivals;
+Recording EventRecorder::recording() const {
+  std::lock_guard lock(mRecordingLck);
+  return mRecording;
 }
 
-std::vector<Clock::time_point> EventRecorder::latest(Clock::time_point since,
-                                                     std::size_t count) const {
-  std::lock_guard lock(mArrivalsLck);
-  const auto last = static_cast<std::ptrdiff_t>(std::min(count, mArrivals.size()));
-  return {std::lower_bound(mArrivals.end() - last, mArrivals.end(), since), mArrivals.end()};
+EventRecorder::Latest EventRecorder::latest(Clock::time_point since, std::size_t most) const {
+  std::lock_guard lock(mRecordingLck);
+  const auto& [values, arrivals, sum] = mRecording.intervals;
+  const auto last = static_cast<std::ptrdiff_t>(std::min(most, values.size()));
+  const auto first = std::lower_bound(arrivals.end() - last, arrivals.end(), since);
+  return {mRecording.events,
+          mRecording.rateHz(),
+          {values.end() - (arrivals.end() - first), values.end()}};
 }
 
 void EventRecorder::clear() {
-  std::lock_guard lock(mArrivalsLck);
-  mArrivals.clear();
+  std::lock_guard lock(mRecordingLck);
+  mRecording = {mRecording.unit};
 }

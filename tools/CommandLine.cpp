@@ -10,11 +10,11 @@
 
 #include "Commands.h"
 #include "ConfigOverrides.h"
-#include "WatchCommands.h"
 #include "db/Db.h"
 #include "db/Favourites.h"
 #include "demo/Demo.h"
-#include "report/ReportCommand.h"
+#include "report/Report.h"
+#include "watch/Watch.h"
 
 namespace {
 
@@ -168,6 +168,10 @@ void addDoctor(CLI::App& app, Command& command) {
       ->option_text("...");
 }
 
+CLI::Option& addSample(CLI::App& command, bool& sample) {
+  return *command.add_flag("--sample", sample, "Watch what lmctl itself makes for it");
+}
+
 void addWatchOptions(CLI::App& source, WatchOptions& options) {
   source.add_option("--seconds", options.seconds, "How long to watch; until Ctrl-C if not given")
       ->option_text("N")
@@ -183,6 +187,7 @@ void addWatch(CLI::App& app, Command& command) {
 
   CLI::App& vsync = commands.add("vsync", "Show the display's vsync events.", watchVsync, kJson);
   addNode(vsync, "--node", options.node, "Kernel node to poll, not the configured one");
+  addSample(vsync, options.sample).excludes("--node");
   addWatchOptions(vsync, options);
   addOption(vsync, "--trace", options.trace, "FILE", kTrace);
 
@@ -191,6 +196,7 @@ void addWatch(CLI::App& app, Command& command) {
   addNode(gfx, "--node", options.node, "Node or FIFO to read, not the configured one");
   addNode(gfx, "--ctrl", options.control, "Node that switches reports on and off");
   addNumber(gfx, "--value", options.controlValue, "N", "What switches them on [1]");
+  addSample(gfx, options.sample).excludes("--node", "--ctrl");
   addWatchOptions(gfx, options);
   addOption(gfx, "--trace", options.trace, "FILE", kTrace);
   gfx.footer(gfx.get_footer() +
@@ -199,9 +205,10 @@ void addWatch(CLI::App& app, Command& command) {
              "intervals. The library computes them in single precision: they are coarse when\n"
              "the node's times are large.");
 
-  addWatchOptions(commands.add("thermal", "Keep the thermal listener fetching; show its zones.",
-                               watchThermal, kJson),
-                  options);
+  CLI::App& thermal = commands.add("thermal", "Keep the thermal listener fetching; show its zones.",
+                                   watchThermal, kJson);
+  addSample(thermal, options.sample);
+  addWatchOptions(thermal, options);
 }
 
 void addReport(CLI::App& app, Command& command) {
@@ -217,6 +224,7 @@ void addReport(CLI::App& app, Command& command) {
   addNode(report, "--frame-node", options.frameNode, "Frame node or FIFO to read");
   addNode(report, "--ctrl", options.controlNode, "Node that switches frames' reports on");
   addNumber(report, "--value", options.controlValue, "N", "What switches them on [1]");
+  addSample(report, options.sample).excludes("--node", "--frame-node", "--ctrl");
 }
 
 void addLookup(CLI::App& app, Command& command) {

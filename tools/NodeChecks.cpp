@@ -10,7 +10,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <stdexcept>
 
 #include "config/Nodes.h"
 
@@ -89,11 +88,4 @@ std::string notifyingNodeProblem(int item) {
 android::base::unique_fd holdOpenIfFifo(const std::string& path) {
   const bool isFifo = S_ISFIFO(fileAt(path).st_mode);
   return android::base::unique_fd(isFifo ? open(path.c_str(), O_RDWR | O_CLOEXEC) : -1);
-}
-
-void requireNode(const std::string& node, const std::string& problem, const char* option) {
-  if (!problem.empty()) {
-    throw std::runtime_error("no " + node + " node: " + problem + "; name one with " + option +
-                             " PATH");
-  }
 }

@@ -23,6 +23,3 @@ std::string notifyingNodeProblem(int item);
  * when it is no FIFO.
  */
 android::base::unique_fd holdOpenIfFifo(const std::string& path);
-
-/** Throws std::runtime_error when there is a problem with a node that an option can name. */
-void requireNode(const std::string& node, const std::string& problem, const char* option);

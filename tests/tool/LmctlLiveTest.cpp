@@ -3,14 +3,16 @@
 #include <sys/ioctl.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <sstream>
 
 #include <android-base/unique_fd.h>
 
-#include "IntervalView.h"
-#include "Progress.h"
-#include "Sparkline.h"
+#include "Output.h"
+#include "watch/LiveBlock.h"
+#include "watch/LiveView.h"
+#include "watch/Progress.h"
 
 namespace {
 
@@ -23,39 +25,94 @@ long linesDown(const std::string& text) {
   return down;
 }
 
-TEST(LmctlLive, LinesFitAndAreRedrawnInPlace) {
-  EXPECT_EQ(joined(sparkline({-1, 0, 1, 2, 9}, {0, 2}, true)), "▁▁▅██");
+/** A terminal to write to, whose size a test sets. */
+struct Terminal {
+  void resize(unsigned short columns) const {
+    const winsize size = {24, columns, 0, 0};
+    EXPECT_EQ(ioctl(file.get(), TIOCSWINSZ, &size), 0);
+  }
+
+  const android::base::unique_fd file{posix_openpt(O_RDWR | O_NOCTTY)};
+  std::ostringstream out{};
+  Console console{out, out, true, file.get(), true, {true}};
+};
+
+TEST(LmctlLive, LinesFitTheTerminal) {
   EXPECT_EQ(fitted("ä 12   p99 345   max 6", 17), "ä 12   p99 345");
+  Terminal terminal;
   std::vector<double> recent(200, 10);
   recent[198] = 16;
-  const android::base::unique_fd terminal(posix_openpt(O_RDWR | O_NOCTTY));
-  std::ostringstream out;
-  Console console{out, out, true, terminal.get(), true, {true}};
-  const StopSignals signals;
   for (unsigned short columns : {1, 5, 12, 14, 30, 60, 120}) {
-    const winsize size = {24, columns, 0, 0};
-    ASSERT_EQ(ioctl(terminal.get(), TIOCSWINSZ, &size), 0);
+    terminal.resize(columns);
     const auto lines =
-        intervalLines({"gfx", 201, "frames", 98.5, recent, kMilliseconds}, Screen(console));
+        liveLines({"gfx", "frame", {201, 98.5, recent}, kMilliseconds}, Screen(terminal.console));
+    ASSERT_EQ(lines.size(), 4u);
     for (const std::string& line : lines) {
       EXPECT_LT(displayWidth(line), columns) << line;
     }
     EXPECT_EQ(columns > 13, lines[1].ends_with("\033[33m▇\033[0m▅")) << columns;
     EXPECT_EQ(columns > 13, lines[2].ends_with("^ \033[0m")) << columns;
   }
-  LiveBlock block(console);
-  Screen screen(console);
+}
+
+TEST(LmctlLive, TheFirstLineSaysWhatThereIsAndHowToStop) {
+  Terminal terminal;
+  terminal.console.style = {};
+  terminal.resize(80);
+  struct Case {
+    const char* name;
+    EventRecorder::Latest latest;
+    const char* line;
+  };
+  for (const auto& [name, latest, line] : {
+           Case{"nothing", {0, {}, {}}, "vsync      no event yet   Ctrl-C ends"},
+           Case{"one event", {1, {}, {}}, "vsync      1 event   Ctrl-C ends"},
+           Case{"stalled",
+                {9, 60.0, {}},
+                "vsync      9 events   60.0 Hz in all   none in the last 5 s   Ctrl-C ends"},
+           Case{"running",
+                {3, 50.0, {20000, 20000}},
+                "vsync      3 events   50.0 Hz in all   50.0 Hz now   Ctrl-C ends"},
+       }) {
+    const auto lines =
+        liveLines({"vsync", "event", latest, kMicroseconds}, Screen(terminal.console));
+    EXPECT_EQ(lines[0], line) << name;
+    EXPECT_EQ(lines.size() > 1, !latest.intervals.empty()) << name;
+  }
+}
+
+TEST(LmctlLive, ABlockIsRedrawnInPlace) {
+  Terminal terminal;
+  LiveBlock block(terminal.console);
+  Screen screen(terminal.console);
   block.draw({std::string(60, 'x'), "y"}, screen);
   screen.columns = 25;  // in which the terminal breaks the first line
   block.draw({"x"}, screen);
-  EXPECT_EQ(linesDown(out.str()), 2 - 4 + 1);
-  const auto line = [] { return "a line"; };
+  EXPECT_EQ(linesDown(terminal.out.str()), 2 - 4 + 1);
+}
+
+TEST(LmctlLive, ProgressIsALineEachSecondElsewhereThanOnATerminal) {
+  Terminal terminal;
+  const StopSignals signals;
   for (const bool live : {true, false}) {
-    out.str("");
-    console.live = live;
-    showProgress(console, signals, Clock::now() + std::chrono::milliseconds(1050), line);
-    EXPECT_EQ(linesDown(out.str()), live ? 0 : 1) << out.str();
-    EXPECT_EQ(out.str() == "a line\n", !live);
+    terminal.out.str("");
+    terminal.console.live = live;
+    showProgress(terminal.console, signals, Clock::now() + std::chrono::milliseconds(1050),
+                 [] { return "a line"; });
+    EXPECT_EQ(linesDown(terminal.out.str()), live ? 0 : 1) << terminal.out.str();
+    EXPECT_EQ(terminal.out.str() == "a line\n", !live);
+  }
+}
+
+TEST(LmctlLive, ASignalStopsUnlessTheCallerIgnoredIt) {
+  for (const bool ignored : {false, true}) {
+    const auto previous = std::signal(SIGHUP, ignored ? SIG_IGN : SIG_DFL);
+    {
+      const StopSignals signals;
+      raise(SIGHUP);
+      EXPECT_EQ(signals.waitUntil(Clock::now()), !ignored);
+    }
+    std::signal(SIGHUP, previous);
   }
 }
 

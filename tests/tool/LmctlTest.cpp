@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,7 +12,6 @@
 #include "LMDatabase.h"
 #include "RunLmctl.h"
 #include "config/DynamicLoader.h"
-#include "testing/Distribution.h"
 #include "testing/FakeKernel.h"
 #include "testing/HostNameNode.h"
 #include "testing/TemporaryFolder.h"
@@ -25,22 +23,11 @@ using testing::Pair;
 
 namespace {
 
-/** Runs lmctl as a shell does; returns its exit status and output. */
-std::pair<int, std::string> run(const std::string& words) {
-  FILE* const pipe = popen((LMCTL " " + words).c_str(), "r");
-  std::string output;
-  for (char text[256]; fgets(text, sizeof(text), pipe) != nullptr;) {
-    output += text;
-  }
-  return {WEXITSTATUS(pclose(pipe)), output};
-}
-
 TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
   hostcore::clearItem(kVsyncNodeItem);
   hostcore::clearItem(kGfxDataNodeItem);
   hostcore::clearText(kPreferredAppsKey);
   const std::string longPath(150, 'x');
-  constexpr auto kNode = HostNameNode::kPath;
   using Case = std::tuple<std::vector<const char*>, int, const char*>;
   for (const auto& [words, status, error] :
        {Case{{}, kUsage, "lmctl: .*see 'lmctl --help'"},
@@ -57,23 +44,7 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
         Case{{"favourites", "rebuild", "--dir", "/none"}, kFailure, "rebuild: no text of key 5638"},
         Case{{"favourites", "rebuild", "--dir", ""}, kUsage, "--dir: the name is empty"},
         Case{{"watch", "vsync", "--node", longPath.c_str()}, kUsage, "vsync: .*than 149 bytes"},
-        Case{{"watch", "vsync", "--node", "/tmp"}, kFailure, "no vsync node: /tmp: Is a dir"},
-        Case{{"watch", "vsync", "--node", "/proc/self/exe"}, kFailure, "exe: not a kernel node"},
-        Case{{"watch", "gfx", "--node", "/dev/null"}, kFailure, "/dev/null: neither a kernel node"},
         Case{{"demo", "--seconds", "0"}, kUsage, "lmctl demo: .*--seconds"},
-        Case{{"watch", "vsync"}, kFailure, "item 22 is not configured.*--node PATH"},
-        Case{{"watch", "vsync", "--node", "/none"}, kFailure, "/none: No such file.*--node PATH"},
-        Case{{"watch", "vsync", "--node", "/none", "--trace", ""}, kUsage, "name is empty"},
-        Case{{"watch", "gfx"}, kFailure, "frame node: item 7 is not configured.*--node PATH"},
-        Case{{"watch", "gfx", "--node", "/proc/self/exe"}, kFailure, "neither a kernel node nor"},
-        Case{{"watch", "gfx", "--node", kNode, "--ctrl", "/none"}, kFailure, "--ctrl PATH"},
-        Case{{"report"}, kUsage, "--output, or give --json"},
-        Case{{"report", "--json"}, kFailure, "nothing to watch: item 22 is .*; item 7 is .*PATH"},
-        Case{{"report", "--json", "--frame-node", "/none"}, kFailure, "/none: No such file"},
-        Case{{"report", "--node", kNode, "-o", "/none/x"},
-             kFailure,
-             "cannot write /none/x: No such file"},
-        Case{{"demo", "--output", "/dev/null"}, kFailure, "make the folder /dev/null; .*--output"},
         Case{{"watch", "vsync", "--help"}, kSuccess, "--node PATH"}}) {
     const LmctlResult result = runLmctl(words);
     EXPECT_EQ(result.status, status);
@@ -81,83 +52,6 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
     EXPECT_THAT(text, ContainsRegex(error));
     EXPECT_EQ(status != kSuccess, std::count(text.begin(), text.end(), '\n') == 1) << text;
   }
-}
-
-TEST(Lmctl, WatchSumsUpWhatArrivedAlsoAfterASignal) {
-  const std::string watch = std::string("watch vsync --node ") + HostNameNode::kPath;
-  const std::string demo = " & " LMCTL " demo --seconds 1 >/dev/null; ";
-  EXPECT_THAT(run(watch + demo + "kill $!; wait $!"),
-              Pair(kSuccess, ContainsRegex("^[0-9]+ events .*Hz\nvsync .* events .*\ninterval")));
-  EXPECT_THAT(run(watch + " --seconds 60 --trace /none/x"), Pair(kFailure, ""));
-  const TemporaryFolder folder;
-  const std::string trace = folder.path() + "/trace";
-  const auto [status, text] =
-      run(watch + " --json --seconds 2.4 --trace " + trace + demo + "wait $!");
-  EXPECT_EQ(status, kSuccess);
-  const auto summary = nlohmann::json::parse(text);
-  EXPECT_GT(summary["events"], 10);
-  EXPECT_GE(summary["seconds"], 2.4);
-  EXPECT_LE(summary["interval_us"]["median"], summary["interval_us"]["p99"]);
-  const auto events = nlohmann::json::parse(std::ifstream(trace))["traceEvents"];
-  const auto isInstant = [](const auto& event) { return event["ph"] == "i"; };
-  EXPECT_EQ(std::count_if(events.begin(), events.end(), isInstant), summary["events"]);
-}
-
-/** The record in a report's page. */
-nlohmann::json recordOf(const std::string& path) {
-  std::ifstream page(path);
-  std::string line;
-  while (std::getline(page, line) && line.find("id=\"record\"") == std::string::npos) {
-  }
-  std::getline(page, line);
-  return nlohmann::json::parse(line);
-}
-
-TEST(Lmctl, DemoShowsAllServicesAndLeavesATraceAndAReport) {
-  const TemporaryFolder folder;
-  const std::string files = folder.path() + "/new/demo";
-  const auto [status, text] = run("demo --seconds 0.5 --output " + folder.path() + "/new");
-  EXPECT_EQ(status, kSuccess);
-  const std::string summary = text.substr(std::min(text.find("\nSummary"), text.size()));
-  for (const std::string service :
-       {"process lookup", "event sources", "statistics", "service tracker", "row store",
-        "favourites", "node commands"}) {
-    // Not every kernel has the statistics, nor name spaces for everybody.
-    const bool mayMiss = service == "statistics" || geteuid() != 0;
-    EXPECT_THAT(summary,
-                ContainsRegex("\n" + service + (mayMiss ? " .* (ok|missing)\n" : " .* ok\n")));
-  }
-  const auto events = nlohmann::json::parse(std::ifstream(files + "-trace.json"))["traceEvents"];
-  std::map<std::string, int> phases;
-  for (const auto& event : events) {
-    ++phases[event["ph"]];
-  }
-  const auto record = recordOf(files + "-report.html");
-  EXPECT_GE(phases["i"], record["vsync"]["events"]);
-  EXPECT_EQ(phases["X"], record["frames"]["stages_1_to_2_ms"].size() +
-                             record["frames"]["stages_2_to_3_ms"].size());
-  EXPECT_EQ(record["favourites"].size(), 3u);
-}
-
-TEST(Lmctl, ReportPrintsTheRecordOfItsPage) {
-  const TemporaryFolder folder;
-  const std::string fifo = folder.path() + "/<!--<script>";
-  const std::string page = folder.path() + "/report.html";
-  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  std::fstream frames(fifo);
-  frames << "0 1 1 1 10000 0:0 2 1 1 26000 0:0 3 1 1 42000 0:0 4 1 1 74000 0:0 1 1 2 12000 0:"
-         << std::flush;
-  std::ofstream(page) << "old";
-  const std::string report = "report --seconds 0.3 --frame-node '" + fifo + "' -o " + page;
-  const auto [status, text] = run(report + " --json");
-  const auto record = nlohmann::json::parse(text);
-  EXPECT_EQ(status, kSuccess);
-  EXPECT_EQ(recordOf(page), record);
-  EXPECT_EQ(record["vsync"], nullptr);
-  EXPECT_EQ(record["left_out"][0]["part"], "vsync");
-  EXPECT_EQ(record["frames"]["late"], 1);
-  EXPECT_EQ(record["frames"]["intervals_ms"], nlohmann::json({16, 16, 32}));
-  EXPECT_THAT(run(report), Pair(kSuccess, HasSubstr(page + "\n")));
 }
 
 TEST(Lmctl, StoresAreFilledShownAndEmptied) {
@@ -219,33 +113,11 @@ TEST(Lmctl, DoctorTellsWhatIsThereFromWhatIsMissing) {
   EXPECT_THAT(vsync(" --item 22=" + node), ElementsAre("ok: item 22, " + node));
 }
 
-/** The names of an object's members; of an array, those of its first element. */
-std::string memberNames(const std::string& json) {
-  auto value = nlohmann::ordered_json::parse(json);
-  while (value.is_array()) {
-    value = nlohmann::ordered_json(value.at(0));
-  }
-  std::string names;
-  for (const auto& [name, member] : value.items()) {
-    names += (names.empty() ? "" : " ") + name;
-  }
-  return names;
-}
-
 TEST(Lmctl, MembersOfJsonKeepTheirNames) {
   const TemporaryFolder folder;
-  const std::string fifo = folder.path() + "/fifo";
-  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  const std::string frames =
-      "source seconds reads frames finished rate_hz period_ms late_from_ms late missed_refreshes "
-      "interval_ms stage_1_to_2_ms stage_2_to_3_ms";
   for (const auto& [words, names] : std::map<std::string, std::string>{
            {"mem", "swap_used_kb swap_total_kb vmalloc_used_kb"},
-           {"db delete --all " + folder.path() + "/db t", "deleted"},
-           {"watch thermal --seconds 0.1", "source seconds zones"},
-           {"watch gfx --seconds 0.1 --node " + fifo, frames},
-           {std::string("watch vsync --seconds 0.1 --node ") + HostNameNode::kPath,
-            "source seconds events rate_hz interval_us jitter_us"}}) {
+           {"db delete --all " + folder.path() + "/db t", "deleted"}}) {
     run("db put " + folder.path() + "/db t 1 --app a");
     EXPECT_EQ(memberNames(run(words + " --json").second), names) << words;
   }
@@ -316,14 +188,6 @@ TEST(Lmctl, ADumpOfAnySizeCanBePutBack) {
   std::ofstream(rows) << dump;
   run("db put " + folder.path() + "/b t --from - <" + rows);
   EXPECT_EQ(run("db dump --json " + folder.path() + "/b t").second, dump);
-}
-
-TEST(Distribution, AnEventBelongsToTheLastNotificationBeforeIt) {
-  const auto at = [](int us) { return Clock::time_point(std::chrono::microseconds(us)); };
-  const Distribution times = latencies({at(100), at(200)}, {at(50), at(130), at(199), at(201)});
-  EXPECT_EQ(times.percentile(0), 1);
-  EXPECT_EQ(times.median(), 30);
-  EXPECT_EQ(times.largest(), 99);
 }
 
 }  // namespace

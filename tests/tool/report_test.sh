@@ -18,6 +18,7 @@ sed -n '/id="record"/{n;p}' demo-report.html >record.json
 
 "$dump_page" demo-report.html >dom.html 2>log.txt
 ! grep CONSOLE log.txt || fail "the page has errors"
+grep -qF "<title>$(jq -r .title record.json)</title>" dom.html || fail "the title is not the record's"
 
 # Each figure of the page, one a line: path, digits after the point, text.
 tr -d '\n' <dom.html | sed 's/<script.*//' | grep -o '<[a-z0-9]* [^>]*data-figure="[^>]*>[^<]*' |
@@ -32,14 +33,20 @@ jq -Rnr --slurpfile record record.json '
   "\(.path): \(.text) instead of \(.value)"' figures.txt >wrong.txt
 [ ! -s wrong.txt ] || fail "$(cat wrong.txt)"
 
-counts() { # CHART: how many values its bars stand for
-  sed 's/.*data-chart="'"$1"'"//; s/<\/svg>.*//' "$scratch/line.html" |
-    grep -o 'data-count="[0-9]*"' | tr -dc '0-9\n' | awk '{ sum += $1 } END { print sum }'
+# Each chart's marks stand for values, some of them late: their sums are the record's.
+tr -d '\n' <dom.html | sed 's/<script.*//; s/<figure/\n&/g' | grep '^<figure' >charts.html
+sum() { # CHART ATTRIBUTE
+  grep "data-chart=\"$1\"" charts.html | sed 's/<\/figure>.*//' | grep -o " $2=\"[0-9]*\"" |
+    tr -dc '0-9\n' | awk '{ sum += $1 } END { print sum + 0 }'
 }
-tr -d '\n' <dom.html >line.html
+check() { # CHART ATTRIBUTE FILTER
+  [ "$(sum "$1" "$2")" -eq "$(jq "$3" record.json)" ] ||
+    fail "$2 of $1 adds up to $(sum "$1" "$2") instead of $(jq "$3" record.json)"
+}
+check vsyncs_over_time data-count '.vsync.events - 1'
+check vsync_intervals data-count '.vsync.events - 1'
+check frames_over_time data-count '.frames.intervals_ms | length'
+check frames_over_time data-late .frames.late
 for chart in intervals stages_1_to_2 stages_2_to_3; do
-  [ "$(counts $chart)" -eq "$(jq ".frames.${chart}_ms | length" record.json)" ] ||
-    fail "the bars of $chart do not add up"
+  check $chart data-count ".frames.${chart}_ms | length"
 done
-dots=$(grep -o 'd="M[^"]*"' line.html | grep -o M | wc -l)
-[ "$dots" -eq "$(jq '.vsync.events - 1' record.json)" ] || fail "$dots dots of jitter"

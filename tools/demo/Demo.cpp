@@ -1,16 +1,23 @@
 #include "demo/Demo.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
-#include <filesystem>
+#include <cstring>
 #include <iomanip>
+#include <nlohmann/json.hpp>
 #include <ostream>
 #include <stdexcept>
 
+#include "NodeChecks.h"
+#include "Output.h"
 #include "OutputFile.h"
-#include "Trace.h"
 #include "demo/Steps.h"
-#include "report/ReportPage.h"
+#include "report/Page.h"
+#include "watch/Trace.h"
 
 namespace {
 
@@ -27,8 +34,7 @@ constexpr Step kSteps[] = {
     {"event sources", "vsync: ", "Event sources: vsync", demonstrateVsync},
     {"event sources", "frames: ", "Event sources: graphics frames", demonstrateFrames},
     {"statistics", "", "Statistics and memory", demonstrateStats},
-    {"service tracker", "", "Service tracker: a sample that fails, dies and returns",
-     demonstrateServices},
+    {"service tracker", "", "Service tracker: a sample that dies and returns", demonstrateServices},
     {"row store", "", "Row store: a table in a SQLite file", demonstrateStore},
     {"favourites", "", "Favourite applications: time slots and launch counts",
      demonstrateFavourites},
@@ -49,7 +55,7 @@ StepResult run(const Step& step, DemoScene& scene) {
     return step.demonstrate(scene);
   } catch (const std::exception& e) {
     scene.console.out << std::flush;
-    scene.console.beginError() << e.what() << "\n";
+    scene.console.beginError("lmctl demo") << visible(e.what()) << "\n";
     return {"see the error above", Outcome::kFailed};
   }
 }
@@ -70,16 +76,42 @@ void printResult(const std::string& service, const std::string& done, Outcome ou
   }
 }
 
+void printSummary(const std::vector<StepResult>& results, Console& console) {
+  printHeadline("Summary", console);
+  std::string_view service;
+  for (std::size_t i = 0; i < results.size(); ++i) {
+    const bool isNew = service != kSteps[i].service;
+    service = kSteps[i].service;
+    printResult(isNew ? kSteps[i].service : "", kSteps[i].part + results[i].done,
+                results[i].outcome, console);
+  }
+  if (const std::size_t left = std::size(kSteps) - results.size(); left > 0) {
+    console.out << "stopped; " << left << " steps left out\n";
+  }
+}
+
+/** Throws std::runtime_error when folder does not have the nodes of the simulated device. */
+void requireDevice(const std::string& folder) {
+  for (const auto& [name, access] :
+       {std::pair{"vsync", R_OK}, std::pair{"vsyncs", R_OK}, std::pair{"vsync_rate", W_OK},
+        std::pair{"frame_data", R_OK}, std::pair{"frames", R_OK}, std::pair{"frame_ctrl", W_OK}}) {
+    if (const std::string problem = accessProblem(folder + "/" + name, access); !problem.empty()) {
+      throw std::runtime_error("no simulated device: " + problem + "; load lmdevice.ko");
+    }
+  }
+}
+
 std::string makeFolder(const std::string& wanted) {
   if (!wanted.empty()) {
-    std::error_code error;
-    std::filesystem::create_directories(wanted, error);
-    if (!std::filesystem::is_directory(wanted, error)) {
-      throw std::runtime_error("cannot make the folder " + wanted + "; name another with --output");
+    if (mkdir(wanted.c_str(), 0777) != 0 && errno != EEXIST) {
+      throw std::runtime_error("cannot make the folder " + wanted + ": " + std::strerror(errno) +
+                               "; name another with --output");
     }
     return wanted;
   }
-  std::string folder = std::filesystem::temp_directory_path() / "lmctl-demo-XXXXXX";
+  const char* const parent = std::getenv("TMPDIR");
+  std::string folder =
+      std::string(parent != nullptr && *parent != '\0' ? parent : "/tmp") + "/lmctl-demo-XXXXXX";
   if (mkdtemp(folder.data()) == nullptr) {
     throw std::runtime_error("cannot make " + folder + "; name a folder with --output");
   }
@@ -89,10 +121,10 @@ std::string makeFolder(const std::string& wanted) {
 void writeTrace(const DemoScene& scene, TraceWriter& trace) {
   if (scene.watched.vsync) {
     trace.addInstants("vsync raised", scene.notified);
-    trace.addInstants("vsync received", scene.watched.vsync->times.arrivals);
+    trace.addInstants("vsync received", scene.watched.vsync->recording.arrivals);
   }
   if (scene.watched.frames) {
-    trace.addFrames(scene.watched.frames->times);
+    trace.addFrames(scene.watched.frames->recording);
   }
   trace.finish();
 }
@@ -100,41 +132,34 @@ void writeTrace(const DemoScene& scene, TraceWriter& trace) {
 }  // namespace
 
 int runDemo(const DemoOptions& options, Console& console) {
+  if (!options.device.empty()) {
+    requireDevice(options.device);
+  }
   const std::string folder = makeFolder(options.output);
-  TraceWriter trace(folder + "/demo-trace.json", console.out, Clock::now());
+  TraceWriter trace(folder + "/demo-trace.json", Clock::now(), console.out);
   OutputFile page(folder + "/demo-report.html", console.out);
   const StopSignals signals;
   DemoScene scene{options, console, signals};
   console.out << "The services of liblmsupport, on "
-              << (options.device.empty() ? "sample data and private kernel nodes"
-                                         : "the nodes of " + options.device)
+              << (options.device.empty() ? "sample data and nodes"
+                                         : "the nodes of " + visible(options.device))
               << "\n";
   std::vector<StepResult> results;
   for (const Step& step : kSteps) {
     results.push_back(run(step, scene));
-    if (scene.isStopped || signals.wait(Clock::duration::zero())) {
+    if (scene.isStopped || signals.waitUntil(Clock::now())) {
       break;
     }
   }
 
-  printHeadline("Summary", console);
-  const char* service = "";
-  for (std::size_t i = 0; i < results.size(); ++i) {
-    const bool isNew = service != std::string_view(kSteps[i].service);
-    service = kSteps[i].service;
-    printResult(isNew ? service : "", kSteps[i].part + results[i].done, results[i].outcome,
-                console);
-  }
-  if (const std::size_t left = std::size(kSteps) - results.size(); left > 0) {
-    console.out << "stopped; " << left << " steps left out\n";
-  }
+  printSummary(results, console);
   writeTrace(scene, trace);
   addFigures(scene.watched);
   page.stream() << reportPage(makeRecord(scene.watched));
   page.finish();
   console.out << "\n"
-              << folder << "/demo-report.html   for a browser\n"
-              << folder << "/demo-trace.json    for ui.perfetto.dev\n";
+              << visible(folder) << "/demo-report.html   for a browser\n"
+              << visible(folder) << "/demo-trace.json    for ui.perfetto.dev\n";
   const bool failed = std::any_of(results.begin(), results.end(), [](const StepResult& result) {
     return result.outcome == Outcome::kFailed;
   });

@@ -4,9 +4,9 @@
 #include <vector>
 
 #include "Console.h"
-#include "Progress.h"
 #include "demo/Demo.h"
-#include "report/ReportRecord.h"
+#include "report/Record.h"
+#include "watch/Progress.h"
 
 /** What the steps of a demo share. */
 struct DemoScene {
@@ -17,11 +17,6 @@ struct DemoScene {
   Watched watched{};                          ///< for the report
   std::vector<Clock::time_point> notified{};  ///< when vsyncs were raised
 };
-
-/** On a terminal, line; in a pipe, which would keep every one, none. */
-inline ProgressLine progressOnTerminal(const Console& console, ProgressLine line) {
-  return console.live ? std::move(line) : ProgressLine();
-}
 
 enum class Outcome {
   kOk,
@@ -38,16 +33,16 @@ struct StepResult {
 /** The outcome of something that should work everywhere. */
 inline Outcome outcomeOf(bool worked) { return worked ? Outcome::kOk : Outcome::kFailed; }
 
-/** Leaves a step out that needs a name space of its own, and says how it would get one. */
-inline StepResult noNameSpaces(DemoScene& scene) {
-  scene.console.out << "left out   run as root or allow user name spaces\n";
-  return {"needs a private name space", Outcome::kMissing};
+/** Leaves a step out that needs a namespace of its own, and says how it would get one. */
+inline StepResult noNamespaces(DemoScene& scene) {
+  scene.console.out << "left out   run as root or allow user namespaces\n";
+  return {"needs a namespace of its own", Outcome::kMissing};
 }
 
 /**
  * The steps, each of which prints what it shows. They throw std::runtime_error when they cannot go
- * on. The first two make name spaces of their own, in a child process, which the kernel allows only
- * while the process has neither threads nor other name spaces.
+ * on. The first two make namespaces of their own, in a child process, which the kernel allows only
+ * while the process has neither threads nor other namespaces.
  */
 StepResult demonstrateLookup(DemoScene& scene);
 StepResult demonstrateThermal(DemoScene& scene);

@@ -1,0 +1,72 @@
+#include "watch/LiveView.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iomanip>
+#include <numeric>
+#include <sstream>
+
+#include "watch/LiveBlock.h"
+#include "watch/Summary.h"
+
+namespace {
+
+constexpr std::size_t kLabelWidth = 11;
+constexpr std::array kBlocks = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
+constexpr std::array kAscii = {"_", ".", ",", "-", "~", "=", "*", "#"};  // rises likewise
+
+std::string label(const std::string& text) {
+  return text + std::string(kLabelWidth - std::min(text.size(), kLabelWidth - 1), ' ');
+}
+
+std::string headLine(const LiveView& view) {
+  const std::vector<double>& recent = view.latest.intervals;
+  std::ostringstream head;
+  head << label(view.source) << countText(view.latest, view.noun) << std::fixed
+       << std::setprecision(1);
+  if (const double sum = std::accumulate(recent.begin(), recent.end(), 0.0); sum > 0) {
+    head << " in all   " << view.unit.perSecond * static_cast<double>(recent.size()) / sum
+         << " Hz now";
+  } else if (view.latest.rateHz) {
+    head << " in all   none in the last " << kRecent.count() << " s";
+  }
+  head << "   Ctrl-C ends";
+  return head.str();
+}
+
+/** The bar of a part, from 0 to 1 or more, of the highest. */
+const char* bar(double part, bool unicode) {
+  const auto& bars = unicode ? kBlocks : kAscii;
+  return bars[static_cast<std::size_t>(
+      std::lround(std::clamp(part, 0.0, 1.0) * static_cast<double>(bars.size() - 1)))];
+}
+
+}  // namespace
+
+std::vector<std::string> liveLines(const LiveView& view, const Screen& screen) {
+  const std::vector<double>& recent = view.latest.intervals;
+  const std::string head = screen.style.bold(fitted(headLine(view), screen.width()));
+  if (recent.empty()) {
+    return {head};
+  }
+  const Lateness late(recent);
+  const std::string percentiles = label("last " + std::to_string(recent.size())) +
+                                  std::to_string(late.events) + " late   " +
+                                  Distribution(recent, view.unit).summary();
+
+  const std::size_t room = screen.width() - std::min(kLabelWidth, screen.width());
+  const std::size_t count = std::min(room, recent.size());
+  std::string bars;
+  std::string marks;
+  for (std::size_t i = recent.size() - count; i < recent.size(); ++i) {
+    const bool isLate = recent[i] > late.from;
+    // The median is right at the fifth of eight heights: steady events do not flicker between two.
+    const std::string height = bar(recent[i] / (1.75 * late.period), screen.unicode);
+    bars += isLate ? screen.style.warning(height) : height;
+    marks += isLate ? "^" : " ";
+  }
+  return {head, fitted(label("interval"), screen.width()) + bars,
+          fitted(label(""), screen.width()) + screen.style.warning(marks),
+          fitted(percentiles, screen.width())};
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <iosfwd>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "testing/EventRecorder.h"
+
+/** Events that came late for the display's refresh, whose period is the median of the intervals. */
+struct Lateness {
+  static constexpr double kPeriods = 1.5;  ///< an event is late after more than these
+
+  explicit Lateness(const std::vector<double>& intervals);
+
+  double period = 0;  ///< 0 without an interval
+  double from = 0;    ///< later than this is late
+  std::size_t events = 0;
+  std::size_t missedRefreshes = 0;  ///< without an event; also while there was nothing to draw
+};
+
+/** "118 events   60.0 Hz", as far as that is known; noun is of one event. */
+std::string countText(const EventRecorder::Latest& latest, const std::string& noun);
+
+/** Prints a summary for a person. @{ */
+void printVsyncs(const Recording& vsyncs, std::ostream& out);
+void printFrames(const Recording& frames, std::ostream& out);
+/** @} */
+
+/** The summary's figures; null for what is unknown without an interval. @{ */
+nlohmann::ordered_json vsyncFigures(const Recording& vsyncs);
+nlohmann::ordered_json frameFigures(const Recording& frames);
+/** @} */

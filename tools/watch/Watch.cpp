@@ -1,0 +1,98 @@
+#include "watch/Watch.h"
+
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <ostream>
+#include <stdexcept>
+
+#include "Output.h"
+#include "watch/LiveView.h"
+#include "watch/Progress.h"
+#include "watch/Source.h"
+#include "watch/Summary.h"
+#include "watch/Trace.h"
+
+namespace {
+
+void requireSource(const WatchedSource& source) {
+  if (const std::string problem = source.problem(); !problem.empty()) {
+    throw std::runtime_error("cannot watch " + std::string(source.name()) + ": " + problem +
+                             "; name a node with --node PATH, or try --sample");
+  }
+}
+
+void showEvents(const WatchedSource& source, const StopSignals& signals, Clock::time_point end,
+                Console& console) {
+  const auto latest = [&] {
+    return source.recorder().latest(Clock::now() - kRecent, kRecentEvents);
+  };
+  showProgress(
+      console, signals, end, [&] { return countText(latest(), source.noun()); },
+      [&](const Screen& screen) {
+        const LiveView view = {source.name(), source.noun(), latest(), source.recorder().unit()};
+        return liveLines(view, screen);
+      });
+}
+
+void printSummary(const WatchedSource& source, const Recording& recording, double seconds,
+                  bool json, std::ostream& out) {
+  if (!json) {
+    source.print(recording, out);
+    return;
+  }
+  nlohmann::ordered_json summary = {{"source", source.name()}, {"seconds", seconds}};
+  summary.update(source.figures(recording));
+  printJson(summary, out);
+}
+
+int watch(WatchedSource& source, const StopSignals& signals, const WatchOptions& options,
+          Console& console) {
+  const Clock::time_point begin = Clock::now();
+  const Clock::time_point end = endAfter(options.seconds, begin);
+  const bool isTraceOnly = options.trace == "-";
+  std::optional<TraceWriter> trace;
+  if (!options.trace.empty()) {
+    trace.emplace(options.trace, begin, console.out);
+  }
+  source.start();
+  if (options.json || isTraceOnly) {
+    signals.waitUntil(end);
+  } else {
+    showEvents(source, signals, end, console);
+  }
+  source.pause();
+
+  const Recording recording = source.recorder().recording();
+  const double seconds = toSeconds(Clock::now() - begin);
+  if (trace) {
+    source.addTo(*trace, recording);
+    trace->finish();
+  }
+  if (!isTraceOnly) {
+    printSummary(source, recording, seconds, options.json, console.out);
+  }
+  return kSuccess;
+}
+
+}  // namespace
+
+int watchVsync(const WatchOptions& options, Console& console) {
+  const StopSignals signals;
+  WatchedVsyncs source(options.sample, options.node);
+  requireSource(source);
+  return watch(source, signals, options, console);
+}
+
+int watchGfx(const WatchOptions& options, Console& console) {
+  const StopSignals signals;
+  WatchedFrames source(options.sample, options.node, options.control, options.controlValue);
+  requireSource(source);
+  if (const std::string problem = source.controlProblem(); !problem.empty()) {
+    if (!options.control.empty()) {
+      throw std::runtime_error("no control node: " + problem + "; name another with --ctrl PATH");
+    }
+    console.beginNote() << "no control node: " << visible(problem)
+                        << "; reports are not switched on, name one with --ctrl PATH\n";
+  }
+  return watch(source, signals, options, console);
+}
