@@ -66,7 +66,8 @@ device-test: device ## run all tests on the simulated device
 	@device/run -- sh -c 'status=0; for test in lmsupport_test host_test lmctl_test device_test; do $$test || status=1; done; exit $$status'
 
 device-demo: device ## show the library at work on the simulated device
-	@device/run -- lmctl demo --device /sys/kernel/lmdevice
+	@device/run -o build/device-demo -- lmctl demo --device /sys/kernel/lmdevice --output /results
+	@echo "/results is build/device-demo here"
 
 report-check: ## look at a report of lmctl in a browser
 	@$(SETUP) build browser
