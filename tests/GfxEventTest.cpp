@@ -14,7 +14,7 @@
 #include <stdexcept>
 
 #include "HostCore.h"
-#include "config/DynamicLoader.h"
+#include "testing/BackgroundCall.h"
 #include "testing/FailingNew.h"
 #include "testing/FrameParserReference.h"
 #include "testing/LogCapture.h"
@@ -76,6 +76,9 @@ class Source : public FrameNode, public OpenGfxEvent {
   }
 
   bool hasThread() const { return mThread != nullptr; }
+
+  using AsyncEvent::mCallbacksLck;
+  using AsyncEvent::mFrameLock;
 };
 
 std::string written(const std::string& path = kControl) {
@@ -86,8 +89,8 @@ std::string written(const std::string& path = kControl) {
 class Gfx : public testing::Test {
  protected:
   Gfx() {
-    hostcore::setItem(kGfxDataNodeItem, kData);
-    hostcore::setItem(kGfxCtrlNodeItem, kControl);
+    hostcore::setItem(7, kData);
+    hostcore::setItem(8, kControl);
     mSource.registerCallBack(kFirst, &mFirst);
     mSource.registerCallBack(kSecond, &mSecond);
   }
@@ -148,7 +151,7 @@ TEST_F(Gfx, TheControlNodeIsWrittenWhateverTheCallbackIs) {
 TEST_F(Gfx, TheControlNodeIsWrittenBeforeTheCallbackChanges) {
   unlink((kControl + "3").c_str());
   mkfifo((kControl + "3").c_str(), 0600);  // holds each write until it is read
-  hostcore::setItem(kGfxCtrlNodeItem, kControl + "3");
+  hostcore::setItem(8, kControl + "3");
   for (const auto& [isStart, stateMeanwhile] :
        {std::tuple(true, THREAD_INIT), {false, THREAD_RUNNING}}) {
     auto change = std::async(std::launch::async, [this, isStart = isStart] {
@@ -167,7 +170,7 @@ TEST_F(Gfx, EachReadTakesAPageButTwoBytesFromTheBeginning) {
   text.replace(0, 16, "0 1 1 1 9000000:");
   text.replace(size - 16, 16, "0 1 1 2 90000123");  // the last two digits are not read
   std::ofstream(file) << text;
-  hostcore::setItem(kGfxDataNodeItem, file);
+  hostcore::setItem(7, file);
   Client client;
   Source source;
   source.registerCallBack(kFirst, &client);
@@ -194,8 +197,8 @@ TEST_F(Gfx, EachStartLooksUpTheNodesAndEachThreadReadsOne) {
   mSource.startEvent(kFirst, 1);
   mSource.report("0 1 1 1 9000");
   EXPECT_TRUE(mFirst.waitFor({{}, {9}, {}}));  // so its node is open
-  hostcore::setItem(kGfxDataNodeItem, "/");    // which opens, but cannot be read
-  hostcore::setItem(kGfxCtrlNodeItem, kControl + "2");
+  hostcore::setItem(7, "/");                   // which opens, but cannot be read
+  hostcore::setItem(8, kControl + "2");
   mSource.startEvent(kFirst, 2);
   hostcore::enableStore(false);
   mSource.startEvent(kSecond, 3);
@@ -214,11 +217,11 @@ TEST_F(Gfx, EachStartLooksUpTheNodesAndEachThreadReadsOne) {
 
 /** Here no event comes while a callback throws: on the polling thread nobody would catch it. */
 TEST_F(Gfx, NodesThatCannotBeOpenedAreLogged) {
-  hostcore::setItem(kGfxCtrlNodeItem, "/nowhere/control");
+  hostcore::setItem(8, "/nowhere/control");
   const int input = dup(STDIN_FILENO);
   std::vector<std::string> expected;
   for (const auto& [path, fd] : {std::tuple(std::string("/nowhere"), "-1"), {kData, "0"}}) {
-    hostcore::setItem(kGfxDataNodeItem, path);
+    hostcore::setItem(7, path);
     Source source;
     close(STDIN_FILENO);  // so that a node opens as descriptor 0
     const auto throws = [](int, void*, int, void*) { throw std::runtime_error("client"); };
@@ -238,21 +241,58 @@ TEST_F(Gfx, NodesThatCannotBeOpenedAreLogged) {
   EXPECT_EQ(mLog.texts(), expected);
 }
 
-TEST_F(Gfx, AThreadThatCannotBeCreatedIsTriedAgainByTheNextStart) {
-  failingnew::gNothrow = 1;
-  mSource.startEvent(kFirst, 1);
-  EXPECT_FALSE(mSource.hasThread() || !mLog.texts().empty());
+/** Once there is a thread again, the next start works: as for vsyncs. */
+TEST_F(Gfx, AThreadThatCannotBeCreatedIsLogged) {
   {
     const NoThreads noThreads;
-    mSource.startEvent(kSecond, 1);
+    mSource.startEvent(kFirst, 1);
   }
   EXPECT_FALSE(mSource.hasThread());
   const std::string failure = "AsyncEventsMgr_GFX: startThread() Thread Creation Failed";
   EXPECT_EQ(mLog.texts(), std::vector{failure});
-  mSource.pauseEvent(kFirst);
+}
+
+TEST_F(Gfx, ItsThreadHasAName) {
   mSource.startEvent(kFirst, 1);
   mSource.report(":");
   EXPECT_TRUE(mFirst.waitFor({}));
+  EXPECT_EQ(nameOf(mFirst.mThread), "LmGfxEvent");
+  GfxEvent::pollingThreadFunc(nullptr);
+}
+
+TEST_F(Gfx, EachOperationWaitsForTheLocksThatItsDataNeeds) {
+  char text[] = ":";
+  GfxFrameData data;
+  const std::tuple<const char*, std::mutex&, std::function<void()>> cases[] = {
+      {"start", mSource.mFrameLock, [&] { mSource.startEvent(nullptr, 1); }},
+      {"pause", mSource.mFrameLock, [&] { mSource.pauseEvent(nullptr); }},
+      {"parse", mSource.mFrameLock, [&] { mSource.stringParser(text, data); }},
+      {"deliver", mSource.mCallbacksLck, [&] { mSource.processCb(data); }},
+  };
+  for (const auto& [name, lock, operation] : cases) {
+    EXPECT_TRUE(waitsFor(lock, operation)) << name;
+  }
+}
+
+/** A callback uses memory up: the next read's rest is lost, and the thread goes on. */
+TEST_F(Gfx, APollingThreadWithoutMemoryDeliversWhatItHasAndGoesOn) {
+  const AsyncEventCallback greedy = [](int, void*, int, void*) {
+    static bool once = true;
+    failingnew::gThrowing = std::exchange(once, false);
+  };
+  mSource.registerCallBack(greedy, nullptr);
+  mSource.startEvent(kFirst, 1);
+  mSource.report("0 1 1 1 9000");
+  EXPECT_TRUE(mFirst.waitFor({{}, {9}, {}}));
+  mSource.startEvent(greedy, 1);
+  mSource.report(":");
+  EXPECT_TRUE(mFirst.waitFor({}));
+  mSource.report("0 1 1 1 20000:");
+  EXPECT_EQ(mLog.waitFor(1),
+            std::vector<std::string>{"AsyncEventsMgr_GFX: pollingThreadFunc() Caught "
+                                     "Exception: std::bad_alloc in pollingThreadFunc"});
+  mSource.report("0 2 2 1 40000");
+  EXPECT_TRUE(mFirst.waitFor({{}, {31}, {}}));
 }
 
 TEST_F(Gfx, SurvivesAStormOfClients) {

@@ -7,6 +7,8 @@
 
 #include <android-base/unique_fd.h>
 
+#include <atomic>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -14,9 +16,22 @@
 #include "AsyncEventsMgr.h"
 #include "HostThermal.h"
 #include "ThermalListenerV2.h"
+#include "testing/Hooks.h"
 #include "testing/LogCapture.h"
 #include "testing/NoThreads.h"
 #include "testing/PrivateProcess.h"
+#include "testing/SystemCallOf.h"
+
+static std::atomic<int> gSleeps;
+static std::atomic<long> gSleepNs;
+
+/** Counts sleeps and notes how long the last was meant to be. */
+extern "C" int nanosleep(const timespec* duration, timespec* rest) {
+  static const auto real = REAL(nanosleep);
+  ++gSleeps;
+  gSleepNs = duration->tv_sec * 1000000000L + duration->tv_nsec;
+  return real(duration, rest);
+}
 
 namespace {
 
@@ -42,11 +57,11 @@ void waitUntil(Condition condition) {
   }
 }
 
-/** Whether a thread waits on a condition or lock. */
-bool isAnyThreadAsleep() {
+/** Whether the polling thread waits on a condition or lock. */
+bool isPollingThreadAsleep() {
   for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-    long number = -1;
-    if (std::ifstream(task.path() / "syscall") >> number && number == SYS_futex) {
+    const pid_t thread = std::stoi(task.path().filename());
+    if (nameOf(thread) == "LmThermalEvent" && systemCallOf(thread) == SYS_futex) {
       return true;
     }
   }
@@ -116,15 +131,16 @@ TEST_F(Thermal, FetchesWhileStartedAndForgetsTheDataAtEachStart) {
   answer(awaitFetch());
 
   source.pauseEvent(second);
-  waitUntil([] { return fetched(), isAnyThreadAsleep(); });
+  waitUntil([] { return fetched(), isPollingThreadAsleep(); });
   EXPECT_FALSE(fetched().ok());
   source.startEvent(first);
   unique_fd sensor = awaitFetch();
   source.setThreadState(THREAD_EXIT);
-  const auto exited = Clock::now();
+  const int sleeps = gSleeps;
   answer(std::move(sensor));
   source.mThread->join();
-  EXPECT_GE(Clock::now() - exited, std::chrono::milliseconds(300));
+  EXPECT_EQ(gSleeps, sleeps + 1);  // it noticed only at the next turn
+  EXPECT_EQ(gSleepNs, 300000000);
   ThermalEvent::pollingThreadFunc(nullptr);
   EXPECT_THAT(mLog.texts(),
               testing::ElementsAre("AsyncEventsMgr_Thermal: startThread() Thread Creation Failed"));

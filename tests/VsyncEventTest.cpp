@@ -1,7 +1,9 @@
 #include <gmock/gmock.h>
+#include <poll.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <csignal>
 #include <filesystem>
@@ -11,12 +13,25 @@
 
 #include "HostCore.h"
 #include "config/DynamicLoader.h"
+#include "testing/BackgroundCall.h"
 #include "testing/EventRecorder.h"
 #include "testing/FailingNew.h"
+#include "testing/Hooks.h"
 #include "testing/LogCapture.h"
 #include "testing/NoThreads.h"
 #include "testing/SystemCallOf.h"
 #include "testing/TestSource.h"
+
+static std::atomic<int> gPolledEvents;
+static std::atomic<int> gPollTimeoutMs;
+
+/** Notes what the polling thread asks for. */
+extern "C" int poll(pollfd* fds, nfds_t count, int timeoutMs) {
+  static const auto real = REAL(poll);
+  gPolledEvents = count == 1 ? fds->events : 0;
+  gPollTimeoutMs = timeoutMs;
+  return real(fds, count, timeoutMs);
+}
 
 namespace {
 
@@ -33,6 +48,17 @@ constexpr long kPollCall = SYS_ppoll;
 
 std::atomic<int> gSignals;
 
+/** Callbacks that do nothing, all different. */
+template <int>
+void ignore(int, void*, int, void*) {}
+
+template <int... I>
+constexpr std::array<AsyncEventCallback, sizeof...(I)> distinct(std::integer_sequence<int, I...>) {
+  return {ignore<I>...};
+}
+
+constexpr auto kIgnoring = distinct(std::make_integer_sequence<int, 256>());
+
 /** A second callback beside kOther. */
 void checkArguments(int event, void* payload, int zero, void* recorder) {
   gPollingThread = gettid();
@@ -44,7 +70,7 @@ class Vsync : public testing::Test {
  protected:
   Vsync() { registerAt(mSource); }
 
-  static void SetUpTestSuite() { hostcore::setItem(kVsyncNodeItem, HostNameNode::kPath); }
+  static void SetUpTestSuite() { hostcore::setItem(22, HostNameNode::kPath); }
 
   void registerAt(VsyncEvent& source) {
     source.registerCallBack(checkArguments, &mFirst);
@@ -100,9 +126,9 @@ std::string positionIn(const std::string& path) {
 /** An attribute of sysfs notifies when it is opened and read for the first time, then no more. */
 TEST_F(Vsync, ReadsAndRewindsTheNodeAndDeliversNothingWithoutANotification) {
   const std::string node = "/sys/devices/system/cpu/online";
-  hostcore::setItem(kVsyncNodeItem, node);
+  hostcore::setItem(22, node);
   VsyncEvent source;
-  hostcore::setItem(kVsyncNodeItem, HostNameNode::kPath);
+  hostcore::setItem(22, HostNameNode::kPath);
   registerAt(source);
   source.startEvent(checkArguments);
   EXPECT_TRUE(mFirst.waitFor(1, kLimit));
@@ -111,6 +137,8 @@ TEST_F(Vsync, ReadsAndRewindsTheNodeAndDeliversNothingWithoutANotification) {
   for (const int state : {THREAD_RUNNING, THREAD_EXIT}) {
     waitUntilIn(kPollCall, gPollingThread);
     EXPECT_EQ(positionIn(node), "0");
+    EXPECT_EQ(gPolledEvents, POLLPRI);
+    EXPECT_EQ(gPollTimeoutMs, 300000);
     EXPECT_EQ(mFirst.count(), 1u);
     source.setThreadState(state);
     syscall(SYS_tgkill, getpid(), gPollingThread.load(), SIGUSR1);  // the poll fails
@@ -120,6 +148,19 @@ TEST_F(Vsync, ReadsAndRewindsTheNodeAndDeliversNothingWithoutANotification) {
     }
   }
   VsyncEvent::pollingThreadFunc(nullptr);
+}
+
+TEST_F(Vsync, ItsThreadHasAName) {
+  mSource.startEvent(checkArguments);
+  notifyUntilReceived(mFirst);
+  EXPECT_EQ(nameOf(gPollingThread), "LmVsyncEvent");
+}
+
+TEST_F(Vsync, DeliveryWaitsForTheRegistry) {
+  struct Open : VsyncEvent {
+    using AsyncEvent::mCallbacksLck;
+  } source;
+  EXPECT_TRUE(waitsFor(source.mCallbacksLck, [&] { source.processCb(); }));
 }
 
 TEST_F(Vsync, PausedCallbacksRestAndTheSourceSleepsOnceAllAre) {
@@ -144,7 +185,8 @@ TEST_F(Vsync, SurvivesAStormOfClients) {
     clients.push_back(std::async(std::launch::async, [this, cb] {
       for (int round = 0; round < 500; ++round) {
         mSource.startEvent(cb);
-        mSource.registerCallBack([](int, void*, int, void*) {}, nullptr);
+        mSource.registerCallBack(kIgnoring[static_cast<std::size_t>(round) % kIgnoring.size()],
+                                 nullptr);
         mSource.processCb();
         mNode.notify();
         mSource.pauseEvent(cb);
@@ -207,7 +249,7 @@ TEST_F(Vsync, ANodeThatCannotBeOpenedIsLoggedOnceAndNeverTriedAgain) {
   std::vector<std::string> expected;
   for (const char* const node : {"", "/nowhere/vsync", "no store", HostNameNode::kPath}) {
     const std::string path = node == std::string("no store") ? "" : node;
-    hostcore::setItem(kVsyncNodeItem, path);
+    hostcore::setItem(22, path);
     hostcore::enableStore(path == node);
     TestSource source(mNode);
     const auto throws = [](int, void*, int, void*) { throw std::runtime_error("client"); };
