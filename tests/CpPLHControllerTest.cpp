@@ -88,47 +88,25 @@ TEST_F(Controller, WritesTheInitialSettingsOnceAndThenWhatIsCommanded) {
     std::string files;
     Lines lines = {};
   };
-  const Settings three = {{kC, "3"}};
+  const Settings one = {{kC, "3"}};
+  const Settings several = {{kC, "x"}, {kC, ""}, {kB, "y"}};
+  const Settings unknown = {{kC, "3"}, {kUnknown, "x"}, {kB, "x"}};
+  const Settings folder = {{kFolder, "x"}, {kC, "3"}};
   const Case cases[] = {
       {"nothing to set", {}, true, nullptr, 0, "v", kA, 0, "old old old "},
-      {"an unknown setting",
-       {{kC, "3"}, {kUnknown, "x"}, {kB, "x"}},
-       true,
-       nullptr,
-       2,
-       "v",
-       kA,
-       0,
-       "old old 3 "},
-      {"no such type", {{kC, "x"}, {kC, ""}, {kB, "y"}}, true, nullptr, 3, "v", kA, 0, "old y  "},
+      {"an unknown setting", unknown, true, nullptr, 2, "v", kA, 0, "old old 3 "},
+      {"no such type", several, true, nullptr, 3, "v", kA, 0, "old y  "},
+      {"a negative type", one, true, nullptr, -1, "v", kA, 0, "old old 3 "},
       {"no store", {{kUnknown, "x"}}, false, nullptr, 2, "v", kA, 1, "v old old ", cannotOpen("")},
-      {"a path that cannot be opened",
-       {{kFolder, "x"}, {kC, "3"}},
-       true,
-       nullptr,
-       1,
-       "",
-       kA,
-       1,
-       "old 2 3 ",
-       cannotOpen(mFolder)},
-      {"a hook and a default", {}, true, initNothing, 0, "", kB, 1, kDefault + " old old "},
-      {"a hook and a value",
-       {{kUnknown, "x"}, {kC, "x"}},
-       true,
-       initNothing,
-       0,
-       "v",
-       kB,
-       1,
-       "v old old "},
-      {"the second preset", three, true, nullptr, 1, "v", kA, 1, "old v 3 "},
-      {"an empty value", three, true, nullptr, 2, "", kA, 1, " old 3 "},
-      {"an unknown item", three, true, nullptr, 2, "v", kUnknown, 0, "old old 3 "},
-      {"an item that cannot be opened", three, true, nullptr, 2, "v", kNowhere, 1, "old old 3 ",
+      {"a folder", folder, true, nullptr, 1, "", kA, 1, "old 2 3 ", cannotOpen(mFolder)},
+      {"a hook, and a default", {}, true, initNothing, 0, "", kB, 1, kDefault + " old old "},
+      {"a hook, and a value", unknown, true, initNothing, 0, "v", kB, 1, "v old old "},
+      {"the second preset", one, true, nullptr, 1, "v", kA, 1, "old v 3 "},
+      {"an empty value", one, true, nullptr, 2, "", kA, 1, " old 3 "},
+      {"an unknown item", one, true, nullptr, 2, "v", kUnknown, 0, "old old 3 "},
+      {"no node", one, true, nullptr, 2, "v", kNowhere, 1, "old old 3 ",
        cannotOpen("/nowhere/node")},
-      {"a node that takes nothing", three, true, nullptr, 2, "v", kFull, 1, "old old 3 "},
-      {"a negative type", three, true, nullptr, -1, "v", kA, 0, "old old 3 "},
+      {"a node that takes nothing", one, true, nullptr, 2, "v", kFull, 1, "old old 3 "},
   };
   for (auto [what, initial, hasStore, hook, type, value, item, result, after, lines] : cases) {
     SCOPED_TRACE(what);
