@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <android-base/unique_fd.h>
@@ -66,8 +67,11 @@ bool isNamed(int task, const std::string& name, std::string& text) {
   const auto isEnough = [&name](const std::string& line) {
     return line.size() > name.size() || line.find('\0') != std::string::npos;
   };
-  return readFile(TaskFile(task, "cmdline").path(), text, isEnough) && text[0] != '\0' &&
-         text.c_str() == name;
+  if (!readFile(TaskFile(task, "cmdline").path(), text, isEnough)) {
+    return false;
+  }
+  const std::string_view field = std::string_view(text).substr(0, text.find('\0'));
+  return !field.empty() && field == name;
 }
 
 /** The tasks of a list, up to the first that is no number. */

@@ -123,15 +123,15 @@ SysStatsRecord StatsProvider::getMemInfo() {
   }
   char text[kBufferSize];
   std::size_t size = 0;
-  for (ssize_t count; (count = read(file.get(), text + size, sizeof(text) - size)) != 0;) {
-    if (count < 0) {
-      return record;
-    }
+  ssize_t count = 0;
+  while ((count = read(file.get(), text + size, sizeof(text) - size)) > 0) {
     size += static_cast<std::size_t>(count);
     const std::size_t taken = lmsupport::takeMemInfoLines({text, size}, record);
     size -= taken;
     std::memmove(text, text + taken, size);
   }
-  lmsupport::takeMemInfoLine({text, size}, record);
+  if (count == 0) {  // what a failed read leaves behind is not known to be a whole line
+    lmsupport::takeMemInfoLine({text, size}, record);
+  }
   return record;
 }

@@ -89,6 +89,7 @@ FAILABLE(void*, genlmsg_put, nullptr,
          (nl_msg * message, uint32_t port, uint32_t seq, int family, int size, int flags,
           uint8_t command, uint8_t version),
          (message, port, seq, family, size, flags, command, version))
+FAILABLE(nlmsghdr*, nlmsg_hdr, nullptr, (nl_msg * message), (message))
 FAILABLE(int, nla_put, -5, (nl_msg * message, int type, int size, const void* data),
          (message, type, size, data))
 FAILABLE(int, nla_put_u32, -5, (nl_msg * message, int type, uint32_t value), (message, type, value))

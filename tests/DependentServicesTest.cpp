@@ -154,7 +154,8 @@ TEST_F(Services, ADeathDropsBothProxiesUntilTheNextQuery) {
 
 TEST_F(Services, EachConnectionLinksANewRecipientTo1_1AndThen1_0) {
   go({{"only 1.0", [this] { offer1_0(); }, clients, 0, "1.0", {kNotFound}},
-      {"1.1 appears", [this] { offer1_1(); }, connect, 0, "1.0+1.1"}});
+      {"1.1 appears", [this] { offer1_1(); }, connect, 0, "1.0+1.1"},
+      {"connected", nothing, connect, 0, "1.0+1.1"}});
   EXPECT_THAT(mScript.links, ElementsAre(Tracker1_1::descriptor, Tracker1_0::descriptor));
   const sp<STDeathRecipient> first = DependentServices::stDeathRecipient;
   go({{"1.0 fails", [this] { mScript.failsAfterAnswer = true; }, pids, 0, "+1.1"},

@@ -112,7 +112,8 @@ TEST_F(Stats, OddAnswersAreLogged) {
   mKernel.answer = {
       mKernel.message({{2, ""}, {4, Bytes(288, 's')}, {NLA_F_NESTED | 4, Bytes(288, 'x')}})};
   EXPECT_THAT(mStats.getSysStats().slots, Each(0x7373737373737373));
-  mKernel.answer = {mKernel.message({mListed, {3, "short"}, mListed}, NLM_F_MULTI), mKernel.done()};
+  mKernel.answer = {mKernel.message({mListed, {3, "short"}, mListed}, NLM_F_MULTI),
+                    mKernel.message({mListed}, NLM_F_MULTI), mKernel.done()};
   EXPECT_EQ(mStats.getPIDStatsRange(0, 1).size(), 1u);
   EXPECT_EQ(mStats.getPIDsRange(nullptr, mPids), -1);
   EXPECT_EQ(mStats.sendRecvData(0, 1, "", nullptr), -1);
@@ -203,12 +204,10 @@ TEST_F(Stats, EachFailedStepReleasesWhatWasTakenOnce) {
 }
 
 TEST_F(Stats, TheParserTrustsNoLengthAndNoMemory) {
-  EXPECT_EQ(stats_parser(nullptr, &mPids), NL_STOP);
   Bytes bytes = mKernel.message({mListed, mListed});
   auto& header = *reinterpret_cast<nlmsghdr*>(bytes.data());
   for (header.nlmsg_len = NLMSG_HDRLEN; header.nlmsg_len <= bytes.size(); ++header.nlmsg_len) {
     nl_msg* const message = nlmsg_convert(&header);  // a copy that is no longer than it says
-    EXPECT_EQ(stats_parser(message, nullptr), NL_STOP);
     std::vector<PidStatsRecord> records;
     failingnew::gThrowing = 1;
     EXPECT_EQ(stats_parser(message, &records), NL_OK);
@@ -222,6 +221,18 @@ TEST_F(Stats, TheParserTrustsNoLengthAndNoMemory) {
       mLog.texts(),
       testing::Contains(
           "StatsProvider: stats_parser() Caught Exception: std::bad_alloc in stats_parser"));
+}
+
+TEST_F(Stats, TheParserStopsWithoutAMessageOrAPlaceForIt) {
+  nl_msg* const message = nlmsg_alloc();
+  EXPECT_EQ(stats_parser(nullptr, &mPids), NL_STOP);
+  EXPECT_EQ(stats_parser(message, nullptr), NL_STOP);
+  hooks::failCall("nlmsg_hdr");
+  EXPECT_EQ(stats_parser(message, &mPids), NL_STOP);
+  nlmsg_free(message);
+  const std::string prefix = "StatsProvider: stats_parser() ";
+  EXPECT_THAT(mLog.texts(), ElementsAre(prefix + "nl_msg is NULL", prefix + "arg is NULL",
+                                        prefix + "nlmsg_hdr returned NULL"));
 }
 
 TEST_F(Stats, EachKindOfAnswerSeedsTheFuzzer) {
