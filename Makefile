@@ -1,5 +1,5 @@
-# A thin front of the CMake presets in CMakePresets.json. Every target installs the Debian packages
-# that it needs and that are missing: see packages.txt.
+# A thin front of the CMake presets in CMakePresets.json. Every target first installs the Debian packages
+# that it needs where some are missing: see packages.txt.
 
 SETUP := scripts/install-packages
 BUILD := build/release
@@ -10,6 +10,9 @@ export CTEST_PARALLEL_LEVEL ?= $(shell nproc)
 
 help: ## show this list
 	@sed -n 's/^\([a-z0-9-]*\):.*## /  make \1\t/p' Makefile | expand -t 20
+
+setup: ## install the Debian packages that the build needs, or those of GROUPS="build check"
+	@$(SETUP) $(or $(GROUPS),build)
 
 demo: ## show the library at work
 	@$(SETUP) build
@@ -95,19 +98,20 @@ docs: ## make the API reference, build/docs/html/index.html, and draw the diagra
 	@scripts/check-diagrams build/diagrams README.md CONTRIBUTING.md docs/*.md
 
 package: ## make Debian packages
-	@$(SETUP) build check
+	@$(SETUP) build package
 	@cmake --preset release >/dev/null
-	@cmake --build --preset release
+	@cmake --build --preset release --target installed lmctl_manual
 	@cd $(BUILD) && cpack
 
-install: ## install a release below DESTDIR
+install: ## install a release below DESTDIR and PREFIX, /usr/local
 	@$(SETUP) build
 	@cmake --preset release >/dev/null
-	@cmake --build --preset release
+	@cmake --build --preset release --target installed
 	@DESTDIR=$(DESTDIR) cmake --install $(BUILD) --prefix $(PREFIX)
+	@[ -n "$(DESTDIR)" ] || scripts/find-library $(PREFIX)
 
 clean: ## remove what was built
 	@rm -rf build
 
-.PHONY: help demo test bench bench-build check format format-check tidy arm64 device device-test \
+.PHONY: help setup demo test bench bench-build check format format-check tidy arm64 device device-test \
   device-demo report-check headers-check abi-check abi-update docs package install clean

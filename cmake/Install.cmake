@@ -1,4 +1,5 @@
-# Installation and Debian packages, in three components: library, dev, tool.
+# Installation and Debian packages, in three components: library, dev, tool. What they hold is built by
+# the target `installed`.
 
 include(CMakePackageConfigHelpers)
 
@@ -42,8 +43,12 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/lmsupport.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
   COMPONENT dev)
 
+add_custom_target(installed DEPENDS lmsupport lmhost)
 if(LMSUPPORT_BUILD_TOOLS)
+  add_dependencies(installed lmctl)
   install(TARGETS lmctl COMPONENT tool)
+  install(FILES ${PROJECT_BINARY_DIR}/tools/lmctl.1
+    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool OPTIONAL)
 endif()
 
 set(CPACK_PACKAGE_NAME lmsupport)

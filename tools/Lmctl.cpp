@@ -83,9 +83,6 @@ std::optional<int> parse(CLI::App& app, int argc, const char* const* argv, Conso
       return kSuccess;
     }
     return fail(namedCommand(app), unexpectedProblem(app, namedCommand(app)), kUsage, console);
-  } catch (const CLI::CallForAllHelp&) {
-    console.out << app.help("", CLI::AppFormatMode::All);
-    return kSuccess;
   } catch (const CLI::CallForVersion& version) {
     console.out << version.what() << "\n";
     return kSuccess;
@@ -113,7 +110,6 @@ int lmctl(int argc, const char* const* argv, Console& console) try {
   describe(app);
   addItems(app, items);
   addCommands(app, command);
-  app.set_help_all_flag("--help-all", "Show what all commands take");  // an option of lmctl's only
   if (const auto status = parse(app, argc, argv, console)) {
     return *status;
   }
