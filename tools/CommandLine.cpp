@@ -162,7 +162,7 @@ void addDemo(CLI::App& app, Command& command) {
 void addDoctor(CLI::App& app, Command& command) {
   const Commands<DoctorOptions> commands(app, command);
   CLI::App& doctor =
-      commands.add("doctor", "Report which services can work here, and what others lack.", examine,
+      commands.add("doctor", "Report which services can work here.", examine,
                    "an array of {service, state, detail, what_to_do};\nstate is ok or missing");
   doctor.add_option("SERVICE", commands.options->services, "Fail unless these services work")
       ->option_text("...");
@@ -229,8 +229,8 @@ void addReport(CLI::App& app, Command& command) {
 
 void addLookup(CLI::App& app, Command& command) {
   const Commands<LookupOptions> commands(app, command);
-  CLI::App& pid = commands.add("pid", "Find a process among the foreground tasks, in up to 1 s.",
-                               lookUpProcess, "an object {name, pid}");
+  CLI::App& pid = commands.add("pid", "Find a process among the foreground tasks.", lookUpProcess,
+                               "an object {name, pid}");
   addOption(pid, "NAME", commands.options->name, kNeeded,
             "Its command's whole first word; an app's package")
       ->required();
@@ -319,8 +319,8 @@ void addDb(CLI::App& app, Command& command) {
       "a line for each row, an object {rowid, int, app, rsvd, launches}\nor {rowid, int, slot, "
       "rsvd, apps}; a payload of another size is in hex");
   addKey(dump, options);
-  CLI::App& put = commands.add("put", "Add a row with the options' fields, or the rows of a file.",
-                               dbPut, "an object {put}, the number of rows");
+  CLI::App& put = commands.add("put", "Add a row of these fields, or those of a file.", dbPut,
+                               "an object {put}, the number of rows");
   addKey(put, options);
   put.add_option("VALUE", options.value, "A count for --app, a text of apps for --slot")
       ->option_text(kNeeded);
@@ -338,9 +338,10 @@ void addFavourites(CLI::App& app, Command& command) {
   CLI::App& favourites = addGroup(app, "favourites", "Work with the favourite applications.");
   const Commands<FavouritesOptions> commands(favourites, command);
   FavouritesOptions& options = *commands.options;
-  CLI::App& rebuild = commands.add(
-      "rebuild", "Rebuild the tables of favourites from their text; print them.", rebuildFavourites,
-      "an object {time_slots, favourite_launches}, arrays of {slot, apps}\nand {app, launches}");
+  CLI::App& rebuild =
+      commands.add("rebuild", "Rebuild the tables of favourites; print them.", rebuildFavourites,
+                   "an object {time_slots, favourite_launches}, arrays of {slot, apps}\nand {app, "
+                   "launches}; null for unknown launches");
   addOption(rebuild, "--dir", options.folder, "DIR", "Folder of the three databases")->required();
   CLI::Option* const text =
       rebuild.add_option("--text", options.text, "Text, instead of the configured one")

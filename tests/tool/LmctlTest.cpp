@@ -1,25 +1,20 @@
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
+#include <cctype>
 #include <map>
 #include <nlohmann/json.hpp>
 
 #include "HostCore.h"
-#include "LMDatabase.h"
 #include "RunLmctl.h"
 #include "config/DynamicLoader.h"
 #include "testing/FakeKernel.h"
 #include "testing/HostNameNode.h"
 #include "testing/TemporaryFolder.h"
 
+using testing::Contains;
 using testing::ContainsRegex;
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Pair;
 
 namespace {
 
@@ -45,6 +40,17 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
         Case{{"favourites", "rebuild", "--dir", ""}, kUsage, "--dir: the name is empty"},
         Case{{"watch", "vsync", "--node", longPath.c_str()}, kUsage, "vsync: .*than 149 bytes"},
         Case{{"demo", "--seconds", "0"}, kUsage, "lmctl demo: .*--seconds"},
+        Case{{"nonsense", "--help"}, kUsage, "lmctl: no command 'nonsense'"},
+        Case{{"--item", "22", "mem"}, kUsage, "'22' is not an item's number, '=' and a path"},
+        Case{{"mem", "--item", "-5=/x"}, kUsage, "'-5=/x' is not an item's number"},
+        Case{{"mem", "--", "--json"}, kUsage, "'--json' belongs after the command and before any"},
+        Case{{"mem", "--json=x"}, kUsage, "lmctl mem: a flag takes no value"},
+        Case{{"stats", "range", "2", "1"}, kUsage, "lmctl stats range: FIRST is above LAST"},
+        Case{{"services", "pids"}, kUsage, "NAME is required"},
+        Case{{"doctor", "vsync", "nonsense"},
+             kUsage,
+             "no service 'nonsense'; there are core-library"},
+        Case{{"node", "write", "3", "x", "--item", "3=/tmp"}, kFailure, "/tmp: Is a directory"},
         Case{{"watch", "vsync", "--help"}, kSuccess, "--node PATH"}}) {
     const LmctlResult result = runLmctl(words);
     EXPECT_EQ(result.status, status);
@@ -54,72 +60,72 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
   }
 }
 
-TEST(Lmctl, StoresAreFilledShownAndEmptied) {
-  const TemporaryFolder temporary;
-  const std::string& folder = temporary.path();
-  std::ofstream(folder + "/text") << "b/=a/\n";
-  const std::string file = folder + "/launch_history.db ";
-  const std::string table = file + "launch_history ";
-  const std::string rebuild = "favourites rebuild --dir " + folder;
-  const std::string row = "rowid  int  app  rsvd  launches\n1      3    a    -     5\n";
-  using Step = std::tuple<std::string, int, std::string>;
-  for (const auto& [words, status, out] : {
-           Step{"db dump " + table, kFailure, ""},
-           Step{"db put " + table + "five --app a", kUsage, ""},
-           Step{"db put " + table + "5", kUsage, ""},
-           Step{"db dump " + table, kFailure, ""},  // as nothing made the file yet
-           Step{"db put " + table + "5 --app a --int 03", kSuccess, "put 1 row\n"},
-           Step{"db put " + table + "6 --app b\xff --json", kSuccess, "\"put\": 1\n"},
-           Step{"db put " + table + "6 --slot b", kFailure, ""},
-           Step{"db dump " + file + "launches", kFailure, ""},
-           Step{"db delete " + file + "launches --all", kFailure, ""},
-           Step{"db delete " + table, kUsage, ""},
-           Step{"db delete " + table + "--app ''", kUsage, ""},
-           Step{"db delete " + table + "--int 2147483647", kUsage, ""},
-           Step{"db put " + file + "'x;y' 5 --app a", kUsage, ""},
-           Step{"db dump " + table + "--app it\\'s", kUsage, ""},
-           Step{"db dump " + table + "--app a", kSuccess, row},
-           Step{"db dump " + table, kSuccess, "b\\xff"},
-           Step{"db dump " + table + "--json", kSuccess, "\"app\":\"b\xef\xbf\xbd\""},
-           Step{rebuild + " --text-file " + folder + "/text", kSuccess, "week_end_1  a/\n"},
-           Step{rebuild + " --text a/", kSuccess, "favourite_launches\napp  launches\na    5\n"},
-           Step{rebuild + " --text a/ --json", kSuccess, "\"launches\": 5"},
-           Step{"db delete " + table + "--int 3", kSuccess, "deleted 1 row\n"},
-           Step{"db delete " + table + "--all", kSuccess, "deleted 1 row\n"},
-           Step{"db dump " + table, kSuccess, "(no rows)\n"},
-           Step{"node write 3 x --json --item 3=/tmp", kFailure, ""},
-           Step{"node write 3 x --json --item 3=/dev/null", kSuccess, "\"read\": null"},
-       }) {
-    EXPECT_THAT(run(words), Pair(status, HasSubstr(out))) << words;
+/** The help of a command and of those below it, in the order in which they are listed. */
+std::string allHelp(const std::string& command) {
+  const std::string help = runLine(command + " --help").out;
+  std::string all = help;
+  std::istringstream lines(help);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with("  ") && std::islower(static_cast<unsigned char>(line[2])) != 0) {
+      all += allHelp(command + " " + line.substr(2, line.find(' ', 2) - 2));
+    }
   }
+  return all;
+}
+
+TEST(Lmctl, HelpOfAllCommandsFitsATerminal) {
+  std::istringstream help(allHelp(""));
+  std::vector<std::string> usages;
+  for (std::string line; std::getline(help, line);) {
+    EXPECT_LE(line.size(), 80u) << line;
+    if (line.starts_with("Usage: ")) {
+      usages.push_back(line);
+    }
+  }
+  EXPECT_EQ(usages.size(), 28u);
+  EXPECT_THAT(usages, Contains("Usage: lmctl db put [OPTION...] FILE TABLE [VALUE]"));
 }
 
 TEST(Lmctl, DoctorTellsWhatIsThereFromWhatIsMissing) {
-  const auto vsync = [](const std::string& options) {
-    std::vector<std::string> found;
-    for (const auto& line : nlohmann::json::parse(run("doctor --json" + options).second)) {
-      EXPECT_EQ(line["state"] == "ok", line["what_to_do"].is_null()) << line;
-      if (line["service"] == "vsync") {
-        found.push_back(line["state"].get<std::string>() + ": " +
-                        line["detail"].get<std::string>());
-      }
-    }
-    return found;
-  };
-  EXPECT_THAT(vsync(""), ElementsAre("missing: item 22 is not configured"));
-  EXPECT_THAT(vsync(" --item 22=/x"), ElementsAre("missing: /x: No such file or directory"));
-  EXPECT_THAT(vsync(" --item 22=/dev/null"), ElementsAre("missing: /dev/null: not a kernel node"));
   const std::string node = HostNameNode::kPath;
-  EXPECT_THAT(vsync(" --item 22=" + node), ElementsAre("ok: item 22, " + node));
+  for (const auto& [item, finding] :
+       std::map<std::string, std::string>{{"23=/x", "missing: item 22 is not configured"},
+                                          {"22=/x", "missing: /x: No such file or directory"},
+                                          {"22=/dev/null", "missing: /dev/null: not a kernel node"},
+                                          {"22=" + node, "ok: item 22, " + node}}) {
+    const LmctlResult result = runLine("doctor vsync --json --item " + item);
+    const auto lines = nlohmann::json::parse(result.out);
+    ASSERT_EQ(lines.size(), 1u);
+    const auto& line = lines[0];
+    EXPECT_EQ(line["state"].get<std::string>() + ": " + line["detail"].get<std::string>(), finding);
+    EXPECT_EQ(line["state"] == "ok", line["what_to_do"].is_null()) << line;
+    EXPECT_EQ(result.status, line["state"] == "ok" ? kSuccess : kFailure);
+  }
+  const LmctlResult all = runLine("doctor");
+  EXPECT_EQ(all.status, kSuccess);
+  EXPECT_THAT(all.out, ContainsRegex("\nmissing  vsync  .*\n         set item 22 in "));
+}
+
+TEST(Lmctl, NodeWriteTellsWhatTheDriverMadeOfIt) {
+  const LmctlResult cut =
+      runLine("node write 3 longer-than-fifteen --json --item 3=/proc/self/comm");
+  EXPECT_EQ(cut.status, kSuccess) << cut.err;
+  EXPECT_EQ(nlohmann::json::parse(cut.out)["read"], "longer-than-fif");
+  const LmctlResult refused = runLine("node write 3 x --item 3=/proc/self/oom_score_adj");
+  EXPECT_EQ(refused.status, kFailure);
+  EXPECT_THAT(refused.err, HasSubstr("/proc/self/oom_score_adj: not written: Invalid argument\n"));
+  EXPECT_EQ(runLine("node write 3 x --item 3=/dev/null").out, "/dev/null: written\n");
 }
 
 TEST(Lmctl, MembersOfJsonKeepTheirNames) {
   const TemporaryFolder folder;
-  for (const auto& [words, names] : std::map<std::string, std::string>{
+  runLine("db put " + folder.path() + "/db t 1 --app a");
+  for (const auto& [words, names] : std::vector<std::pair<std::string, std::string>>{
            {"mem", "swap_used_kb swap_total_kb vmalloc_used_kb"},
+           {"db tables " + folder.path() + "/db", "table payload rows"},
+           {"db dump " + folder.path() + "/db t", "rowid int app rsvd launches"},
            {"db delete --all " + folder.path() + "/db t", "deleted"}}) {
-    run("db put " + folder.path() + "/db t 1 --app a");
-    EXPECT_EQ(memberNames(run(words + " --json").second), names) << words;
+    EXPECT_EQ(memberNames(runLine(words + " --json").out), names) << words;
   }
   FakeKernel kernel;
   using Case = std::tuple<std::vector<const char*>, Attributes::value_type, const char*>;
@@ -139,55 +145,9 @@ TEST(Lmctl, MembersOfJsonKeepTheirNames) {
 }
 
 TEST(Lmctl, VersionNamesTheLibrariesThatAreLoaded) {
-  EXPECT_THAT(run("--version"),
-              Pair(kSuccess, ContainsRegex("^lmctl [1-9][0-9.]+\nlibrary +/.*/liblmsupport.*\n"
-                                           "core library +/.*/liblmhost.*\n$")));
-}
-
-TEST(Lmctl, BadRowsAreNamedAndNothingIsWritten) {
-  const TemporaryFolder folder;
-  const std::string rows = folder.path() + "/rows";
-  const std::string good = "{\"app\": \"a\", \"launches\": 1}\n";
-  for (const auto& [row, problem] : std::vector<std::pair<std::string, const char*>>{
-           {"{\"app\": b}", "line 2: column 9: syntax error"},
-           {"[]", "line 2: not an object"},
-           {R"({"app": "b"})", "line 2: no 'launches' is given"},
-           {R"({"launches": 1, "rsvd": "a"})", "line 2: no 'app' is given"},
-           {R"({"app": "b", "launches": null})", "'launches' is not a whole number"},
-           {R"({"app": "b", "launches": 2147483648})", "'launches' is not a whole number"},
-           {R"({"app": "b", "int": 2147483647, "launches": 1})", "'int' is not a whole number"},
-           {R"({"app": "b\u0000", "launches": 1})", "'app' is not a text without zero bytes"},
-           {R"({"app": "b", "app": "c", "launches": 1})", "'app' is given twice"},
-           {R"({"slot": "b", "apps": "c/"})", "'apps' is not a column of this kind of rows"}}) {
-    std::ofstream(rows) << good << row;
-    EXPECT_THAT(run("db put " + folder.path() + "/db t --from " + rows + " 2>&1"),
-                Pair(kFailure, HasSubstr(problem)));
-    EXPECT_NE(access((folder.path() + "/db").c_str(), F_OK), 0);
-  }
-}
-
-TEST(Lmctl, ADumpOfAnySizeCanBePutBack) {
-  const TemporaryFolder folder;
-  const std::string rows = folder.path() + "/rows";
-  std::ofstream file(rows);
-  file << R"({"app": "x\n,y", "launches": -2})"
-       << "\n\n"
-       << R"({"rowid": 9, "app": "i\"s", "int": 7, "rsvd": "r", "launches": 3})"
-       << "\n";
-  for (int i = 0; i < kMaxRowsPerRead; ++i) {
-    file << R"({"app": "a", "launches": 1})"
-         << "\n";
-  }
-  file.close();
-  const std::string table = folder.path() + "/a t ";
-  EXPECT_THAT(run("db put " + table + "--from " + rows), Pair(kSuccess, "put 10002 rows\n"));
-  const auto [status, dump] = run("db dump --json " + table);
-  EXPECT_EQ(status, kSuccess);
-  EXPECT_EQ(std::count(dump.begin(), dump.end(), '\n'), 10002);
-  EXPECT_THAT(dump, HasSubstr(R"("int":7,"app":"i\"s","rsvd":"r","launches":3)"));
-  std::ofstream(rows) << dump;
-  run("db put " + folder.path() + "/b t --from - <" + rows);
-  EXPECT_EQ(run("db dump --json " + folder.path() + "/b t").second, dump);
+  EXPECT_THAT(runLine("--version").out,
+              ContainsRegex("^lmctl [1-9][0-9.]+\nlibrary +/.*/liblmsupport.*\n"
+                            "core library +/.*/liblmhost.*\n$"));
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 
 #include <cstdio>
+#include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
@@ -24,6 +25,17 @@ inline LmctlResult runLmctl(std::vector<const char*> words) {
   Console console{out, err, false};
   const int status = lmctl(static_cast<int>(words.size()), words.data(), console);
   return {status, out.str(), err.str()};
+}
+
+/** Runs lmctl in this process with the words of a line. */
+inline LmctlResult runLine(const std::string& line) {
+  std::istringstream stream(line);
+  const std::vector<std::string> words{std::istream_iterator<std::string>(stream), {}};
+  std::vector<const char*> pointers;
+  for (const std::string& word : words) {
+    pointers.push_back(word.c_str());
+  }
+  return runLmctl(pointers);
 }
 
 /** Runs lmctl as a shell does; returns its exit status and output. */

@@ -22,6 +22,7 @@ constexpr char kFavouritesTable[] = "favourite_launches";
 constexpr char kHistoryTable[] = "launch_history";
 constexpr char kSlotsTable[] = "time_slots";
 constexpr std::size_t kLongestSlot = 4095;
+constexpr int kUnknownLaunches = -1;
 
 /** The three stores of favourites; in memory without a folder. */
 struct Stores {
@@ -121,7 +122,9 @@ int rebuildFavourites(const FavouritesOptions& options, Console& console) {
   }
   ordered_json favourites = ordered_json::array();
   for (const auto& [app, launches] : tables.apps) {
-    favourites.push_back({{"app", app}, {"launches", launches}});
+    const bool isKnown = launches != kUnknownLaunches;
+    favourites.push_back(
+        {{"app", app}, {"launches", isKnown ? ordered_json(launches) : ordered_json()}});
   }
   if (options.json) {
     printJson({{kSlotsTable, slots}, {kFavouritesTable, favourites}}, console.out);
