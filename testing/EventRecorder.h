@@ -50,8 +50,6 @@ class EventRecorder {
   /** The callback to register, with the recorder as its user pointer. */
   static void onEvent(int event, void* payload, int zero, void* recorder);
 
-  const Unit& unit() const { return mRecording.unit; }
-
   std::size_t count() const;
 
   /** Waits until count events have arrived; false when that takes longer than limit. */

@@ -2,14 +2,10 @@
 #include <memory>
 #include <ostream>
 #include <sstream>
-#include <stdexcept>
 #include <system_error>
 
-#include "AsyncEventsMgr.h"
-#include "ConfigOverrides.h"
 #include "demo/Steps.h"
-#include "testing/Display.h"
-#include "testing/FrameFeed.h"
+#include "watch/Source.h"
 #include "watch/Summary.h"
 
 namespace {
@@ -28,26 +24,18 @@ std::unique_ptr<FrameFeed> makeFeed(const std::string& device) {
   return std::make_unique<DeviceFrames>(device);
 }
 
-/** Waits until a first event shows that the polling thread waits on the node. */
-bool waitForSource(Display& display, EventRecorder& recorder) {
-  constexpr int kAttempts = 200;
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    display.raise();
-    if (recorder.waitFor(1, std::chrono::milliseconds(10))) {
-      recorder.waitFor(2, std::chrono::milliseconds(100));  // a second one may be on its way
-      recorder.clear();
-      return true;
-    }
-  }
-  return false;
-}
-
-/** Shows a recorder's count, on a terminal only: a pipe would keep every line. */
-void showCount(DemoScene& scene, const EventRecorder& recorder, const char* noun) {
-  const auto line = [&] { return countText(recorder.latest({}, 0), noun); };
+/** Watches a source for a while; shows a count on a terminal only, as a pipe would keep every line. */
+Watched::Events watch(WatchedSource& source, DemoScene& scene) {
+  scene.console.out << "node       " << source.node() << ", at " << Display::kRateHz << " Hz for "
+                    << scene.options.seconds << " s\n";
+  const auto line = [&] { return countText(source.recorder().latest({}, 0), source.kind().noun); };
+  source.start();
+  const Clock::time_point begin = Clock::now();
   scene.isStopped =
-      showProgress(scene.console, scene.signals, endAfter(scene.options.seconds, Clock::now()),
+      showProgress(scene.console, scene.signals, endAfter(scene.options.seconds, begin),
                    scene.console.live ? ProgressLine(line) : ProgressLine());
+  source.pause();
+  return {source.node(), begin, Clock::now(), source.recorder().recording()};
 }
 
 /** Whether count is about as large as expected. Under load some events merge. */
@@ -63,39 +51,16 @@ std::string fixed(double value) {
 
 }  // namespace
 
-StepResult demonstrateVsync(DemoScene& scene) {
+StepResult demonstrateVsync(DemoScene& scene) try {
   std::ostream& out = scene.console.out;
-  std::unique_ptr<Display> display;
-  try {
-    display = makeDisplay(scene.options.device);
-  } catch (const std::system_error&) {
-    return noNamespaces(scene);
-  }
-  ConfigOverrides overrides;
-  overrides.set(kVsyncNodeItem, display->node());
-  EventRecorder recorder;
-  VsyncEvent& source = *VsyncEvent::getInstance();
-  source.registerCallBack(EventRecorder::onEvent, &recorder);
-  source.startEvent(EventRecorder::onEvent);
-  if (!waitForSource(*display, recorder)) {
-    source.pauseEvent(EventRecorder::onEvent);
-    throw std::runtime_error("no event arrived from " + display->node() +
-                             "; check that it can be read");
-  }
+  auto owned = makeDisplay(scene.options.device);
+  const Display& display = *owned;
+  WatchedVsyncs source(std::move(owned));
+  scene.watched.vsync = watch(source, scene);
+  scene.notified = display.notified();
 
-  out << "node       " << display->node() << ", notified at " << Display::kRateHz << " Hz for "
-      << scene.options.seconds << " s\n";
-  const Clock::time_point begin = Clock::now();
-  display->start(source);
-  showCount(scene, recorder, "event");
-  display->stop();
-  recorder.waitFor(display->count(), std::chrono::seconds(1));
-  source.pauseEvent(EventRecorder::onEvent);
-
-  const Recording recording = recorder.recording();
-  const std::size_t raised = display->count();
-  scene.notified = display->notified();
-  scene.watched.vsync = {display->node(), begin, Clock::now(), recording};
+  const Recording& recording = scene.watched.vsync->recording;
+  const std::size_t raised = display.count();
   const Distribution latency = latencies(scene.notified, recording.arrivals);
   out << "raised     " << raised << " events\n";
   if (recording.events > raised) {
@@ -107,33 +72,20 @@ StepResult demonstrateVsync(DemoScene& scene) {
   return {std::to_string(recording.events) + " of " + std::to_string(raised) +
               " received, latency " + fixed(latency.median()) + " us",
           outcomeOf(isAbout(recording.events, raised) && isSoon)};
+} catch (const std::system_error&) {
+  return noNamespaces(scene);
 }
 
 StepResult demonstrateFrames(DemoScene& scene) {
-  std::ostream& out = scene.console.out;
-  const std::unique_ptr<FrameFeed> feed = makeFeed(scene.options.device);
-  ConfigOverrides overrides;
-  overrides.set(kGfxDataNodeItem, feed->node());
-  overrides.set(kGfxCtrlNodeItem, feed->controlNode());
-  EventRecorder recorder(kMilliseconds);
-  GfxEvent& source = *GfxEvent::getInstance();
-  source.registerCallBack(EventRecorder::onEvent, &recorder);
+  auto owned = makeFeed(scene.options.device);
+  const FrameFeed& feed = *owned;
+  WatchedFrames source(std::move(owned));
+  scene.watched.frames = watch(source, scene);
 
-  out << "node       " << feed->node() << ", frames at " << Display::kRateHz << " Hz for "
-      << scene.options.seconds << " s\n";
-  const Clock::time_point begin = Clock::now();
-  source.startEvent(EventRecorder::onEvent, feed->controlValue());
-  feed->start();
-  showCount(scene, recorder, "frame");
-  feed->stop();
-  recorder.waitFor(feed->count(), std::chrono::seconds(1));
-  source.pauseEvent(EventRecorder::onEvent);
-
-  const Recording recording = recorder.recording();
-  out << "reported   " << feed->text() << "\n";
-  printFrames(recording, out);
-  scene.watched.frames = {feed->node(), begin, Clock::now(), recording};
-  return {std::to_string(recording.events) + " of " + std::to_string(feed->count()) + " started, " +
+  const Recording& recording = scene.watched.frames->recording;
+  scene.console.out << "reported   " << feed.text() << "\n";
+  printFrames(recording, scene.console.out);
+  return {std::to_string(recording.events) + " of " + std::to_string(feed.count()) + " started, " +
               std::to_string(Lateness(recording.intervals.values).events) + " late",
-          outcomeOf(isAbout(recording.events, feed->count()))};
+          outcomeOf(isAbout(recording.events, feed.count()))};
 }

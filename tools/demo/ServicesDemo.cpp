@@ -24,15 +24,8 @@ class SampleTracker : public TrackerBase<Tracker> {
     return {};
   }
 
-  Result getServicePids(const Texts& services, getServicePids_cb done) override {
-    hidl_vec<std::int32_t> pids;
-    pids.resize(services.size());
-    done(Status::SUCCESS, pids);
-    return {};
-  }
-
   Result getAllActiveServicePids(getAllActiveServicePids_cb done) override {
-    done(Status::SUCCESS, {640, 812, 977});
+    done(Status::SUCCESS, {812, 977});
     return {};
   }
 };

@@ -41,8 +41,8 @@ inline StepResult noNamespaces(DemoScene& scene) {
 
 /**
  * The steps, each of which prints what it shows. They throw std::runtime_error when they cannot go
- * on. The first two make namespaces of their own, in a child process, which the kernel allows only
- * while the process has neither threads nor other namespaces.
+ * on. In this order: the first, in a child process, and the two after it make namespaces of their own,
+ * which the kernel allows anybody only while the process has no other thread.
  */
 StepResult demonstrateLookup(DemoScene& scene);
 StepResult demonstrateThermal(DemoScene& scene);

@@ -52,8 +52,8 @@ std::vector<WatchedSource*> usableSources(WatchedVsyncs& vsyncs, WatchedFrames& 
 std::string countsLine(const std::vector<WatchedSource*>& sources) {
   std::string line;
   for (const WatchedSource* const source : sources) {
-    line += (line.empty() ? "" : "   ") + std::string(source->name()) + ": " +
-            countText(source->recorder().latest({}, 0), source->noun());
+    line += (line.empty() ? "" : "   ") + std::string(source->kind().name) + ": " +
+            countText(source->recorder().latest({}, 0), source->kind().noun);
   }
   return line;
 }
@@ -85,8 +85,8 @@ int makeReport(const ReportOptions& options, Console& console) {
   }
   const StopSignals signals;
   Watched watched;
-  WatchedVsyncs vsyncs(options.sample, options.vsyncNode);
-  WatchedFrames frames(options.sample, options.frameNode, options.controlNode,
+  WatchedVsyncs vsyncs(sampleDisplay(options.sample), options.vsyncNode);
+  WatchedFrames frames(sampleFrames(options.sample), options.frameNode, options.controlNode,
                        options.controlValue);
   const auto sources = usableSources(vsyncs, frames, options, watched);
   std::optional<OutputFile> page;

@@ -1,6 +1,7 @@
 #include "watch/Source.h"
 
 #include <nlohmann/json.hpp>
+#include <stdexcept>
 
 #include "AsyncEventsMgr.h"
 #include "NodeChecks.h"
@@ -8,15 +9,35 @@
 #include "watch/Summary.h"
 #include "watch/Trace.h"
 
-WatchedVsyncs::WatchedVsyncs(bool sample, const std::string& path) : WatchedSource(kMicroseconds) {
-  if (sample) {
-    mOverrides.set(kVsyncNodeItem, mSample.emplace().node());
-  } else if (!path.empty()) {
-    mOverrides.set(kVsyncNodeItem, path);
+namespace {
+
+constexpr auto kDrainTime = std::chrono::milliseconds(200);  ///< for events on their way
+
+void addVsyncs(TraceWriter& trace, const Recording& vsyncs) {
+  trace.addInstants("vsync", vsyncs.arrivals);
+}
+
+void addFrames(TraceWriter& trace, const Recording& frames) { trace.addFrames(frames); }
+
+const WatchedSource::Kind kVsyncs = {"vsync",     "event",      kVsyncNodeItem, kMicroseconds,
+                                     printVsyncs, vsyncFigures, addVsyncs};
+const WatchedSource::Kind kFrames = {"gfx",       "frame",      kGfxDataNodeItem, kMilliseconds,
+                                     printFrames, frameFigures, addFrames};
+
+}  // namespace
+
+std::string WatchedSource::node() const { return lmsupport::configuredNodePath(mKind.item); }
+
+void WatchedSource::setNode(int item, const std::string& path) {
+  if (!path.empty()) {
+    mOverrides.set(item, path);
   }
 }
 
-std::string WatchedVsyncs::node() const { return lmsupport::configuredNodePath(kVsyncNodeItem); }
+WatchedVsyncs::WatchedVsyncs(std::unique_ptr<Display> display, const std::string& path)
+    : WatchedSource(kVsyncs), mDisplay(std::move(display)) {
+  setNode(kVsyncNodeItem, mDisplay ? mDisplay->node() : path);
+}
 
 std::string WatchedVsyncs::problem() const { return notifyingNodeProblem(kVsyncNodeItem); }
 
@@ -24,79 +45,73 @@ void WatchedVsyncs::start() {
   VsyncEvent& source = *VsyncEvent::getInstance();
   source.registerCallBack(EventRecorder::onEvent, &mRecorder);
   source.startEvent(EventRecorder::onEvent);
-  if (mSample) {
-    mSample->start(source);
+  if (!mDisplay) {
+    return;
   }
+  if (!waitUntilPolled()) {
+    source.pauseEvent(EventRecorder::onEvent);
+    throw std::runtime_error("no event arrives from " + node());
+  }
+  mDisplay->start(source);
 }
 
 void WatchedVsyncs::pause() {
-  if (mSample) {
-    mSample->stop();
+  if (mDisplay) {
+    mDisplay->stop();
+    mRecorder.waitFor(mDisplay->count(), kDrainTime);
   }
   VsyncEvent::getInstance()->pauseEvent(EventRecorder::onEvent);
 }
 
-void WatchedVsyncs::print(const Recording& recording, std::ostream& out) const {
-  printVsyncs(recording, out);
-}
-
-nlohmann::ordered_json WatchedVsyncs::figures(const Recording& recording) const {
-  return vsyncFigures(recording);
-}
-
-void WatchedVsyncs::addTo(TraceWriter& trace, const Recording& recording) const {
-  trace.addInstants("vsync", recording.arrivals);
-}
-
-WatchedFrames::WatchedFrames(bool sample, const std::string& path, const std::string& controlPath,
-                             int value)
-    : WatchedSource(kMilliseconds), mControlValue(value) {
-  if (sample) {
-    mSample.emplace();
-    mOverrides.set(kGfxDataNodeItem, mSample->node());
-    mOverrides.set(kGfxCtrlNodeItem, mSample->controlNode());
-    return;
+bool WatchedVsyncs::waitUntilPolled() {
+  constexpr int kAttempts = 200;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    mDisplay->raise();
+    if (mRecorder.waitFor(1, std::chrono::milliseconds(10))) {
+      mRecorder.waitFor(2, kDrainTime);
+      mRecorder.clear();
+      return true;
+    }
   }
-  if (!path.empty()) {
-    mOverrides.set(kGfxDataNodeItem, path);
-  }
-  if (!controlPath.empty()) {
-    mOverrides.set(kGfxCtrlNodeItem, controlPath);
-  }
+  return false;
 }
 
-std::string WatchedFrames::node() const { return lmsupport::configuredNodePath(kGfxDataNodeItem); }
+WatchedFrames::WatchedFrames(std::unique_ptr<FrameFeed> feed, const std::string& path,
+                             const std::string& controlPath, int value)
+    : WatchedSource(kFrames),
+      mFeed(std::move(feed)),
+      mControlValue(mFeed ? mFeed->controlValue() : value) {
+  setNode(kGfxDataNodeItem, mFeed ? mFeed->node() : path);
+  setNode(kGfxCtrlNodeItem, mFeed ? mFeed->controlNode() : controlPath);
+}
 
 std::string WatchedFrames::problem() const { return blockingNodeProblem(kGfxDataNodeItem); }
 
 std::string WatchedFrames::controlProblem() const {
-  return mSample ? "" : nodeProblem(kGfxCtrlNodeItem, W_OK);
+  return mFeed ? "" : nodeProblem(kGfxCtrlNodeItem, W_OK);
 }
 
 void WatchedFrames::start() {
   mWriter = holdOpenIfFifo(node());
   GfxEvent::getInstance()->registerCallBack(EventRecorder::onEvent, &mRecorder);
   GfxEvent::getInstance()->startEvent(EventRecorder::onEvent, mControlValue);
-  if (mSample) {
-    mSample->start();
+  if (mFeed) {
+    mFeed->start();
   }
 }
 
 void WatchedFrames::pause() {
-  if (mSample) {
-    mSample->stop();
+  if (mFeed) {
+    mFeed->stop();
+    mRecorder.waitFor(mFeed->count(), kDrainTime);
   }
   GfxEvent::getInstance()->pauseEvent(EventRecorder::onEvent);
 }
 
-void WatchedFrames::print(const Recording& recording, std::ostream& out) const {
-  printFrames(recording, out);
+std::unique_ptr<Display> sampleDisplay(bool wanted) {
+  return wanted ? std::make_unique<HostNameDisplay>() : nullptr;
 }
 
-nlohmann::ordered_json WatchedFrames::figures(const Recording& recording) const {
-  return frameFigures(recording);
-}
-
-void WatchedFrames::addTo(TraceWriter& trace, const Recording& recording) const {
-  trace.addFrames(recording);
+std::unique_ptr<FrameFeed> sampleFrames(bool wanted) {
+  return wanted ? std::make_unique<FifoFrames>() : nullptr;
 }

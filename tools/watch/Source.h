@@ -1,10 +1,9 @@
 #pragma once
 
 #include <iosfwd>
+#include <memory>
 #include <nlohmann/json_fwd.hpp>
-#include <optional>
 #include <string>
-#include <vector>
 
 #include <android-base/unique_fd.h>
 
@@ -17,17 +16,21 @@ class TraceWriter;
 
 /**
  * An event source of the library, watched once in a process: the callback stays registered with this
- * object's recorder. To be made before any thread when it is a sample, which may need a namespace.
+ * object's recorder.
  */
 class WatchedSource {
  public:
+  struct Kind {
+    const char* name;
+    const char* noun;  ///< of one event
+    int item;          ///< its node
+    Unit unit;         ///< of its recording
+    void (*print)(const Recording& recording, std::ostream& out);
+    nlohmann::ordered_json (*figures)(const Recording& recording);
+    void (*addTo)(TraceWriter& trace, const Recording& recording);
+  };
+
   virtual ~WatchedSource() = default;
-
-  virtual const char* name() const = 0;
-  virtual const char* noun() const = 0;  ///< of one event
-
-  /** The node that is watched. */
-  virtual std::string node() const = 0;
 
   /** Why it cannot be watched; empty when it can. */
   virtual std::string problem() const = 0;
@@ -35,46 +38,45 @@ class WatchedSource {
   virtual void start() = 0;
   virtual void pause() = 0;
 
-  virtual void print(const Recording& recording, std::ostream& out) const = 0;
-  virtual nlohmann::ordered_json figures(const Recording& recording) const = 0;
-  virtual void addTo(TraceWriter& trace, const Recording& recording) const = 0;
-
+  std::string node() const;
+  const Kind& kind() const { return mKind; }
   const EventRecorder& recorder() const { return mRecorder; }
 
  protected:
-  explicit WatchedSource(Unit unit) : mRecorder(unit) {}
+  explicit WatchedSource(const Kind& kind) : mKind(kind), mRecorder(kind.unit) {}
 
+  /** Takes path for an item, unless it is empty. */
+  void setNode(int item, const std::string& path);
+
+  const Kind& mKind;
   EventRecorder mRecorder;
-  ConfigOverrides mOverrides;
+  ConfigOverrides mOverrides{};
 };
 
 class WatchedVsyncs final : public WatchedSource {
  public:
-  /** Watches a sample, or the node at path, or with an empty path the configured one. */
-  WatchedVsyncs(bool sample, const std::string& path);
+  /** Watches a display of lmctl's, or without one the node at path, or else the configured one. */
+  explicit WatchedVsyncs(std::unique_ptr<Display> display, const std::string& path = "");
 
-  const char* name() const override { return "vsync"; }
-  const char* noun() const override { return "event"; }
-  std::string node() const override;
   std::string problem() const override;
+
+  /** Also starts the display, when the source polls its node. Throws when it never does. */
   void start() override;
+
   void pause() override;
-  void print(const Recording& recording, std::ostream& out) const override;
-  nlohmann::ordered_json figures(const Recording& recording) const override;
-  void addTo(TraceWriter& trace, const Recording& recording) const override;
 
  private:
-  std::optional<HostNameDisplay> mSample;
+  bool waitUntilPolled();
+
+  const std::unique_ptr<Display> mDisplay;
 };
 
 class WatchedFrames final : public WatchedSource {
  public:
-  /** As WatchedVsyncs; value switches reports on at the control node, at controlPath or configured. */
-  WatchedFrames(bool sample, const std::string& path, const std::string& controlPath, int value);
+  /** Likewise; without a feed, value at the control node switches reports on. */
+  explicit WatchedFrames(std::unique_ptr<FrameFeed> feed, const std::string& path = "",
+                         const std::string& controlPath = "", int value = 0);
 
-  const char* name() const override { return "gfx"; }
-  const char* noun() const override { return "frame"; }
-  std::string node() const override;
   std::string problem() const override;
 
   /** Why reports cannot be switched on; empty when they can. */
@@ -82,13 +84,14 @@ class WatchedFrames final : public WatchedSource {
 
   void start() override;
   void pause() override;
-  void print(const Recording& recording, std::ostream& out) const override;
-  nlohmann::ordered_json figures(const Recording& recording) const override;
-  void addTo(TraceWriter& trace, const Recording& recording) const override;
 
  private:
+  const std::unique_ptr<FrameFeed> mFeed;
   const int mControlValue;
-  std::optional<FifoFrames> mSample;
-  android::base::unique_fd
-      mWriter;  ///< of the node, if it is a FIFO: without one it would be at its end
+  android::base::unique_fd mWriter{};  ///< of a FIFO, which would be at its end without one
 };
+
+/** Samples, when they are wanted. A display is to be made before any thread. @{ */
+std::unique_ptr<Display> sampleDisplay(bool wanted);
+std::unique_ptr<FrameFeed> sampleFrames(bool wanted);
+/** @} */

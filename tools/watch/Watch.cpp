@@ -16,7 +16,7 @@ namespace {
 
 void requireSource(const WatchedSource& source) {
   if (const std::string problem = source.problem(); !problem.empty()) {
-    throw std::runtime_error("cannot watch " + std::string(source.name()) + ": " + problem +
+    throw std::runtime_error("cannot watch " + std::string(source.kind().name) + ": " + problem +
                              "; name a node with --node PATH, or try --sample");
   }
 }
@@ -27,9 +27,10 @@ void showEvents(const WatchedSource& source, const StopSignals& signals, Clock::
     return source.recorder().latest(Clock::now() - kRecent, kRecentEvents);
   };
   showProgress(
-      console, signals, end, [&] { return countText(latest(), source.noun()); },
+      console, signals, end, [&] { return countText(latest(), source.kind().noun); },
       [&](const Screen& screen) {
-        const LiveView view = {source.name(), source.noun(), latest(), source.recorder().unit()};
+        const LiveView view = {source.kind().name, source.kind().noun, latest(),
+                               source.kind().unit};
         return liveLines(view, screen);
       });
 }
@@ -37,11 +38,11 @@ void showEvents(const WatchedSource& source, const StopSignals& signals, Clock::
 void printSummary(const WatchedSource& source, const Recording& recording, double seconds,
                   bool json, std::ostream& out) {
   if (!json) {
-    source.print(recording, out);
+    source.kind().print(recording, out);
     return;
   }
-  nlohmann::ordered_json summary = {{"source", source.name()}, {"seconds", seconds}};
-  summary.update(source.figures(recording));
+  nlohmann::ordered_json summary = {{"source", source.kind().name}, {"seconds", seconds}};
+  summary.update(source.kind().figures(recording));
   printJson(summary, out);
 }
 
@@ -65,7 +66,7 @@ int watch(WatchedSource& source, const StopSignals& signals, const WatchOptions&
   const Recording recording = source.recorder().recording();
   const double seconds = toSeconds(Clock::now() - begin);
   if (trace) {
-    source.addTo(*trace, recording);
+    source.kind().addTo(*trace, recording);
     trace->finish();
   }
   if (!isTraceOnly) {
@@ -78,14 +79,15 @@ int watch(WatchedSource& source, const StopSignals& signals, const WatchOptions&
 
 int watchVsync(const WatchOptions& options, Console& console) {
   const StopSignals signals;
-  WatchedVsyncs source(options.sample, options.node);
+  WatchedVsyncs source(sampleDisplay(options.sample), options.node);
   requireSource(source);
   return watch(source, signals, options, console);
 }
 
 int watchGfx(const WatchOptions& options, Console& console) {
   const StopSignals signals;
-  WatchedFrames source(options.sample, options.node, options.control, options.controlValue);
+  WatchedFrames source(sampleFrames(options.sample), options.node, options.control,
+                       options.controlValue);
   requireSource(source);
   if (const std::string problem = source.controlProblem(); !problem.empty()) {
     if (!options.control.empty()) {
