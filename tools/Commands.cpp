@@ -17,6 +17,7 @@
 #include "DependentServices.h"
 #include "NodeChecks.h"
 #include "Output.h"
+#include "QuietLog.h"
 #include "config/Nodes.h"
 
 using android::hardware::hidl_string;
@@ -68,6 +69,7 @@ void printColumn(const char* name, const Values& values, bool json, std::ostream
 }  // namespace
 
 int servicesClients(const ServicesOptions& options, Console& console) {
+  const QuietLog quiet;
   std::vector<std::string> clients;
   requireAnswer(DependentServices().getServices(options.name, clients));
   printColumn("service", clients, options.json, console.out);
@@ -75,6 +77,7 @@ int servicesClients(const ServicesOptions& options, Console& console) {
 }
 
 int servicesPids(const ServicesOptions& options, Console& console) {
+  const QuietLog quiet;
   const hidl_vec<hidl_string> names(options.names.begin(), options.names.end());
   hidl_vec<std::int32_t> pids;
   requireAnswer(DependentServices().getServicePIDs(names, pids));
@@ -83,6 +86,7 @@ int servicesPids(const ServicesOptions& options, Console& console) {
 }
 
 int servicesActive(const ServicesOptions& options, Console& console) {
+  const QuietLog quiet;
   std::vector<int> pids;
   requireAnswer(DependentServices().getAllActiveServicePIDs(pids));
   printColumn("pid", pids, options.json, console.out);

@@ -24,7 +24,8 @@ std::string quoted(const std::string& name) {
   return result + '"';
 }
 
-Database::Database(const std::string& file, int flags) : mFile(file) {
+Database::Database(const std::string& file, int flags)
+    : mFile(file), mIsToRead((flags & SQLITE_OPEN_READONLY) != 0) {
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2(file.c_str(), &opened, flags, nullptr);
   mDb.reset(opened);
@@ -96,6 +97,9 @@ void Database::fail() const {
   std::string reason = mDb != nullptr ? sqlite3_errmsg(mDb.get()) : "no memory";
   if (sqlite3_errcode(mDb.get()) == SQLITE_CANTOPEN) {
     reason += std::string(": ") + std::strerror(sqlite3_system_errno(mDb.get()));
+  }
+  if (mIsToRead && sqlite3_errcode(mDb.get()) == SQLITE_READONLY) {
+    reason = "even to read it, SQLite has to write files beside it; run this as who may";
   }
   throw std::runtime_error(mFile + ": " + reason);
 }

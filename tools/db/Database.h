@@ -57,6 +57,7 @@ class Database {
     void operator()(sqlite3* db) const { sqlite3_close(db); }
   };
   const std::string mFile;
+  const bool mIsToRead;
   std::unique_ptr<sqlite3, Close> mDb;
 };
 
