@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 
@@ -87,6 +88,11 @@ TEST(LmctlDb, LookingLeavesAFileAsItWas) {
   EXPECT_THAT(runLine("db tables " + file).out, HasSubstr("foreign_one  not a row store's  0\n"));
   EXPECT_THAT(runLine("db put " + file + " foreign_one 1 --app a").status, kFailure);
   EXPECT_EQ(contents(file), before);
+  const std::string store = folder.path() + "/store";  // with a write-ahead log
+  runLine("db put " + store + " t 1 --app a");
+  EXPECT_THAT(runLine("db dump " + store + " t").out, HasSubstr("a    -     1\n"));
+  const std::filesystem::directory_iterator files(folder.path());
+  EXPECT_EQ(std::distance(begin(files), end(files)), 2) << "a look left files behind";
 }
 
 TEST(LmctlDb, AStoreThatCannotBeUsedIsOneLineThatSaysWhy) {

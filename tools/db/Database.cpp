@@ -24,8 +24,13 @@ std::string quoted(const std::string& name) {
   return result + '"';
 }
 
+// A connection that could not write at all would leave files of the write-ahead log behind.
+Database::Database(const std::string& file) : Database(file, SQLITE_OPEN_READWRITE) {
+  Query(*this, "PRAGMA query_only = 1").next();
+}
+
 Database::Database(const std::string& file, int flags)
-    : mFile(file), mIsToRead((flags & SQLITE_OPEN_READONLY) != 0) {
+    : mFile(file), mIsToRead((flags & SQLITE_OPEN_CREATE) == 0) {
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2(file.c_str(), &opened, flags, nullptr);
   mDb.reset(opened);

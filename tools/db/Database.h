@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
-/** A connection of lmctl's own, which looks at a file as it is. Failures throw std::runtime_error. */
+/** A connection of lmctl's own, which only looks at a file. Failures throw std::runtime_error. */
 class Database {
  public:
-  /** Opens a file with sqlite3_open_v2()'s flags. */
-  Database(const std::string& file, int flags);
+  /** Opens a file that must be there. */
+  explicit Database(const std::string& file);
 
   /** Makes sure that the file can be written now, and makes it when there is none. */
   static void requireWritable(const std::string& file);
@@ -51,13 +51,16 @@ class Database {
   int payloadSize(const std::string& table) const;
 
  private:
+  /** Opens a file with sqlite3_open_v2()'s flags. */
+  Database(const std::string& file, int flags);
+
   [[noreturn]] void fail() const;
 
   struct Close {
     void operator()(sqlite3* db) const { sqlite3_close(db); }
   };
   const std::string mFile;
-  const bool mIsToRead;
+  const bool mIsToRead;  ///< though SQLite may have to write beside the file for it
   std::unique_ptr<sqlite3, Close> mDb;
 };
 

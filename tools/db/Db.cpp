@@ -35,7 +35,7 @@ Database openToRead(const std::string& file) {
   if (const std::string problem = accessProblem(file, R_OK); !problem.empty()) {
     throw std::runtime_error(problem);
   }
-  return {file, SQLITE_OPEN_READONLY};
+  return Database(file);
 }
 
 /** Throws unless a file has a table, and that is a row store's. */
