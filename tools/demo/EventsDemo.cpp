@@ -38,9 +38,9 @@ Watched::Events watch(WatchedSource& source, DemoScene& scene) {
   return {source.node(), begin, Clock::now(), source.recorder().recording()};
 }
 
-/** Whether count is about as large as expected. Under load some events merge. */
-bool isAbout(std::size_t count, std::size_t expected) {
-  return expected > 0 && count * 10 >= expected * 9 && count * 9 <= expected * 10;
+/** Whether so many can be those that were expected: on a busy machine some merge with the next. */
+bool canBe(std::size_t count, std::size_t expected) {
+  return expected > 0 && count * 2 >= expected && count * 9 <= expected * 10;
 }
 
 std::string fixed(double value) {
@@ -63,7 +63,10 @@ StepResult demonstrateVsync(DemoScene& scene) try {
   const std::size_t raised = display.count();
   const Distribution latency = latencies(scene.notified, recording.arrivals);
   out << "raised     " << raised << " events\n";
-  if (recording.events > raised) {
+  if (recording.events < raised) {
+    out << "merged     " << raised - recording.events
+        << " with the next: the kernel keeps one notification until it is consumed\n";
+  } else if (recording.events > raised) {
     out << "others     changed a host name, too: their notifications reach every poller\n";
   }
   out << "latency    " << (latency.empty() ? "none" : latency.summary()) << "\n";
@@ -71,7 +74,7 @@ StepResult demonstrateVsync(DemoScene& scene) try {
   const bool isSoon = !latency.empty() && latency.median() < toUs(Display::kPeriod);
   return {std::to_string(recording.events) + " of " + std::to_string(raised) +
               " received, latency " + fixed(latency.median()) + " us",
-          outcomeOf(isAbout(recording.events, raised) && isSoon)};
+          outcomeOf(canBe(recording.events, raised) && isSoon)};
 } catch (const std::system_error&) {
   return noNamespaces(scene);
 }
@@ -87,5 +90,5 @@ StepResult demonstrateFrames(DemoScene& scene) {
   printFrames(recording, scene.console.out);
   return {std::to_string(recording.events) + " of " + std::to_string(feed.count()) + " started, " +
               std::to_string(Lateness(recording.intervals.values).events) + " late",
-          outcomeOf(isAbout(recording.events, feed.count()))};
+          outcomeOf(canBe(recording.events, feed.count()))};
 }
