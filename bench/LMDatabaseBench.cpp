@@ -353,7 +353,7 @@ std::vector<Ratio> databaseRatios() {
           {"writeLMDatabase/4", "writeSqliteCpp/4", "", "< 1"},
           {"writeLMDatabase/4096", "writeBareSqlite/4096", "", "<= 1.10"},
           {"writeLMDatabase/4096", "writeSqliteCpp/4096", "", "< 1"},
-          {"readLMDatabase/4", "readBareSqlite/4", "", "<= 1.25"},
+          {"readLMDatabase/4", "readBareSqlite/4", "", "<= 1.05"},
           {"readLMDatabase/4", "readSqliteCpp/4", "", "< 1"},
           {"readLMDatabase/4096", "readBareSqlite/4096", "", "<= 1.25"},
           {"readLMDatabase/4096", "readSqliteCpp/4096", "", "< 1"},

@@ -3,18 +3,19 @@
 #include <sqlite3.h>
 
 #include <cstring>
+#include <string_view>
 
 #include "testing/FailingNew.h"
 #include "testing/Hooks.h"
 
 namespace {
 
-bool fails(const hooks::Call& call, const std::string& word, const char* sql) {
+bool fails(const hooks::Call& call, std::string_view word, const char* sql) {
   const failingnew::Pause pause;
   if (call.isOutermost()) {
     gSql.emplace_back(sql);
   }
-  return call.fails(word);
+  return call.fails(std::string(word));
 }
 
 }  // namespace
@@ -32,8 +33,16 @@ FAIL_AFTERWARDS(sqlite3_close, "close", (sqlite3 * db), (db))
 FAIL_AFTERWARDS(sqlite3_step, "step", (sqlite3_stmt * statement), (statement))
 FAIL_AFTERWARDS(sqlite3_reset, "reset", (sqlite3_stmt * statement), (statement))
 FAIL_AFTERWARDS(sqlite3_finalize, "finalize", (sqlite3_stmt * statement), (statement))
-FAIL_AFTERWARDS(sqlite3_bind_int, "bind", (sqlite3_stmt * statement, int number, int value),
+FAIL_AFTERWARDS(sqlite3_bind_int, "bind_int", (sqlite3_stmt * statement, int number, int value),
                 (statement, number, value))
+FAIL_AFTERWARDS(sqlite3_bind_text, "bind_text",
+                (sqlite3_stmt * statement, int number, const char* text, int size,
+                 void (*release)(void*)),
+                (statement, number, text, size, release))
+FAIL_AFTERWARDS(sqlite3_bind_blob, "bind_blob",
+                (sqlite3_stmt * statement, int number, const void* blob, int size,
+                 void (*release)(void*)),
+                (statement, number, blob, size, release))
 
 int sqlite3_prepare_v2(sqlite3* db, const char* sql, int size, sqlite3_stmt** statement,
                        const char** tail) {

@@ -1,5 +1,7 @@
 #include "FetchPreferredApps.h"
 
+#include <future>
+
 #include "HostCore.h"
 #include "config/DynamicLoader.h"
 #include "testing/FailingNew.h"
@@ -16,6 +18,9 @@ constexpr char kNoRow[] =
     "FetchPreferredApps: populateFavoriteApps() Couldnt allocate Data Row. May be device is low on "
     "Memory.";
 
+constexpr char kCaught[] =
+    "FetchPreferredApps: populateFavoriteApps() Caught Exception: std::bad_alloc in "
+    "populateFavoriteApps";
 class FavouriteApps : public StoreFixture {
  protected:
   FavouriteApps() {
@@ -65,6 +70,33 @@ TEST_F(FavouriteApps, EachApplicationGetsItsCountAndEachEntryItsSlot) {
   EXPECT_THAT(mLog.texts(), IsEmpty());
 }
 
+TEST_F(FavouriteApps, ClearingDeletesWhatOneOfTheTablesHas) {
+  for (const bool favourite : {true, false}) {
+    if (favourite) {
+      add(mFavourites, {.appName = "a", .payload = {1}});
+      mFavourites.writeCachedDRToDisk();
+    } else {
+      add(mSlots, {.appName = "week_day_1", .payload = {}});
+      mSlots.writeCachedDRToDisk();
+    }
+    EXPECT_EQ(mApps.deleteAndReBuildFavDbs(&mFavourites, &mSlots), 0);
+    EXPECT_THAT(favourites(), IsEmpty());
+    EXPECT_THAT(slots(), IsEmpty());
+  }
+}
+
+TEST_F(FavouriteApps, AProducerMayAppendDuringAPopulation) {
+  const auto produced = std::async(std::launch::async, [&] {
+    for (int i = 0; i < 500; ++i) {
+      add(mFavourites, {.appName = "x" + std::to_string(i), .payload = {1}});
+    }
+  });
+  populate("a/b/c/d/e/f/g/h/");
+  produced.wait();
+  mFavourites.writeCachedDRToDisk();
+  EXPECT_EQ(favourites().size(), 508u);
+}
+
 TEST_F(FavouriteApps, EntriesMayRunTogetherAndThoseAfterTheEighthAreReportedAndDropped) {
   populate("a/=b/=c/=d/=e/=f/=g/=h=i/=j//");  // an empty name makes no row
   EXPECT_THAT(slots(), ElementsAre("1|-|week_day_1|a/|", "2|-|week_end_1|b/|", "3|-|week_day_2|c/|",
@@ -110,6 +142,7 @@ TEST_F(FavouriteApps, MemoryThatRunsOutAnywhereIsLoggedAndLeaksNothing) {
   EXPECT_THAT(favourites(), IsSupersetOf({"an application with a long name|FFFFFFFF|",
                                           "another application|FFFFFFFF|"}));
   EXPECT_GE(mLog.texts().size(), static_cast<std::size_t>(nth - 1));
+  EXPECT_THAT(mLog.texts(), Contains(kCaught));
   for (const int row : {1, 2}) {  // the slot's, the application's
     populate("");
     failingnew::gNothrow = row;

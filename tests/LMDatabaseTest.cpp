@@ -1,13 +1,9 @@
 #include "LMDatabase.h"
 
-#include <signal.h>
-#include <sys/mman.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 
 #include <fstream>
 #include <future>
-#include <random>
 
 #include "testing/FailingNew.h"
 #include "testing/PrivateProcess.h"
@@ -18,11 +14,52 @@ using testing::IsEmpty;
 
 namespace {
 
+/** What operation returns while the nth allocation from now on fails. */
+template <typename Operation>
+auto withoutMemory(int nth, Operation operation) {
+  failingnew::gThrowing = nth;
+  auto result = operation();
+  failingnew::gThrowing = 0;
+  return result;
+}
+
+/** A SQLite call that fails during an operation, and what that leaves of two rows. */
+struct FailedCall {
+  std::string call;
+  int nth;
+  int result;
+  std::size_t cached;
+  std::size_t written;
+  std::vector<std::string> lines;
+};
+
 class RowStore : public StoreFixture {
  protected:
   RowStore() { EXPECT_EQ(mStore.LMDatabaseInit(), LMDB_SUCCESS); }
 
   int removeRows(LMDBDataRowKey key = {}) { return mStore.deleteAllDR(key); }
+
+  /** Runs operation with each failure on a store of its own, with the rows cached or written. */
+  template <typename Operation>
+  static void expectFailures(const std::vector<FailedCall>& cases, bool areWritten,
+                             Operation operation) {
+    for (const FailedCall& failed : cases) {
+      SCOPED_TRACE(failed.call + " " + std::to_string(failed.nth));
+      LaunchStore store("t", "", "");
+      store.openLMdb();
+      add(store, {.intcol1 = 1, .appName = "a", .payload = {1}});
+      add(store, {.intcol1 = 2, .appName = "b", .payload = {2}});
+      if (areWritten) {
+        store.writeCachedDRToDisk();
+      }
+      const LogCapture log;
+      hooks::failCall(failed.call, failed.nth);
+      EXPECT_EQ(operation(store), failed.result);
+      EXPECT_EQ(log.texts(), failed.lines);
+      EXPECT_EQ(store.mRowCache.size(), failed.cached);
+      EXPECT_EQ(read(store).size(), failed.written);
+    }
+  }
 
   LaunchStore mStore{"t", mDirectory, "store.db"};
 };
@@ -104,63 +141,82 @@ TEST_F(RowStore, AFailedCallIsLoggedAndTheRestOfTheWriteGoesOn) {
   const std::string refused = "writeCachedDRToDisk() ERROR:Dbt=t info=not an error\n";
   const std::string noRollBack = start + "cannot rollback - no transaction is active\n";
   const std::string noCommit = start + "cannot commit - no transaction is active\n";
-  using Case =
-      std::tuple<const char*, int, lmdbError, unsigned, unsigned, std::vector<std::string>>;
-  for (const auto& [call, nth, result, cached, written, lines] : {
-           Case{"prepare", 1, LMDB_FAILURE, 2, 0, {refused}},
-           Case{"prepare", 2, LMDB_FAILURE, 2, 0, {refused}},
-           Case{"BEGIN", 1, LMDB_SUCCESS, 0, 2, {text, noRollBack, noCommit, noRollBack}},
-           Case{"bind", 1, LMDB_SUCCESS, 0, 2, {code}},
-           Case{"step", 1, LMDB_SUCCESS, 0, 2, {code}},
-           Case{"reset", 2, LMDB_SUCCESS, 0, 2, {code}},
-           Case{"COMMIT", 1, LMDB_SUCCESS, 0, 0, {text}},
-           Case{"finalize", 1, LMDB_FAILURE, 0, 2, {code}},
-           Case{"finalize", 2, LMDB_FAILURE, 0, 2, {code}},
-       }) {
-    LaunchStore store("t", "", "");
-    store.openLMdb();
-    add(store, {.intcol1 = 1, .appName = "a", .payload = {1}});
-    add(store, {.intcol1 = 2, .appName = "b", .payload = {2}});
-    const LogCapture log;
-    hooks::failCall(call, nth);
-    EXPECT_EQ(store.LMDatabaseWriteCachedToDisk(), result) << call;
-    EXPECT_EQ(store.mRowCache.size(), cached) << call;
-    EXPECT_EQ(log.texts(), lines) << call;
-    EXPECT_EQ(read(store).size(), written) << call;
-  }
+  expectFailures(
+      {
+          {"prepare", 1, LMDB_FAILURE, 2, 0, {refused}},
+          {"prepare", 2, LMDB_FAILURE, 2, 0, {refused}},
+          {"BEGIN", 1, LMDB_SUCCESS, 0, 2, {text, noRollBack, noCommit, noRollBack}},
+          {"bind_int", 1, LMDB_SUCCESS, 0, 2, {code}},
+          {"bind_text", 2, LMDB_SUCCESS, 0, 2, {code}},
+          {"bind_blob", 2, LMDB_SUCCESS, 0, 2, {code}},
+          {"step", 1, LMDB_SUCCESS, 0, 2, {code}},
+          {"reset", 2, LMDB_SUCCESS, 0, 2, {code}},
+          {"COMMIT", 1, LMDB_SUCCESS, 0, 0, {text}},
+          {"finalize", 1, LMDB_FAILURE, 0, 2, {code}},
+          {"finalize", 2, LMDB_FAILURE, 0, 2, {code}},
+      },
+      false, [](LaunchStore& store) { return store.LMDatabaseWriteCachedToDisk(); });
 }
 
-TEST_F(RowStore, AFailedReadOrDeleteIsLogged) {
+TEST_F(RowStore, AFailedCallIsLoggedAndEndsAReadOrDeletion) {
+  const std::string reading = "readAllocateDR() sql:ERROR:Dbt=t info=";
+  expectFailures(
+      {
+          {"prepare", 1, 0, 0, 2, {reading + "not an error\n"}},
+          {"step", 1, 0, 0, 2, {}},
+          {"step", 2, 1, 0, 2, {}},
+          {"reset", 1, 2, 0, 2, {reading + "10\n"}},
+          {"finalize", 1, 2, 0, 2, {reading + "10\n"}},
+      },
+      true, [](LaunchStore& store) { return static_cast<int>(read(store).size()); });
+  const std::string removal = "deleteAllDR() sql:ERROR:Dbt=t info=";
+  expectFailures(
+      {
+          {"prepare", 1, -1, 0, 2, {removal + "not an error\n"}},
+          {"step", 1, -1, 0, 0, {removal + "10\n"}},
+          {"finalize", 1, 2, 0, 0, {removal + "10\n"}},
+      },
+      true, [](LaunchStore& store) {
+        LMDBDataRowKey everything;
+        return store.deleteAllDR(everything);
+      });
+}
+
+TEST_F(RowStore, AWriteAheadLogThatIsRefusedIsLoggedWithTheFileAndNotMissed) {
+  hooks::failCall("PRAGMA");
+  EXPECT_EQ(mStore.closeLMdb(), LMDB_SUCCESS);
+  EXPECT_EQ(mStore.openLMdb(), LMDB_SUCCESS);
+  EXPECT_THAT(mLog.texts(), ElementsAre("openLMdb() sql:ERROR:Dbt=" + mDirectory +
+                                        "store.db info=not an error\n"));
   add(mStore, {.appName = "a", .payload = {1}});
   mStore.writeCachedDRToDisk();
-  for (const auto& [call, rows] : {std::pair{"reset", 1u}, {"finalize", 1u}, {"step", 0u}}) {
-    hooks::failCall(call);
-    EXPECT_EQ(read(mStore).size(), rows) << call;
-  }
-  hooks::failCall("step");
-  EXPECT_EQ(removeRows(), -1);
-  const std::string code = "() sql:ERROR:Dbt=t info=10\n";
-  EXPECT_THAT(mLog.texts(),
-              ElementsAre("readAllocateDR" + code, "readAllocateDR" + code, "deleteAllDR" + code));
+  EXPECT_EQ(read(mStore).size(), 1u);
 }
 
-TEST_F(RowStore, MemoryThatRunsOutAnywhereLeaksAndBreaksNothing) {
-  LaunchStore store("not_in_a_short_string", mDirectory, "store.db");
-  EXPECT_EQ(store.LMDatabaseInit(), LMDB_SUCCESS);
-  LMDBDataRowKey key{.appName = "nothing like it"};
-  for (int nth = 1; nth < 40; ++nth) {
-    add(store, {.appName = std::string(100, 'n'), .payload = {1}});
-    failingnew::gThrowing = nth;
+TEST_F(RowStore, MemoryThatRunsOutAnywhereLosesNoRowAndLeaksNothing) {
+  for (const char* const table : {"t", "not_in_a_short_string"}) {
+    LaunchStore store(table, mDirectory, "store.db");
+    EXPECT_EQ(store.LMDatabaseInit(), LMDB_SUCCESS);
+    LMDBDataRowKey other{.appName = "nothing like it"};
+    add(store, {.appName = "first", .payload = {0}});
     store.writeCachedDRToDisk();
-    failingnew::gThrowing = nth;
-    store.deleteAllDR(key);
-    failingnew::gThrowing = nth;
-    auto rows = store.readAllocateDR(key, 0, LMDB_COL_ROWID, LMDB_ASCENDING);
-    failingnew::gThrowing = 0;
-    EXPECT_THAT(rows, IsEmpty());
+    for (int nth = 1; nth < 40; ++nth) {
+      SCOPED_TRACE(table + std::string(" ") + std::to_string(nth));
+      add(store, {.appName = std::string(100, 'n'), .payload = {1}});
+      const lmdbError written = withoutMemory(nth, [&] { return store.writeCachedDRToDisk(); });
+      EXPECT_EQ(written, LMDB_SUCCESS);
+      const int deleted = withoutMemory(nth, [&] { return store.deleteAllDR(other); });
+      EXPECT_TRUE(deleted == 0 || deleted == -1) << deleted;
+      const std::size_t logged = mLog.texts().size();
+      LMDBDataRowKey everything;
+      const lmsupport::Owned<LaunchStore::vecT> rows(withoutMemory(nth, [&] {
+        return store.readAllocateDR(everything, 0, LMDB_COL_ROWID, LMDB_ASCENDING);
+      }));
+      EXPECT_EQ(rows.empty(), mLog.texts().size() > logged);
+    }
+    store.writeCachedDRToDisk();
+    EXPECT_EQ(read(store).size(), 40u);  // each was kept in the cache or written
   }
-  store.writeCachedDRToDisk();
-  EXPECT_EQ(read(store).size(), 39u);  // each was kept in the cache or written
   const auto line = [](const std::string& function, const std::string& where) {
     return "LMDB: " + function + "() Caught exception: std::bad_alloc" + where;
   };
@@ -169,15 +225,42 @@ TEST_F(RowStore, MemoryThatRunsOutAnywhereLeaksAndBreaksNothing) {
                                      line("readAllocateDR", " in readAllocateDR"),
                                      line("deleteAllDR", " in deleteAllDR"),
                                      line("build_query_for_where_clause", "")}));
+}
+
+TEST_F(RowStore, WithoutMemoryForThePathAStoreStaysClosedWithoutMemoryForTheTableItIsOpen) {
+  const auto line = [](const std::string& function) {
+    return "LMDB: " + function + "() Caught exception: std::bad_alloc in " + function;
+  };
+  std::vector<std::string> seen;
+  for (int nth = 1; nth < 10; ++nth) {
+    LaunchStore store("t", mDirectory, "store.db");
+    const LogCapture log;
+    const lmdbError result = withoutMemory(nth, [&] { return store.openLMdb(); });
+    const std::string text = log.texts().empty() ? "" : log.texts().front();
+    EXPECT_EQ(result, text == line("openLMdb") ? LMDB_FAILURE : LMDB_SUCCESS) << text;
+    EXPECT_EQ(store.mDb == nullptr, text == line("openLMdb")) << text;
+    seen.push_back(text);
+  }
+  EXPECT_THAT(seen,
+              testing::IsSupersetOf({line("openLMdb"), line("createLMdbTables"), std::string()}));
+}
+
+TEST_F(RowStore, WithoutMemoryForARowThereIsNoneAReadIsCutShortAndNoneIsCached) {
+  add(mStore, {.appName = "a", .payload = {1}});
+  add(mStore, {.appName = "b", .payload = {2}});
+  mStore.writeCachedDRToDisk();
   failingnew::gNothrow = 1;
   EXPECT_EQ(mStore.getRow(), nullptr);
-  EXPECT_EQ(mLog.texts().back(), "LMDB: getRow() ERROR:Dbt=t new operator failure, allocated=0\n");
+  failingnew::gNothrow = 2;
+  EXPECT_THAT(read(mStore), ElementsAre("1 2147483647 a  1"));
   EXPECT_EQ(mStore.cacheRow(nullptr), LMDB_FAILURE);
   auto row = std::make_unique<LaunchStore::Row>();
-  failingnew::gThrowing = 1;
-  EXPECT_EQ(mStore.cacheRow(std::move(row)), LMDB_FAILURE);
-  EXPECT_EQ(mLog.texts().back(), "LMDB: cacheRow() Caught exception: std::bad_alloc in cacheRow");
+  EXPECT_EQ(withoutMemory(1, [&] { return mStore.cacheRow(std::move(row)); }), LMDB_FAILURE);
   EXPECT_THAT(mStore.mRowCache, IsEmpty());
+  const std::string noRow = "LMDB: getRow() ERROR:Dbt=t new operator failure, allocated=0\n";
+  EXPECT_THAT(
+      mLog.texts(),
+      ElementsAre(noRow, noRow, "LMDB: cacheRow() Caught exception: std::bad_alloc in cacheRow"));
 }
 
 TEST_F(RowStore, AStoreThatCannotBeOpenedKeepsItsCacheAndReportsItAtItsEnd) {
@@ -244,39 +327,6 @@ TEST_F(RowStoreFile, DestructionWritesAndClosesAndAnEarlierCloseKeepsTheHandle) 
   }
   const std::string failed = "LMDB: closeLMdb() ERROR:Db=:memory: sql close failed, err=10\n";
   EXPECT_THAT(mLog.texts(), ElementsAre(failed));
-}
-
-TEST_F(RowStoreFile, AWriterKilledAtAnyPointLeavesWholeCalls) {
-  void* const shared =
-      mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  auto& returned = *new (shared) std::atomic<int>(0);
-  LaunchStore("t", mDirectory, "store.db").LMDatabaseInit();
-  std::mt19937 random(20);
-  for (int round = 0, calls = 0; round < 50; ++round) {
-    const pid_t child = fork();
-    if (child == 0) {
-      alarm(10);  // it does not outlive a test that was ended
-      LaunchStore store("t", mDirectory, "store.db");
-      store.LMDatabaseInit();
-      for (;; returned = ++calls) {
-        for (int i = 0; i < 5; ++i) {
-          add(store, {.intcol1 = calls, .appName = "a", .payload = {i}});
-        }
-        store.writeCachedDRToDisk();
-      }
-    }
-    for (int i = 0, before = returned; i < 50000 && returned == before; ++i) {
-      usleep(100);
-    }
-    usleep(random() % 5000);
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    EXPECT_THAT(query("SELECT intcol1 FROM t GROUP BY intcol1 HAVING count(*) <> 5"), IsEmpty());
-    EXPECT_THAT(query("PRAGMA integrity_check"), ElementsAre("ok|"));
-    calls = std::stoi(query("SELECT count(DISTINCT intcol1) FROM t").front());
-    EXPECT_GE(calls, returned);
-  }
-  EXPECT_GT(returned, 0);
 }
 
 TEST_F(RowStoreFile, AFullDiskLosesOnlyTheCallThatDidNotFit) {

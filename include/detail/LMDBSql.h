@@ -173,14 +173,15 @@ void fillRow(sqlite3_stmt* statement, LMDBDataRow<T>& row) {
   const auto text = [statement](int column) {
     return reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
   };
-  if (sqlite3_column_type(statement, 0) != SQLITE_NULL) {
-    row.intcol1 = sqlite3_column_int(statement, 0);
+  // No value is 0 as an integer and null as a text. Only a 0 need become a text to tell them apart.
+  if (const int value = sqlite3_column_int(statement, 0); value != 0 || text(0) != nullptr) {
+    row.intcol1 = value;
   }
   if (const char* const appName = text(1); appName != nullptr) {
-    row.appName = appName;
+    row.appName = std::string(appName);  // faster than assigning the characters
   }
   if (const char* const rsvdName = text(2); rsvdName != nullptr) {
-    row.rsvdName = rsvdName;
+    row.rsvdName = std::string(rsvdName);
   }
   // A shorter blob, which the store never writes, is filled up with zeros.
   const void* const blob = sqlite3_column_blob(statement, 3);
