@@ -5,6 +5,7 @@ SETUP := scripts/install-packages
 BUILD := build/release
 PREFIX ?= /usr/local
 FORMATTED = $(shell git ls-files '*.cpp' '*.h')
+DEVICE_TESTS := lmsupport_test host_test lmctl_test device_test
 
 export CTEST_PARALLEL_LEVEL ?= $(shell nproc)
 
@@ -31,7 +32,7 @@ bench-build:
 	@cmake --build --preset release --target lmsupport_bench
 
 check: ## everything CI checks
-check: format-check tidy test-release test-asan test-tsan test-libcxx
+check: format-check test-release test-asan test-tsan tidy
 check: bench-build report-check headers-check abi-check docs package
 
 format: ## format the sources
@@ -44,13 +45,13 @@ format-check:
 
 tidy: ## look for suspicious code
 	@$(SETUP) build check
-	@cmake --preset libcxx >/dev/null
-	@cmake --build --preset libcxx --target lmhost_hidl_headers
+	@cmake --preset asan >/dev/null
+	@cmake --build --preset asan --target lmhost_hidl_headers
 	@echo $(filter %.cpp,$(filter-out bench/% fuzz/% testing/% tests/%,$(FORMATTED))) | \
-	  xargs -n 1 -P $(CTEST_PARALLEL_LEVEL) clang-tidy --quiet -p build/libcxx
+	  xargs -n 1 -P $(CTEST_PARALLEL_LEVEL) clang-tidy --quiet -p build/asan
 
 test-%:
-	@$(SETUP) build $(if $(filter asan libcxx,$*),check)
+	@$(SETUP) build $(if $(filter asan,$*),check)
 	@cmake --preset $* >/dev/null
 	@cmake --build --preset $*
 	@ctest --preset $*
@@ -66,7 +67,7 @@ device: arm64 ## build the simulated device
 
 device-test: device ## run all tests on the simulated device
 	@tests/device_run_test.sh
-	@device/run -- sh -c 'status=0; for test in lmsupport_test host_test lmctl_test device_test; do $$test || status=1; done; exit $$status'
+	@device/run -- sh -c 'status=0; for test in $(DEVICE_TESTS); do $$test || status=1; done; exit $$status'
 
 device-demo: device ## show the library at work on the simulated device
 	@device/run -o build/device-demo -- lmctl demo --device /sys/kernel/lmdevice --output /results
