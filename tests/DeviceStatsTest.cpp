@@ -48,10 +48,11 @@ TEST_F(DeviceStats, RecordsAgreeWithProc) {
   EXPECT_GT(system.slots[kSwapTotalSlot], 60000u);
 }
 
-TEST_F(DeviceStats, ThreeThousandProcessesAreFoundByRangeAndByWholeName) {
+TEST_F(DeviceStats, ManyProcessesAreFoundByRangeAndByWholeName) {
+  constexpr int kProcesses = 600;  // the kernel sends them in several parts
   std::set<pid_t> sleepers;
-  for (int i = 0; i <= 3000; ++i) {
-    prctl(PR_SET_NAME, i < 3000 ? "named" : "named-not");  // which a new process inherits
+  for (int i = 0; i <= kProcesses; ++i) {
+    prctl(PR_SET_NAME, i < kProcesses ? "named" : "named-not");  // which a new process inherits
     const pid_t pid = fork();
     if (pid == 0) {
       pause();
@@ -112,10 +113,10 @@ TEST_F(DeviceStats, AMisbehavingKernelIsSurvived) {
   waitpid(asker, nullptr, 0);
 }
 
-TEST_F(DeviceStats, TenThousandRequestsOfEightThreadsLeaveNothingBehind) {
+TEST_F(DeviceStats, RequestsOfEightThreadsLeaveNothingBehind) {
   std::ptrdiff_t descriptors = 0;
   std::size_t memory = 0;
-  for (const int times : {10, 1250}) {
+  for (const int times : {10, 100}) {
     std::vector<std::future<void>> threads(8);
     for (auto& thread : threads) {
       thread = std::async(std::launch::async, [&] {
@@ -130,7 +131,7 @@ TEST_F(DeviceStats, TenThousandRequestsOfEightThreadsLeaveNothingBehind) {
     EXPECT_EQ(times == 10 ? openNow : descriptors, openNow);
     descriptors = openNow;
     const std::size_t memoryNow = mallinfo2().uordblks;
-    EXPECT_LT(times == 10 ? 0 : memoryNow, memory + 65536);
+    EXPECT_LT(times == 10 ? 0 : memoryNow, memory + 8192);
     memory = memoryNow;
   }
 }
