@@ -26,6 +26,9 @@ test: test-release ## run the tests
 bench: bench-build ## measure against bare system calls and what else a user would pick
 	@$(BUILD)/bench/lmsupport_bench --benchmark_enable_random_interleaving=true
 
+bench-table: bench-build ## the same, and write the table of bench/README.md
+	@bench/table $(BUILD)/bench/lmsupport_bench
+
 bench-build:
 	@$(SETUP) build bench
 	@cmake --preset release -DLMSUPPORT_BUILD_BENCH=ON >/dev/null
@@ -114,5 +117,6 @@ install: ## install a release below DESTDIR and PREFIX, /usr/local
 clean: ## remove what was built
 	@rm -rf build
 
-.PHONY: help setup demo test bench bench-build check format format-check tidy arm64 device device-test \
-  device-demo report-check headers-check abi-check abi-update docs package install clean
+.PHONY: help setup demo test bench bench-table bench-build check format format-check tidy arm64 \
+  device device-test device-demo report-check headers-check abi-check abi-update docs package install \
+  clean

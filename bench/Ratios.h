@@ -13,7 +13,7 @@ struct Ratio {
   std::string aim;      ///< what it should be, in words
 };
 
-/** Runs all benchmarks as the command line says and prints the ratios below the usual table. */
+/** Runs all benchmarks as the command line says, and prints the ratios as a Markdown table. */
 int runBenchmarks(int argc, char** argv, const std::vector<Ratio>& ratios);
 
 /** Gives the process mounts of its own; to be called before any thread starts. */

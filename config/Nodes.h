@@ -22,7 +22,7 @@ namespace lmsupport {
 
 /** What a store tells of an item. */
 struct NodePath {
-  bool known = false;
+  bool known = false;                    ///< whether the store has the item
   char text[kConfigValueSize + 1] = {};  ///< a byte more: terminated whatever the store writes
 };
 
