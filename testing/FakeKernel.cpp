@@ -8,6 +8,8 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <cstddef>
+#include <cstring>
 
 #include "testing/Hooks.h"
 
@@ -41,6 +43,12 @@ Bytes FakeKernel::message(const Attributes& attributes, std::uint16_t flags, std
   return netlinkMessage(family, flags, bytes);
 }
 
+nlmsghdr FakeKernel::header(const Bytes& message) {
+  nlmsghdr header;
+  std::memcpy(&header, message.data(), sizeof(header));
+  return header;
+}
+
 Bytes FakeKernel::done() { return netlinkMessage(NLMSG_DONE, NLM_F_MULTI, bytesOf(0)); }
 
 Bytes FakeKernel::error(int error) {
@@ -50,7 +58,7 @@ Bytes FakeKernel::error(int error) {
 void FakeKernel::take(const Bytes& datagram) {
   request = datagram;
   waiting = answer;
-  const auto& asked = *reinterpret_cast<const nlmsghdr*>(request.data());
+  const nlmsghdr asked = header(request);
   if (asked.nlmsg_type == GENL_ID_CTRL) {
     const std::uint16_t multi = (asked.nlmsg_flags & NLM_F_DUMP) != 0 ? NLM_F_MULTI : 0;
     waiting = {message({{CTRL_ATTR_FAMILY_ID, bytesOf(kFamilyId)},
@@ -60,7 +68,7 @@ void FakeKernel::take(const Bytes& datagram) {
                multi != 0 ? done() : error(0)};
   }
   for (Bytes& each : waiting) {
-    reinterpret_cast<nlmsghdr*>(each.data())->nlmsg_seq = asked.nlmsg_seq;
+    each.replace(offsetof(nlmsghdr, nlmsg_seq), sizeof(asked.nlmsg_seq), bytesOf(asked.nlmsg_seq));
   }
 }
 

@@ -25,6 +25,8 @@ class FakeKernel {
   /** A message of a dump (NLM_F_MULTI) or the only one. */
   static Bytes message(const Attributes& attributes, std::uint16_t flags = 0,
                        std::uint16_t family = kFamilyId);
+  /** A message's header, copied: libc++ keeps a short text where no header may lie. */
+  static nlmsghdr header(const Bytes& message);
   static Bytes done();            ///< the end of a dump
   static Bytes error(int error);  ///< an error, or with 0 an acknowledgement
 

@@ -54,7 +54,7 @@ class Stats : public testing::Test {
 
   /** The last request's flags, and what follows its netlink header. */
   void expectRequest(int flags, const Bytes& rest) const {
-    const auto& header = *reinterpret_cast<const nlmsghdr*>(mKernel.request.data());
+    const nlmsghdr header = FakeKernel::header(mKernel.request);
     EXPECT_EQ(header.nlmsg_type, FakeKernel::kFamilyId);
     EXPECT_EQ(header.nlmsg_flags & ~NLM_F_ACK, flags);
     EXPECT_EQ(mKernel.request.substr(NLMSG_HDRLEN), rest);
