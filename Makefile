@@ -4,6 +4,7 @@
 SETUP := scripts/install-packages
 BUILD := build/release
 PREFIX ?= /usr/local
+MINUTES ?= 10
 FORMATTED = $(shell git ls-files '*.cpp' '*.h')
 DEVICE_TESTS := lmsupport_test host_test lmctl_test device_test
 
@@ -36,7 +37,8 @@ bench-build:
 
 check: ## everything CI checks
 check: format-check test-release test-asan test-tsan tidy
-check: bench-build report-check headers-check abi-check docs package
+check: bench-build report-check headers-check abi-check docs package soak
+check: MINUTES = 0
 
 format: ## format the sources
 	@$(SETUP) check
@@ -58,6 +60,15 @@ test-%:
 	@cmake --preset $* >/dev/null
 	@cmake --build --preset $*
 	@ctest --preset $*
+
+soak: ## what only time shows, for MINUTES=10; SEED=N repeats a round of that seed first
+	@$(SETUP) build check
+	@for preset in release asan tsan; do cmake --preset $$preset >/dev/null || exit; done
+	@cmake --build --preset release --target lmsupport_soak
+	@cmake --build --preset tsan --target lmsupport_soak
+	@cmake --build --preset asan --target lmsupport_test --target frame_parser_fuzz \
+	  --target meminfo_fuzz --target stats_parser_fuzz
+	@scripts/soak $(MINUTES) $(SEED)
 
 arm64: ## cross build for 64-bit ARM
 	@$(SETUP) build arm64
@@ -118,5 +129,5 @@ clean: ## remove what was built
 	@rm -rf build
 
 .PHONY: help setup demo test bench bench-table bench-build check format format-check tidy arm64 \
-  device device-test device-demo report-check headers-check abi-check abi-update docs package install \
+  device device-test device-demo report-check headers-check abi-check abi-update docs package soak install \
   clean

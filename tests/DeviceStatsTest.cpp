@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <malloc.h>
 #include <sys/prctl.h>
 #include <sys/sysinfo.h>
 #include <sys/wait.h>
@@ -8,13 +7,13 @@
 #include <bit>
 #include <csignal>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <future>
 #include <set>
 
 #include "StatsProvider.h"
 #include "device/sysstats.h"
+#include "testing/Resources.h"
 
 using testing::Each;
 
@@ -114,9 +113,7 @@ TEST_F(DeviceStats, AMisbehavingKernelIsSurvived) {
 }
 
 TEST_F(DeviceStats, RequestsOfEightThreadsLeaveNothingBehind) {
-  std::ptrdiff_t descriptors = 0;
-  std::size_t memory = 0;
-  for (const int times : {10, 100}) {
+  const auto ask = [&](int times) {
     std::vector<std::future<void>> threads(8);
     for (auto& thread : threads) {
       thread = std::async(std::launch::async, [&] {
@@ -126,14 +123,13 @@ TEST_F(DeviceStats, RequestsOfEightThreadsLeaveNothingBehind) {
       });
     }
     threads.clear();  // once they have ended
-    std::filesystem::directory_iterator open("/proc/self/fd");
-    const auto openNow = std::distance(begin(open), end(open));
-    EXPECT_EQ(times == 10 ? openNow : descriptors, openNow);
-    descriptors = openNow;
-    const std::size_t memoryNow = mallinfo2().uordblks;
-    EXPECT_LT(times == 10 ? 0 : memoryNow, memory + 8192);
-    memory = memoryNow;
-  }
+    return Resources::now();
+  };
+  const Resources before = ask(10);
+  const Resources after = ask(100);
+  EXPECT_EQ(after.descriptors, before.descriptors);
+  EXPECT_EQ(after.threads, before.threads);
+  EXPECT_LT(after.heapBytes, before.heapBytes + 8192);
 }
 
 }  // namespace

@@ -4,8 +4,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <android-base/unique_fd.h>
-
 #include <condition_variable>
 #include <fstream>
 #include <functional>
@@ -16,10 +14,10 @@
 #include "HostCore.h"
 #include "testing/BackgroundCall.h"
 #include "testing/FailingNew.h"
-#include "testing/FrameParserReference.h"
 #include "testing/LogCapture.h"
 #include "testing/NoThreads.h"
 #include "testing/SystemCallOf.h"
+#include "testing/TestSource.h"
 
 namespace {
 
@@ -53,29 +51,8 @@ struct Client {
 constexpr auto kFirst = Client::onEvent<1>;
 constexpr auto kSecond = Client::onEvent<2>;
 
-/** The data node: a FIFO, so a read waits for text. */
-class FrameNode {
- public:
-  /** Drops the text where so much is unread that it does not fit. */
-  void report(const std::string& text) const {
-    [[maybe_unused]] const ssize_t ignored = write(mFd.get(), text.data(), text.size());
-  }
-
- private:
-  const android::base::unique_fd mFd{open(kData.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC)};
-};
-
-/** A source that can be destroyed in any state; its thread may open the node until it has ended. */
-class Source : public FrameNode, public OpenGfxEvent {
- public:
-  ~Source() override {
-    setThreadState(THREAD_EXIT);
-    std::lock_guard lock(mThreadCondLck);
-    mThreadCond.notify_all();
-    report(":");
-  }
-
-  bool hasThread() const { return mThread != nullptr; }
+struct Source : TestGfxSource {
+  Source() : TestGfxSource(kData) {}
 
   using AsyncEvent::mCallbacksLck;
   using AsyncEvent::mFrameLock;
