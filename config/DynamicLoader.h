@@ -55,7 +55,9 @@ class LM_API DynamicLoader {
 
   void* mReserved1[7];  ///< not read
 
-  /** Returns the text of key, allocated with malloc and owned by the caller, or null. May be null.
+  /**
+   * Returns the text of key, allocated with malloc and owned by the caller; null for an unknown key.
+   * The pointer itself may be null.
    */
   char* (*mFetchConfigText)(int key);
 };

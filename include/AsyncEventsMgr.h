@@ -147,20 +147,22 @@ class LM_API AsyncEvent {
   static int getPid(std::string& name);
 
   /**
-   * One such scan, which opens a file per task. Any thread; no lock. The first task of that name
-   * whose status can be read decides.
+   * Scans the foreground tasks once for a process. Opens a file for each task, so it takes time in
+   * proportion to their number. Any thread; no lock.
    *
-   * @return the identifier; below 1, mostly -1, without one. Short of memory, logs and returns -1
+   * @param name the whole first argument of the command line
+   * @return the process identifier of the first task of that name whose status can be read; below 1,
+   *         mostly -1, when there is none; -1 with an ERROR log when memory is short
    */
   static int getPidExpensive(std::string& name);
 
-  /** The result stored for name, or -1. See mPidMap. */
+  /** Returns what mPidMap holds for name, or -1 when it holds nothing. */
   static int getPidFromMap(std::string& name);
 
-  /** Stores a result for name. Short of memory, it logs and leaves the map as it was. */
+  /** Stores pid for name in mPidMap. When memory is short, logs that and leaves the map as it was. */
   static void setPidOnMap(std::string& name, int pid);
 
-  /** Forgets all results. */
+  /** Removes every name from mPidMap. */
   static void clearPidMap();
 
   /**
@@ -287,7 +289,11 @@ class LM_API GfxEvent : public AsyncEvent {
   GfxEvent();
   ~GfxEvent() override;
 
-  /** As VsyncEvent::startThread. */
+  /**
+   * Creates the polling thread unless it exists. A failure is logged and retried as described at
+   * VsyncEvent::startThread. Called by startEvent with mCallbacksLck held; not to be called
+   * concurrently.
+   */
   void startThread() override;
 
   /**
@@ -296,12 +302,15 @@ class LM_API GfxEvent : public AsyncEvent {
    */
   void setGfxSysNodes();
 
-  /** The polling thread's body; ends as that of VsyncEvent does. */
+  /**
+   * The polling thread's body: reads, parses and delivers until the source's state is THREAD_EXIT.
+   * Returns early, with an ERROR log, when the node cannot be opened; it is never tried again.
+   */
   static void pollingThreadFunc(GfxEvent* source);
 
   /**
    * Looks the nodes up again, forgets all pending frames, writes value to the control node and then
-   * does what AsyncEvent::startEvent does.
+   * activates cb, as AsyncEvent::startEvent.
    *
    * Takes mFrameLock for the whole call; blocks as long as the control node's driver does. A
    * control node that cannot be opened is logged and otherwise ignored.
@@ -314,8 +323,8 @@ class LM_API GfxEvent : public AsyncEvent {
   void startEvent(AsyncEventCallback cb, int value);
 
   /**
-   * Forgets all pending frames, writes -1 to the control node and then does what
-   * AsyncEvent::pauseEvent does. Takes mFrameLock for the whole call.
+   * Forgets all pending frames, writes -1 to the control node and then deactivates cb, as
+   * AsyncEvent::pauseEvent. Takes mFrameLock for the whole call.
    *
    * Note: all but the last step is done whatever cb is, and even if other clients are still active.
    */
@@ -380,7 +389,10 @@ class LM_API ThermalEvent : public AsyncEvent {
   ThermalEvent();
   ~ThermalEvent() override;
 
-  /** Resets the listener's data, then does as VsyncEvent::startThread. */
+  /**
+   * Resets the listener's data, then creates the polling thread unless it exists. A failure is logged
+   * and retried as described at VsyncEvent::startThread.
+   */
   void startThread() override;
 
   /** The polling thread's body: fetches until the source's state is THREAD_EXIT. */

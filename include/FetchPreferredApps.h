@@ -35,7 +35,8 @@ class LM_API FetchPreferredApps {
   using SlotStore = LMDatabase<_preKill_Favorite_Time_Slot_Data>;
   /** @} */
 
-  /** The configured text without a newline at its end, at most 32767 bytes; empty without one. */
+  /** Fetches the configured text, cut to 32767 bytes, without a newline at its end. Empty without one.
+   */
   std::string getWeekTimePreferredApps();
 
   /**

@@ -80,7 +80,7 @@ class LM_API LMDatabase : public LMDBDataTable<T> {
   /** Writes what is cached and closes. */
   ~LMDatabase();
 
-  /** The same as openLMdb(). */
+  /** Opens the store: calls openLMdb(). */
   lmdbError LMDatabaseInit() { return openLMdb(); }
 
   /**
@@ -95,7 +95,7 @@ class LM_API LMDatabase : public LMDBDataTable<T> {
   /** Writes all cached rows, in one transaction, and deletes them. Blocks for the disk. */
   lmdbError writeCachedDRToDisk();
 
-  /** The same as writeCachedDRToDisk(). */
+  /** Writes all cached rows: calls writeCachedDRToDisk(). */
   lmdbError LMDatabaseWriteCachedToDisk() {
     return writeCachedDRToDisk() == LMDB_SUCCESS ? LMDB_SUCCESS : LMDB_FAILURE;
   }

@@ -77,18 +77,22 @@ class LM_API StatsProvider {
   bool isApiSupported(int version);
 
   /**
-   * One process; all zero when the family cannot be asked or did not answer.
+   * Asks for the statistics of one process. The record is all zero when the family cannot be asked or
+   * did not answer.
    *
-   * Note: of an answer that is too short (logged) the record holds what arrived, and zeros behind it.
+   * Note: an answer that is too short is logged; the record holds what arrived, then zeros.
    */
   PidStatsRecord getPIDStats(int pid);
 
-  /** The system, with the results of getPIDStats(). */
+  /**
+   * Asks for the statistics of the system. The record is all zero when the family cannot be asked or
+   * did not answer; the note at getPIDStats() holds here, too.
+   */
   SysStatsRecord getSysStats();
 
   /**
-   * The processes in a range of PIDs; empty when the family cannot be asked, and after a failure
-   * those that arrived before it.
+   * Asks for the statistics of all processes in a range of PIDs. Returns none when the family cannot
+   * be asked, and after a failure those that arrived before it.
    *
    * Note: only the low 16 bits of each bound reach the kernel: first in the low half of a word,
    * second in the high half.
@@ -104,8 +108,9 @@ class LM_API StatsProvider {
   int getPIDsRange(const char* processName, std::vector<sysstats_pid>& pids);
 
   /**
-   * Swap used, swap total and vmalloc used from /proc/meminfo, each kUnknownFigure when the file
-   * does not tell; all other slots are zero. Needs no netlink family.
+   * Reads swap used, swap total and vmalloc used from /proc/meminfo. Each is kUnknownFigure when the
+   * file does not tell it, or cannot be opened, which is logged. All other slots are zero. Needs no
+   * netlink family.
    *
    * Note: a file with more free swap than total swap aborts the process. Figures pass through an
    * int: from 2147483648 kB on they are wrong.
@@ -113,7 +118,7 @@ class LM_API StatsProvider {
   SysStatsRecord getMemInfo();
 
   /**
-   * One request and its answer.
+   * Sends one request and waits for its answer.
    *
    * @param type        0 one process, 1 the system, 2 a range of PIDs, 3 the processes of a name
    * @param value       the PID, or both bounds of a range in 16 bits each; types 0 to 2
