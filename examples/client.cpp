@@ -10,7 +10,10 @@ static void onVsync(int, void*, int, void* count) { ++*static_cast<std::atomic<i
 
 int main() {
   // On a desk, the host name's node stands for the display's, in a namespace of our own.
-  if (unshare(CLONE_NEWUTS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWUTS) != 0) perror("unshare");
+  if (unshare(CLONE_NEWUTS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWUTS) != 0) {
+    perror("unshare");  // never rename the machine itself
+    return 1;
+  }
   hostcore::setItem(22, "/proc/sys/kernel/hostname");
 
   std::atomic<int> count = 0;
