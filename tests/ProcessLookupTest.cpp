@@ -7,10 +7,12 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "AsyncEventsMgr.h"
+#include "testing/AtEnd.h"
 #include "testing/FailingNew.h"
 #include "testing/ForkedChild.h"
 #include "testing/Hooks.h"
@@ -121,12 +123,22 @@ TEST_F(ProcessLookup, AScanEndsAtTheFirstTaskOfThatNameWithAReadableStatus) {
   EXPECT_TRUE(mLog.texts().empty());
 }
 
+/** Tries again while its tasks are still ending. */
+void removeGroup() {
+  for (int attempt = 0; rmdir(kGroup.c_str()) != 0 && errno == EBUSY && attempt < 500; ++attempt) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
 /** In the kernel's processor sets where they may be mounted, else in a mere list. */
 TEST_F(ProcessLookup, FindsProcessesOfTheForegroundOnlyAmongThousandsOfTasks) {
   fs::remove(kGroup);
   const bool isReal = mount("none", "/dev/cpuset", "cgroup", 0, "cpuset,noprefix") == 0;
-  // One without tasks is what a test left that was killed.
-  const bool isOurs = fs::create_directory(kGroup) || std::ifstream(kTasks).get() == EOF;
+  std::optional<AtEnd> removal;
+  if (isReal && !fs::exists(kGroup)) {
+    removal.emplace(removeGroup);  // the kernel's would outlive its mount and this process
+  }
+  fs::create_directory(kGroup);
   for (const std::string file : {"/cpus", "/mems", "/cpuset.cpus", "/cpuset.mems"}) {
     std::ofstream(kGroup + file) << std::ifstream("/dev/cpuset" + file).rdbuf();
   }
@@ -145,9 +157,7 @@ TEST_F(ProcessLookup, FindsProcessesOfTheForegroundOnlyAmongThousandsOfTasks) {
     EXPECT_EQ(AsyncEvent::getPid(name), child.pid);
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
   }
-  if (isOurs) {
-    rmdir(kGroup.c_str());  // the kernel's would outlive its mount
-  }
+  removal.reset();
   umount2("/dev/cpuset", MNT_DETACH);
 }
 
