@@ -49,18 +49,14 @@ bool skipSpace(const char*& text) { return *text++ == ' '; }
 bool endsField(char character) { return character == ' ' || character == ':' || character == '\0'; }
 
 /** Reads "unused a b stage time" with single spaces and decimal numbers; false for other records. */
-bool readUsualRecord(const char*& text, Record& record) {
+bool readUsualRecord(const char* text, Record& record) {
   const char* next = text;
   while (!endsField(*next)) {
     ++next;
   }
-  if (next == text || !skipSpace(next) || !readDecimal(next, record.a) || !skipSpace(next) ||
-      !readDecimal(next, record.b) || !skipSpace(next) || !readDecimal(next, record.stage) ||
-      !skipSpace(next) || !readDecimal(next, record.time) || !endsField(*next)) {
-    return false;
-  }
-  text = next;
-  return true;
+  return next != text && skipSpace(next) && readDecimal(next, record.a) && skipSpace(next) &&
+         readDecimal(next, record.b) && skipSpace(next) && readDecimal(next, record.stage) &&
+         skipSpace(next) && readDecimal(next, record.time) && endsField(*next);
 }
 
 /** strtoul in base 0, for a field that ends before a separator or the end of the text. */
@@ -77,7 +73,7 @@ const char* skipField(const char*& text) {
 }
 
 /** Reads any record. */
-void readAnyRecord(const char*& text, Record& record) {
+void readAnyRecord(const char* text, Record& record) {
   record = {};
   skipField(text);
   for (unsigned long* const value : {&record.a, &record.b, &record.stage, &record.time}) {

@@ -237,6 +237,16 @@ TEST_F(Gfx, ItsThreadHasAName) {
   GfxEvent::pollingThreadFunc(nullptr);
 }
 
+TEST_F(Gfx, WithoutMemoryForThePathThereIsNoPolling) {
+  hostcore::setItem(7, "/nowhere/" + std::string(100, 'x'));
+  mSource.setGfxSysNodes();
+  failingnew::gThrowing = 1;
+  GfxEvent::pollingThreadFunc(&mSource);
+  EXPECT_EQ(mLog.texts(),
+            std::vector<std::string>{"AsyncEventsMgr_GFX: pollingThreadFunc() Caught "
+                                     "Exception: std::bad_alloc in pollingThreadFunc"});
+}
+
 TEST_F(Gfx, EachOperationWaitsForTheLocksThatItsDataNeeds) {
   char text[] = ":";
   GfxFrameData data;
