@@ -40,7 +40,7 @@ constexpr auto makeCallbacks(std::index_sequence<kNumbers...>) {
   return std::array<AsyncEventCallback, sizeof...(kNumbers)>{Client::onEvent<kNumbers>...};
 }
 
-/** The first ones belong to the threads, the next to expectEvent; the others are only ever registered. */
+/** First those of the threads, then that of expectEvent; the others are only ever registered. */
 constexpr auto kCallbacks = makeCallbacks(std::make_index_sequence<64>());
 
 void start(AsyncEvent& source, AsyncEventCallback cb) { source.startEvent(cb); }
