@@ -1,15 +1,14 @@
-#include "CommandLine.h"
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <climits>
 #include <cstdlib>
-#include <limits>
 #include <memory>
 
 #include "Commands.h"
 #include "ConfigOverrides.h"
+#include "Lmctl.h"
 #include "db/Db.h"
 #include "db/Favourites.h"
 #include "demo/Demo.h"
@@ -18,8 +17,6 @@
 
 namespace {
 
-constexpr std::int32_t kLowestInt = std::numeric_limits<std::int32_t>::min();
-constexpr std::int32_t kHighestInt = std::numeric_limits<std::int32_t>::max();
 constexpr int kHighestPid = 4194304;
 constexpr int kHighestPidOfRange = 65535;
 constexpr int kDay = 86400;
@@ -40,20 +37,9 @@ CLI::Validator wholeNumber(std::int64_t low, std::int64_t high) {
   return {normalize, ""};
 }
 
-/** A time to wait. */
-CLI::Validator seconds(int most) {
-  const auto check = [most](const std::string& text) -> std::string {
-    char* end = nullptr;
-    const double value = std::strtod(text.c_str(), &end);
-    const bool good = *end == '\0' && value >= 0.1 && value <= most;  // not for NaN
-    return good ? "" : "'" + text + "' is not a number from 0.1 to " + std::to_string(most);
-  };
-  return {check, ""};
-}
+using Check = std::string (*)(const std::string& text);
 
-CLI::Validator notEmpty() {
-  return {[](const std::string& text) { return text.empty() ? "the name is empty" : ""; }, ""};
-}
+std::string nameProblem(const std::string& name) { return name.empty() ? "the name is empty" : ""; }
 
 std::string nodePathProblem(const std::string& path) {
   if (path.empty()) {
@@ -69,7 +55,7 @@ std::string itemProblem(const std::string& text) {
   const char* const end = text.data() + std::min(equals, text.size());
   unsigned item = 0;
   const auto [rest, error] = std::from_chars(text.data(), end, item);
-  const bool good = error == std::errc() && rest == end && item <= unsigned{kHighestInt};
+  const bool good = error == std::errc() && rest == end && item <= unsigned{INT_MAX};
   if (equals == std::string::npos || !good) {
     return "'" + text + "' is not an item's number, '=' and a path";
   }
@@ -92,25 +78,34 @@ std::string keyProblem(const std::string& text) {
   return text.find('\'') == std::string::npos ? "" : "a quote cannot be part of a key";
 }
 
+/** The type of an argument, which has no dash and must be there. */
+constexpr char kNeeded[] = " ";
+
 CLI::Option* addOption(CLI::App& command, const char* name, std::string& value, const char* type,
-                       const char* description, CLI::Validator check = notEmpty()) {
-  return command.add_option(name, value, description)->option_text(type)->check(std::move(check));
+                       const char* description, Check check = nameProblem) {
+  CLI::Option* const option = command.add_option(name, value, description);
+  return option->option_text(type)->required(*name != '-')->check(check);
 }
 
-CLI::Option* addNumber(CLI::App& command, const char* name, int& value, const char* text,
-                       const char* description, std::int64_t low = kLowestInt,
-                       std::int64_t high = kHighestInt) {
-  return command.add_option(name, value, description)
-      ->option_text(text)
-      ->transform(wholeNumber(low, high));
+void addNumber(CLI::App& command, const char* name, int& value, const char* type,
+               const char* description, int low = INT_MIN, int high = INT_MAX) {
+  CLI::Option* const option = command.add_option(name, value, description);
+  option->option_text(type)->required(*name != '-')->transform(wholeNumber(low, high));
 }
 
 void addNode(CLI::App& command, const char* name, std::string& path, const char* description) {
-  addOption(command, name, path, "PATH", description, CLI::Validator(nodePathProblem, "", ""));
+  addOption(command, name, path, "PATH", description, nodePathProblem);
 }
 
-/** A positional argument that must be there. */
-constexpr char kNeeded[] = " ";
+void addSeconds(CLI::App& command, double& value, const char* description, int most = 3600) {
+  const auto check = [most](const std::string& text) -> std::string {
+    char* end = nullptr;
+    const double seconds = std::strtod(text.c_str(), &end);
+    const bool good = *end == '\0' && seconds >= 0.1 && seconds <= most;  // not for NaN
+    return good ? "" : "'" + text + "' is not a number from 0.1 to " + std::to_string(most);
+  };
+  command.add_option("--seconds", value, description)->option_text("N")->check(check);
+}
 
 /** The commands below one. All share their options; those that are not given stay as they are. */
 template <typename Options>
@@ -118,23 +113,18 @@ class Commands {
  public:
   Commands(CLI::App& parent, Command& command) : mParent(parent), mCommand(command) {}
 
-  /** Adds a command. */
-  CLI::App& add(const char* name, const char* description,
-                int (*run)(const Options&, Console&)) const {
+  /** Adds a command, which may print with --json what json says. */
+  CLI::App& add(const char* name, const char* description, int (*run)(const Options&, Console&),
+                const std::string& json = "") const {
     CLI::App* const app = mParent.add_subcommand(name, description)->group("Commands");
     app->callback([options = options, run, &command = mCommand] {
       command = [options, run](Console& console) { return run(*options, console); };
     });
+    if constexpr (requires { options->json; }) {
+      app->add_flag("--json", options->json, "Print JSON instead");
+      app->footer("With --json: " + json + ".");
+    }
     return *app;
-  }
-
-  /** Adds a command that prints with --json what json says. */
-  CLI::App& add(const char* name, const char* description, int (*run)(const Options&, Console&),
-                const char* json) const {
-    CLI::App& app = add(name, description, run);
-    app.add_flag("--json", options->json, "Print JSON instead");
-    app.footer(std::string("With --json: ") + json + ".");
-    return app;
   }
 
   const std::shared_ptr<Options> options = std::make_shared<Options>();
@@ -152,9 +142,7 @@ void addDemo(CLI::App& app, Command& command) {
   const Commands<DemoOptions> commands(app, command);
   CLI::App& demo = commands.add("demo", "Show the library's services at work.", runDemo);
   DemoOptions& options = *commands.options;
-  demo.add_option("--seconds", options.seconds, "How long to watch vsyncs, and frames [3]")
-      ->option_text("N")
-      ->check(seconds(3600));
+  addSeconds(demo, options.seconds, "How long to watch vsyncs, and frames [3]");
   addOption(demo, "--device", options.device, "DIR", "Folder of the simulated device's nodes");
   addOption(demo, "--output", options.output, "DIR", "Folder for its trace and report");
 }
@@ -172,23 +160,18 @@ CLI::Option& addSample(CLI::App& command, bool& sample) {
   return *command.add_flag("--sample", sample, "Watch what lmctl itself makes for it");
 }
 
-void addWatchOptions(CLI::App& source, WatchOptions& options) {
-  source.add_option("--seconds", options.seconds, "How long to watch; until Ctrl-C if not given")
-      ->option_text("N")
-      ->check(seconds(kDay));
-}
-
 void addWatch(CLI::App& app, Command& command) {
   CLI::App& watch = addGroup(app, "watch", "Show events as they arrive.");
   const Commands<WatchOptions> commands(watch, command);
   WatchOptions& options = *commands.options;
   constexpr char kJson[] = "an object {source, seconds, and what was watched}, at the end";
+  constexpr char kSeconds[] = "How long to watch; until Ctrl-C if not given";
   constexpr char kTrace[] = "File to make: a trace for ui.perfetto.dev";
 
   CLI::App& vsync = commands.add("vsync", "Show the display's vsync events.", watchVsync, kJson);
   addNode(vsync, "--node", options.node, "Kernel node to poll, not the configured one");
   addSample(vsync, options.sample).excludes("--node");
-  addWatchOptions(vsync, options);
+  addSeconds(vsync, options.seconds, kSeconds, kDay);
   addOption(vsync, "--trace", options.trace, "FILE", kTrace);
 
   CLI::App& gfx =
@@ -197,7 +180,7 @@ void addWatch(CLI::App& app, Command& command) {
   addNode(gfx, "--ctrl", options.control, "Node that switches reports on and off");
   addNumber(gfx, "--value", options.controlValue, "N", "What switches them on [1]");
   addSample(gfx, options.sample).excludes("--node", "--ctrl");
-  addWatchOptions(gfx, options);
+  addSeconds(gfx, options.seconds, kSeconds, kDay);
   addOption(gfx, "--trace", options.trace, "FILE", kTrace);
   gfx.footer(gfx.get_footer() +
              "\n\nThe node's times are taken for microseconds. A frame is late that starts more\n"
@@ -208,7 +191,7 @@ void addWatch(CLI::App& app, Command& command) {
   CLI::App& thermal = commands.add("thermal", "Keep the thermal listener fetching; show its zones.",
                                    watchThermal, kJson);
   addSample(thermal, options.sample);
-  addWatchOptions(thermal, options);
+  addSeconds(thermal, options.seconds, kSeconds, kDay);
 }
 
 void addReport(CLI::App& app, Command& command) {
@@ -216,9 +199,7 @@ void addReport(CLI::App& app, Command& command) {
   CLI::App& report = commands.add("report", "Watch for a while; show all figures on one page.",
                                   makeReport, "an object, the record that the page shows");
   ReportOptions& options = *commands.options;
-  report.add_option("--seconds", options.seconds, "How long to watch [10]")
-      ->option_text("N")
-      ->check(seconds(3600));
+  addSeconds(report, options.seconds, "How long to watch [10]");
   addOption(report, "-o,--output", options.output, "FILE", "HTML file to make; - for output");
   addNode(report, "--node", options.vsyncNode, "Vsync node to poll, not the configured one");
   addNode(report, "--frame-node", options.frameNode, "Frame node or FIFO to read");
@@ -245,17 +226,15 @@ void addStats(CLI::App& app, Command& command) {
       "an array of {slot, hex, decimal}; decimal is a text\nfor numbers from 2^53 on";
   CLI::App& pid = commands.add("pid", "Show one process; slots are as the kernel fills them.",
                                statsPid, kSlots);
-  addNumber(pid, "PID", options.pid, kNeeded, "Process identifier", 1, kHighestPid)->required();
+  addNumber(pid, "PID", options.pid, kNeeded, "Process identifier", 1, kHighestPid);
   commands.add("sys", "Show the system.", statsSys, kSlots);
   CLI::App& range = commands.add("range", "Show the processes in a range, one a line.", statsRange,
                                  "an array of processes, each an object of its slots");
-  addNumber(range, "FIRST", options.first, kNeeded, "Lowest identifier", 0, kHighestPidOfRange)
-      ->required();
-  addNumber(range, "LAST", options.last, kNeeded, "Highest identifier", 0, kHighestPidOfRange)
-      ->required();
+  addNumber(range, "FIRST", options.first, kNeeded, "Lowest identifier", 0, kHighestPidOfRange);
+  addNumber(range, "LAST", options.last, kNeeded, "Highest identifier", 0, kHighestPidOfRange);
   CLI::App& name =
       commands.add("name", "Show the processes with a name.", statsName, "an array of {pid, hex}");
-  addOption(name, "NAME", options.name, kNeeded, "Process name")->required();
+  addOption(name, "NAME", options.name, kNeeded, "Process name");
 }
 
 void addMemory(CLI::App& app, Command& command) {
@@ -270,7 +249,7 @@ void addServices(CLI::App& app, Command& command) {
   constexpr char kPids[] = "an array of {pid}";
   CLI::App& clients = commands.add("clients", "Show the services connected to a service.",
                                    servicesClients, "an array of {service}");
-  addOption(clients, "NAME", commands.options->name, kNeeded, "Service name")->required();
+  addOption(clients, "NAME", commands.options->name, kNeeded, "Service name");
   commands.add("pids", "Show the processes of services.", servicesPids, kPids)
       .add_option("NAME", commands.options->names, "Service names")
       ->option_text("...")
@@ -285,7 +264,7 @@ void addNode(CLI::App& app, Command& command) {
       commands.add("write", "Write a text to an item's node, and read it back.", writeNode,
                    "an object {item, node, written, read};\nread is null "
                    "for a node that cannot be read");
-  addNumber(write, "ITEM", commands.options->item, kNeeded, "Item number", 0)->required();
+  addNumber(write, "ITEM", commands.options->item, kNeeded, "Item number", 0);
   write.add_option("VALUE", commands.options->value, "Text, written as it is")
       ->option_text(kNeeded)
       ->required();
@@ -293,18 +272,16 @@ void addNode(CLI::App& app, Command& command) {
 
 /** The file, the table and a row's fields, by which rows are selected, too. */
 void addKey(CLI::App& command, DbOptions& options) {
-  const CLI::Validator isKey(keyProblem, "", "");
-  addOption(command, "FILE", options.file, kNeeded, "Database file")->required();
-  addOption(command, "TABLE", options.table, kNeeded, "Its table",
-            CLI::Validator(tableProblem, "", ""))
-      ->required();
-  CLI::Option* const app =
-      addOption(command, "--app", options.key.appName, "NAME", "Application, of launches", isKey);
-  addOption(command, "--slot", options.slot, "NAME", "Time slot, of slots' texts", isKey)
-      ->excludes(app);
-  addOption(command, "--rsvd", options.key.rsvdName, "NAME", "Second name", isKey);
-  addNumber(command, "--int", options.key.intcol1, "N", "Integer column", kLowestInt,
-            kNoIntcol1 - 1);
+  addOption(command, "FILE", options.file, kNeeded, "Database file");
+  addOption(command, "TABLE", options.table, kNeeded, "Its table", tableProblem);
+  CLI::Option* const app = addOption(command, "--app", options.key.appName, "NAME",
+                                     "Application, of launches", keyProblem);
+  addOption(command, "--slot", options.key.appName, "NAME", "Time slot, of slots' texts",
+            keyProblem)
+      ->excludes(app)
+      ->each([&options](const std::string&) { options.isSlot = true; });
+  addOption(command, "--rsvd", options.key.rsvdName, "NAME", "Second name", keyProblem);
+  addNumber(command, "--int", options.key.intcol1, "N", "Integer column", INT_MIN, kNoIntcol1 - 1);
 }
 
 void addDb(CLI::App& app, Command& command) {
@@ -313,7 +290,7 @@ void addDb(CLI::App& app, Command& command) {
   DbOptions& options = *commands.options;
   CLI::App& tables = commands.add("tables", "List a file's tables.", dbTables,
                                   "an array of {table, payload, rows}");
-  addOption(tables, "FILE", options.file, kNeeded, "Database file")->required();
+  addOption(tables, "FILE", options.file, kNeeded, "Database file");
   CLI::App& dump = commands.add(
       "dump", "Print the rows that match the options.", dbDump,
       "a line for each row, an object {rowid, int, app, rsvd, launches}\nor {rowid, int, slot, "
@@ -327,7 +304,7 @@ void addDb(CLI::App& app, Command& command) {
   addOption(put, "--from", options.from, "FILE", "What dump --json prints; - for standard input");
   put.footer(put.get_footer() +
              "\n\nNothing is written unless all rows of a file are good. Their rowids are not\n"
-             "used. Rows that set different fields may change places.");
+             "used.");
   CLI::App& remove = commands.add("delete", "Delete the rows that match the options.", dbDelete,
                                   "an object {deleted}, the number of rows");
   addKey(remove, options);
@@ -349,9 +326,25 @@ void addFavourites(CLI::App& app, Command& command) {
   addOption(rebuild, "--text-file", options.textFile, "FILE", "File with the text")->excludes(text);
 }
 
+/** The option of any command that sets an item's node. */
+void addItems(CLI::App& app, ConfigOverrides& overrides) {
+  app.add_option_function<std::vector<std::string>>(
+         "--item",
+         [&overrides](const std::vector<std::string>& items) {
+           for (const std::string& item : items) {
+             overrides.set(std::stoi(item), item.substr(item.find('=') + 1));
+           }
+         },
+         "Node of an item, not the configured one; repeatable")
+      ->option_text("N=PATH")
+      ->allow_extra_args(false)
+      ->check(itemProblem);
+}
+
 }  // namespace
 
-void addCommands(CLI::App& app, Command& command) {
+void addCommands(CLI::App& app, ConfigOverrides& overrides, Command& command) {
+  addItems(app, overrides);
   using Add = void (*)(CLI::App&, Command&);
   static constexpr std::pair<const char*, Add> kCommands[] = {
       {"First steps", addDemo},
@@ -370,18 +363,4 @@ void addCommands(CLI::App& app, Command& command) {
     add(app, command);
     app.get_subcommands({}).back()->group(group);
   }
-}
-
-void addItems(CLI::App& app, ConfigOverrides& overrides) {
-  app.add_option_function<std::vector<std::string>>(
-         "--item",
-         [&overrides](const std::vector<std::string>& items) {
-           for (const std::string& item : items) {
-             overrides.set(std::stoi(item), item.substr(item.find('=') + 1));
-           }
-         },
-         "Node of an item, not the configured one; repeatable")
-      ->option_text("N=PATH")
-      ->allow_extra_args(false)
-      ->check(CLI::Validator(itemProblem, "", ""));
 }

@@ -17,7 +17,6 @@
 #include "DependentServices.h"
 #include "NodeChecks.h"
 #include "Output.h"
-#include "QuietLog.h"
 #include "config/Nodes.h"
 
 using android::hardware::hidl_string;
@@ -49,11 +48,11 @@ void requireAnswer(int status) {
   static constexpr std::array kTexts = {
       "success", "found nothing; check the name", "does not support this; it may be too old",
       "refuses the name; check it", "cannot be reached; see 'lmctl doctor'"};
-  if (status != 0) {
-    const auto known = static_cast<std::size_t>(status) < kTexts.size();
-    throw std::runtime_error("the service tracker " +
-                             (known ? kTexts.at(static_cast<std::size_t>(status))
-                                    : "answers " + std::to_string(status)));
+  const auto index = static_cast<std::size_t>(status);
+  if (index != 0) {
+    throw std::runtime_error("the service tracker " + (index < kTexts.size()
+                                                           ? kTexts[index]
+                                                           : "answers " + std::to_string(status)));
   }
 }
 

@@ -24,20 +24,12 @@ ConfigOverrides::~ConfigOverrides() {
   gOverrides = mOuter;
 }
 
-void ConfigOverrides::set(int item, std::string path) {
-  mPaths.insert_or_assign(item, std::move(path));
-}
-
 int ConfigOverrides::lookup(int item, char* out) {
   if (const auto entry = mPaths.find(item); entry != mPaths.end()) {
     std::memcpy(out, entry->second.c_str(), entry->second.size() + 1);
     return 0;
   }
   return mConfiguredStore != nullptr ? mConfiguredStore->lookup(item, out) : -1;
-}
-
-void ConfigOverrides::setText(int key, std::string text) {
-  mTexts.insert_or_assign(key, std::move(text));
 }
 
 char* ConfigOverrides::fetchText(int key) { return gOverrides->findText(key); }

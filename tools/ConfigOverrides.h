@@ -2,6 +2,7 @@
 
 #include <string>
 #include <unordered_map>
+#include <utility>
 
 #include "config/DynamicLoader.h"
 
@@ -18,10 +19,10 @@ class ConfigOverrides final : public ConfigStore {
   ConfigOverrides& operator=(const ConfigOverrides&) = delete;
 
   /** Sets the path of item, at most kConfigValueSize - 1 bytes. */
-  void set(int item, std::string path);
+  void set(int item, std::string path) { mPaths[item] = std::move(path); }
 
   /** Sets the text of key. */
-  void setText(int key, std::string text);
+  void setText(int key, std::string text) { mTexts[key] = std::move(text); }
 
   int lookup(int item, char* out) override;
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <android/log.h>
+
 #include <cstddef>
 #include <iosfwd>
 #include <stdexcept>
@@ -55,6 +57,18 @@ struct Screen {
   std::size_t rows = 24;
   bool unicode;
   Style style;
+};
+
+/** Keeps this process's log quiet while it lives, where failures are expected and told otherwise. */
+class QuietLog {
+ public:
+  QuietLog() : mPriority(__android_log_set_minimum_priority(ANDROID_LOG_SILENT)) {}
+  ~QuietLog() { __android_log_set_minimum_priority(mPriority); }
+  QuietLog(const QuietLog&) = delete;
+  QuietLog& operator=(const QuietLog&) = delete;
+
+ private:
+  const int mPriority;
 };
 
 /** Exit statuses of lmctl. */

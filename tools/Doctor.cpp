@@ -16,7 +16,6 @@
 #include "FetchPreferredApps.h"
 #include "NodeChecks.h"
 #include "Output.h"
-#include "QuietLog.h"
 #include "StatsProvider.h"
 #include "ThermalListenerV2.h"
 #include "config/Nodes.h"
@@ -35,11 +34,9 @@ constexpr char kSimulatedDevice[] = "/sys/kernel/lmdevice/";
 template <typename Function>
 std::string objectFile(Function* function) {
   Dl_info info = {};
-  char path[PATH_MAX];
-  if (dladdr(reinterpret_cast<const void*>(function), &info) == 0) {
-    return "unknown";
-  }
-  return realpath(info.dli_fname, path) != nullptr ? path : info.dli_fname;
+  char path[PATH_MAX] = "unknown";
+  const bool isKnown = dladdr(reinterpret_cast<const void*>(function), &info) != 0;
+  return isKnown && realpath(info.dli_fname, path) == nullptr ? info.dli_fname : path;
 }
 
 /** What was found of one service, or what is wrong and how to mend it. */
@@ -48,8 +45,6 @@ struct Finding {
   std::string found;
   std::string problem{};
   std::string whatToDo{};
-
-  bool isOk() const { return problem.empty(); }
 };
 
 using Report = std::vector<Finding>;
@@ -145,47 +140,41 @@ Report examineAll() {
 }
 
 /** Leaves only what was asked about in the report, if anything was. */
-void select(const std::vector<std::string>& services, Report& report) {
+void select(std::vector<std::string> services, Report& report) {
   std::string known;
+  Report selected;
   for (const Finding& finding : report) {
     known += std::string(" ") + finding.service;
-  }
-  for (const std::string& service : services) {
-    const auto isNamed = [&](const Finding& finding) { return finding.service == service; };
-    if (std::none_of(report.begin(), report.end(), isNamed)) {
-      throw UsageError("no service '" + service + "'; there are" + known);
+    if (std::erase(services, finding.service) != 0) {
+      selected.push_back(finding);
     }
   }
-  const auto isUnwanted = [&](const Finding& finding) {
-    return std::find(services.begin(), services.end(), finding.service) == services.end();
-  };
   if (!services.empty()) {
-    report.erase(std::remove_if(report.begin(), report.end(), isUnwanted), report.end());
+    throw UsageError("no service '" + services.front() + "'; there are" + known);
+  }
+  if (!selected.empty()) {
+    report = selected;
   }
 }
 
-void printReport(const Report& report, Console& console) {
-  for (const Finding& finding : report) {
-    const bool isOk = finding.isOk();
-    console.out << (isOk ? console.style.good("ok       ") : console.style.warning("missing  "))
-                << std::left << std::setw(16) << finding.service
-                << visible(isOk ? finding.found : finding.problem) << "\n";
-    if (!isOk) {
-      console.out << "         " << finding.whatToDo << "\n";
+void printReport(const Report& report, bool json, std::ostream& out, const Style& style) {
+  ordered_json rows = ordered_json::array();
+  for (const auto& [service, found, problem, whatToDo] : report) {
+    const bool isOk = problem.empty();
+    const std::string& detail = isOk ? found : problem;
+    rows.push_back({{"service", service},
+                    {"state", isOk ? "ok" : "missing"},
+                    {"detail", detail},
+                    {"what_to_do", isOk ? ordered_json() : ordered_json(whatToDo)}});
+    if (!json) {
+      out << (isOk ? style.good("ok       ") : style.warning("missing  ")) << std::left
+          << std::setw(16) << service << visible(detail) << "\n"
+          << (isOk ? "" : "         " + whatToDo + "\n");
     }
   }
-}
-
-void printJsonReport(const Report& report, Console& console) {
-  ordered_json rows = ordered_json::array();
-  for (const Finding& finding : report) {
-    const bool isOk = finding.isOk();
-    rows.push_back({{"service", finding.service},
-                    {"state", isOk ? "ok" : "missing"},
-                    {"detail", isOk ? finding.found : finding.problem},
-                    {"what_to_do", isOk ? ordered_json() : ordered_json(finding.whatToDo)}});
+  if (json) {
+    printJson(rows, out);
   }
-  printJson(rows, console.out);
 }
 
 }  // namespace
@@ -200,12 +189,8 @@ std::string versionText() {
 int examine(const DoctorOptions& options, Console& console) {
   Report report = examineAll();
   select(options.services, report);
-  if (options.json) {
-    printJsonReport(report, console);
-  } else {
-    printReport(report, console);
-  }
+  printReport(report, options.json, console.out, console.style);
   const bool isAllOk =
-      std::all_of(report.begin(), report.end(), [](const Finding& f) { return f.isOk(); });
+      std::all_of(report.begin(), report.end(), [](const Finding& f) { return f.problem.empty(); });
   return options.services.empty() || isAllOk ? kSuccess : kFailure;
 }

@@ -4,7 +4,6 @@
 #include <optional>
 #include <ostream>
 
-#include "CommandLine.h"
 #include "Commands.h"
 #include "ConfigOverrides.h"
 #include "Output.h"
@@ -19,18 +18,14 @@ const CLI::App& namedCommand(const CLI::App& app) {
   return named.empty() ? app : namedCommand(*named.back());
 }
 
-/** A command as it is typed, "lmctl watch vsync", and what comes before its name. @{ */
-std::string pathOf(const CLI::App& command);
-
-std::string beforeNameOf(const CLI::App& command) {
-  return command.get_parent() != nullptr ? pathOf(*command.get_parent()) : "";
+/** A command as it is typed, as "lmctl watch vsync"; empty for none. */
+std::string pathOf(const CLI::App* command) {
+  if (command == nullptr) {
+    return "";
+  }
+  const std::string before = pathOf(command->get_parent());
+  return before + (before.empty() ? "" : " ") + command->get_name();
 }
-
-std::string pathOf(const CLI::App& command) {
-  const std::string before = beforeNameOf(command);
-  return before + (before.empty() ? "" : " ") + command.get_name();
-}
-/** @} */
 
 /** What is wrong with the first word that nothing takes. */
 std::string unexpectedProblem(const CLI::App& app, const CLI::App& command) {
@@ -65,7 +60,7 @@ std::string usageProblem(const CLI::App& app, const CLI::ParseError& e) {
 }
 
 int fail(const CLI::App& command, const std::string& problem, int status, Console& console) {
-  const std::string path = pathOf(command);
+  const std::string path = pathOf(&command);
   console.beginError(path) << visible(problem)
                            << (status == kUsage ? "; see '" + path + " --help'" : "") << "\n";
   return status;
@@ -79,7 +74,7 @@ std::optional<int> parse(CLI::App& app, int argc, const char* const* argv, Conso
   } catch (const CLI::CallForHelp&) {
     if (app.remaining(true).empty()) {
       const CLI::App& command = namedCommand(app);
-      console.out << command.help(beforeNameOf(command));
+      console.out << command.help(pathOf(command.get_parent()));
       return kSuccess;
     }
     return fail(namedCommand(app), unexpectedProblem(app, namedCommand(app)), kUsage, console);
@@ -108,8 +103,7 @@ int lmctl(int argc, const char* const* argv, Console& console) try {
   ConfigOverrides items;
   Command command;
   describe(app);
-  addItems(app, items);
-  addCommands(app, command);
+  addCommands(app, items, command);
   if (const auto status = parse(app, argc, argv, console)) {
     return *status;
   }

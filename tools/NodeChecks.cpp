@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <stdexcept>
 
 #include "config/Nodes.h"
 
@@ -69,6 +70,12 @@ std::string accessProblem(const std::string& path, int access) {
   const int flags = (access == W_OK ? O_WRONLY : O_RDONLY) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
   const android::base::unique_fd file(open(path.c_str(), flags));
   return file.ok() ? "" : path + ": " + std::strerror(errno);
+}
+
+void requireReadable(const std::string& path) {
+  if (const std::string problem = accessProblem(path, R_OK); !problem.empty()) {
+    throw std::runtime_error(problem);
+  }
 }
 
 std::string nodeProblem(int item, int access) {

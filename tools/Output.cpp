@@ -18,35 +18,23 @@ unsigned byteAt(std::string_view text, std::size_t index) {
   return static_cast<unsigned char>(text[index]);
 }
 
-/** How many bytes a character has that begins with a byte; 0 for a byte that begins none. */
-std::size_t lengthOfCharacter(unsigned first) {
-  if (first < 0x80) {
-    return 1;
-  }
-  if (first < 0xc2 || first > 0xf4) {
-    return 0;
-  }
-  return first < 0xe0 ? 2 : first < 0xf0 ? 3 : 4;
-}
-
-/** A character at the beginning of a text; of length 0 when there is none in UTF-8. */
+/** A text's first character; of length 0 when there is none in UTF-8. */
 struct Character {
   explicit Character(std::string_view text) : code(byteAt(text, 0)) {
-    const std::size_t expected = lengthOfCharacter(code);
+    const std::size_t expected = code < 0x80 ? 1 : code < 0xe0 ? 2 : code < 0xf0 ? 3 : 4;
     if (expected > 1) {
-      code &= 0x7fU >> expected;
+      code = code < 0xc2 || code > 0xf4 ? kNone : code & (0x7fU >> expected);
     }
-    for (std::size_t i = 1; i < expected; ++i) {
-      if (i >= text.size() || (byteAt(text, i) & 0xc0) != 0x80) {
-        return;
-      }
-      code = code << 6 | (byteAt(text, i) & 0x3f);
+    for (std::size_t i = 1; i < expected && code != kNone; ++i) {
+      const unsigned byte = i < text.size() ? byteAt(text, i) : 0;
+      code = (byte & 0xc0) == 0x80 ? code << 6 | (byte & 0x3f) : kNone;
     }
     constexpr char32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
     const bool isSurrogate = code >= 0xd800 && code < 0xe000;
     length = code >= kLeast[expected] && code <= 0x10ffff && !isSurrogate ? expected : 0;
   }
 
+  static constexpr char32_t kNone = 0xffffffff;
   char32_t code;
   std::size_t length = 0;
 };

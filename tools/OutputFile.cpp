@@ -14,27 +14,11 @@
 
 namespace {
 
-constexpr int kMostLinks = 40;
-
 /** Whether path leads to the file that is this process's standard output. */
 bool isStandardOutput(const std::string& path) {
   struct stat named, own;
   return path == "-" || (stat(path.c_str(), &named) == 0 && fstat(STDOUT_FILENO, &own) == 0 &&
                          named.st_dev == own.st_dev && named.st_ino == own.st_ino);
-}
-
-/** Where the file is that path leads to, also when it is yet to be made. */
-std::string withoutLinks(std::string path) {
-  char target[PATH_MAX];
-  for (int i = 0; i < kMostLinks; ++i) {
-    const ssize_t size = readlink(path.c_str(), target, sizeof(target));
-    if (size <= 0) {
-      break;
-    }
-    const std::string folder = path.substr(0, path.rfind('/') + 1);
-    path = (*target == '/' ? "" : folder) + std::string(target, static_cast<std::size_t>(size));
-  }
-  return path;
 }
 
 /** The mode of a file that is made without a wish for another. */
@@ -45,8 +29,8 @@ mode_t defaultMode() {
 }
 
 [[noreturn]] void failToWrite(const std::string& path) {
-  throw std::runtime_error("cannot write " + path + (errno != 0 ? ": " : "") +
-                           (errno != 0 ? std::strerror(errno) : ""));
+  throw std::runtime_error("cannot write " + path +
+                           (errno != 0 ? std::string(": ") + std::strerror(errno) : ""));
 }
 
 }  // namespace
@@ -72,11 +56,13 @@ OutputFile::~OutputFile() {
 
 void OutputFile::beginTemporary() {
   struct stat old;
-  const bool exists = stat(mPath.c_str(), &old) == 0;
-  if (exists && (!S_ISREG(old.st_mode) || access(mPath.c_str(), W_OK) != 0)) {
+  const bool exists = lstat(mPath.c_str(), &old) == 0;
+  char target[PATH_MAX];
+  if (exists && (realpath(mPath.c_str(), target) == nullptr || stat(target, &old) != 0 ||
+                 !S_ISREG(old.st_mode) || access(target, W_OK) != 0)) {
     return;
   }
-  mTarget = withoutLinks(mPath);
+  mTarget = exists ? target : mPath;
   std::string path = mTarget + ".XXXXXX";
   const android::base::unique_fd file(mkostemp(path.data(), O_CLOEXEC));
   if (!file.ok()) {

@@ -6,7 +6,7 @@
 /**
  * A file that a command makes. A plain file is written beside its place and only takes it when whole;
  * links are followed, and a file that was there keeps its mode and owner. What is not a plain file, as
- * a FIFO or a device, and a file that cannot be replaced, is written straight.
+ * a FIFO, and a file that cannot be replaced or is made through a link, is written straight.
  */
 class OutputFile {
  public:

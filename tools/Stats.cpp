@@ -1,34 +1,30 @@
 #include "Stats.h"
 
-#include <array>
+#include <cinttypes>
+#include <cstdio>
 #include <cstring>
-#include <iomanip>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <span>
-#include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "Commands.h"
 #include "Output.h"
-#include "QuietLog.h"
 
 using nlohmann::ordered_json;
 
 namespace {
 
-struct KnownSlot {
-  std::size_t slot;
-  const char* name;
-};
-constexpr std::array kKnownSlots = {KnownSlot{kSwapUsedSlot, "swap_used_kb"},
-                                    KnownSlot{kSwapTotalSlot, "swap_total_kb"},
-                                    KnownSlot{kVmallocUsedSlot, "vmalloc_used_kb"}};
+constexpr std::pair<std::size_t, const char*> kKnownSlots[] = {
+    {kSwapUsedSlot, "swap_used_kb"},
+    {kSwapTotalSlot, "swap_total_kb"},
+    {kVmallocUsedSlot, "vmalloc_used_kb"}};
 
 std::string hex(std::uint64_t value) {
-  std::ostringstream text;
-  text << "0x" << std::hex << std::setfill('0') << std::setw(16) << value;
-  return text.str();
+  char text[24];
+  std::snprintf(text, sizeof(text), "0x%016" PRIx64, value);
+  return text;
 }
 
 ordered_json slotRows(std::span<const std::uint64_t> slots) {
@@ -58,17 +54,17 @@ bool isZero(const Record& record) {
 
 ordered_json memoryFigures(const SysStatsRecord& record) {
   ordered_json figures;
-  for (const KnownSlot& known : kKnownSlots) {
-    const std::uint64_t value = record.slots[known.slot];
-    figures[known.name] = value != kUnknownFigure ? exactNumber(value) : ordered_json();
+  for (const auto& [slot, name] : kKnownSlots) {
+    const std::uint64_t value = record.slots[slot];
+    figures[name] = value != kUnknownFigure ? exactNumber(value) : ordered_json();
   }
   return figures;
 }
 
 ordered_json systemSlots(const SysStatsRecord& record) {
   ordered_json rows = slotRows(record.slots);
-  for (const KnownSlot& known : kKnownSlots) {
-    rows[known.slot]["slot"] = known.name;
+  for (const auto& [slot, name] : kKnownSlots) {
+    rows[slot]["slot"] = name;
   }
   return rows;
 }
@@ -137,10 +133,6 @@ int statsName(const StatsOptions& options, Console& console) {
 
 int showMemory(const StatsOptions& options, Console& console) {
   const ordered_json figures = memoryFigures(probeQuietly().getMemInfo());
-  if (options.json) {
-    printJson(figures, console.out);
-  } else {
-    printTable(ordered_json::array({figures}), console.out);
-  }
+  printRows(options.json ? figures : ordered_json::array({figures}), options.json, console.out);
   return kSuccess;
 }

@@ -1,18 +1,13 @@
 #include "db/Database.h"
 
-#include <strings.h>
-
-#include <algorithm>
 #include <cstring>
 #include <stdexcept>
+
+#include "NodeChecks.h"
 
 namespace {
 
 constexpr int kBusyLimitMs = 1000;  ///< the table's own program may be writing
-
-auto isNamed(const std::string& name) {
-  return [name](const std::string& other) { return strcasecmp(name.c_str(), other.c_str()) == 0; };
-}
 
 }  // namespace
 
@@ -31,6 +26,9 @@ Database::Database(const std::string& file) : Database(file, SQLITE_OPEN_READWRI
 
 Database::Database(const std::string& file, int flags)
     : mFile(file), mIsToRead((flags & SQLITE_OPEN_CREATE) == 0) {
+  if (mIsToRead) {
+    requireReadable(file);
+  }
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2(file.c_str(), &opened, flags, nullptr);
   mDb.reset(opened);
@@ -69,28 +67,25 @@ std::string Database::Query::text(int column) const {
   return bytes != nullptr ? std::string(static_cast<const char*>(bytes), size) : std::string();
 }
 
-std::vector<std::string> Database::tables() const {
-  std::vector<std::string> names;
-  Query query(*this, "SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name");
+std::vector<std::string> Database::texts(const std::string& sql) const {
+  std::vector<std::string> texts;
+  Query query(*this, sql);
   while (query.next()) {
-    names.push_back(query.text(0));
+    texts.push_back(query.text(0));
   }
-  return names;
+  return texts;
 }
 
-bool Database::hasTable(const std::string& name) const {
-  const std::vector<std::string> names = tables();
-  return std::any_of(names.begin(), names.end(), isNamed(name));
+std::vector<std::string> Database::tables() const {
+  return texts("SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name");
 }
 
 std::vector<std::string> Database::missingColumns(const std::string& table) const {
-  std::vector<std::string> missing = {"intcol1", "appName", "rsvdName", "blob"};
-  Query query(*this, "SELECT name FROM pragma_table_info(" + quoted(table) + ")");
-  while (query.next()) {
-    missing.erase(std::remove_if(missing.begin(), missing.end(), isNamed(query.text(0))),
-                  missing.end());
-  }
-  return missing;
+  return texts(
+      "WITH needed(name) AS (VALUES ('intcol1'), ('appName'), ('rsvdName'), ('blob')) "
+      "SELECT name FROM needed WHERE name COLLATE NOCASE NOT IN "
+      "(SELECT name FROM pragma_table_info(" +
+      quoted(table) + "))");
 }
 
 int Database::payloadSize(const std::string& table) const {

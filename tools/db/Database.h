@@ -42,7 +42,10 @@ class Database {
   std::vector<std::string> tables() const;
 
   /** Whether there is a table with a name, which may differ in case. */
-  bool hasTable(const std::string& name) const;
+  bool hasTable(const std::string& name) const {
+    return sqlite3_table_column_metadata(mDb.get(), nullptr, name.c_str(), nullptr, nullptr,
+                                         nullptr, nullptr, nullptr, nullptr) == SQLITE_OK;
+  }
 
   /** Which columns of a row store's table a table lacks. */
   std::vector<std::string> missingColumns(const std::string& table) const;
@@ -53,6 +56,9 @@ class Database {
  private:
   /** Opens a file with sqlite3_open_v2()'s flags. */
   Database(const std::string& file, int flags);
+
+  /** The first columns of the rows that a query finds. */
+  std::vector<std::string> texts(const std::string& sql) const;
 
   [[noreturn]] void fail() const;
 

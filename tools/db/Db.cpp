@@ -30,14 +30,6 @@ std::string joined(const std::vector<std::string>& texts) {
   return result.empty() ? "none" : result;
 }
 
-/** Opens a file that must be there, to look at it only. */
-Database openToRead(const std::string& file) {
-  if (const std::string problem = accessProblem(file, R_OK); !problem.empty()) {
-    throw std::runtime_error(problem);
-  }
-  return Database(file);
-}
-
 /** Throws unless a file has a table, and that is a row store's. */
 void requireTable(const Database& database, const DbOptions& options) {
   if (!database.hasTable(options.table)) {
@@ -51,14 +43,7 @@ void requireTable(const Database& database, const DbOptions& options) {
   }
 }
 
-LMDBDataRowKey keyOf(const DbOptions& options) {
-  LMDBDataRowKey key = options.key;
-  key.appName += options.slot;
-  return key;
-}
-
-bool hasKey(const DbOptions& options) {
-  const LMDBDataRowKey key = keyOf(options);
+bool hasKey(const LMDBDataRowKey& key) {
   return !key.appName.empty() || !key.rsvdName.empty() || key.intcol1 != kNoIntcol1;
 }
 
@@ -118,10 +103,10 @@ void printCount(const char* done, std::size_t count, bool json, std::ostream& ou
 
 /** The rows that are to be put: those of a file, or the one that the options tell of. */
 NewRows rowsToPut(const DbOptions& options) {
-  const LMDBDataRowKey key = keyOf(options);
+  const LMDBDataRowKey& key = options.key;
   if (options.from.empty()) {
     NewRows rows = {
-        .areSlots = !options.slot.empty(),
+        .areSlots = options.isSlot,
         .rows = {{.intcol1 = key.intcol1, .appName = key.appName, .rsvdName = key.rsvdName}}};
     setPayload(rows.rows.front(), options.value.value_or(""), rows.areSlots);
     return rows;
@@ -129,9 +114,7 @@ NewRows rowsToPut(const DbOptions& options) {
   if (options.from == "-") {
     return readRows(std::cin, "standard input");
   }
-  if (const std::string problem = accessProblem(options.from, R_OK); !problem.empty()) {
-    throw std::runtime_error(problem);
-  }
+  requireReadable(options.from);
   std::ifstream file(options.from);
   return readRows(file, options.from);
 }
@@ -141,7 +124,7 @@ void requireKind(const DbOptions& options, bool areSlots) {
   if (access(options.file.c_str(), F_OK) != 0) {
     return;
   }
-  const Database database = openToRead(options.file);
+  const Database database(options.file);
   if (!database.hasTable(options.table)) {
     return;
   }
@@ -159,7 +142,7 @@ void requireKind(const DbOptions& options, bool areSlots) {
 }  // namespace
 
 int dbTables(const DbOptions& options, Console& console) {
-  const Database database = openToRead(options.file);
+  const Database database(options.file);
   ordered_json rows = ordered_json::array();
   for (const std::string& table : database.tables()) {
     Database::Query count(database, "SELECT count(*) FROM " + quoted(table));
@@ -179,11 +162,11 @@ int dbTables(const DbOptions& options, Console& console) {
 }
 
 int dbDump(const DbOptions& options, Console& console) {
-  const Database database = openToRead(options.file);
+  const Database database(options.file);
   requireTable(database, options);
   const int size = database.payloadSize(options.table);
   std::string where;
-  LMDBDataRowKey key = keyOf(options);
+  LMDBDataRowKey key = options.key;
   LMDatabase<LaunchPayload>::build_query_for_where_clause(key, where);
   Database::Query query(database, "SELECT rowid, intcol1, appName, rsvdName, blob FROM " +
                                       options.table + " " + where + " ORDER BY rowid");
@@ -209,7 +192,7 @@ int dbPut(const DbOptions& options, Console& console) {
   if (options.value.has_value() != options.from.empty()) {
     throw UsageError("give either VALUE or --from");
   }
-  if (options.value ? keyOf(options).appName.empty() : hasKey(options)) {
+  if (options.value ? options.key.appName.empty() : hasKey(options.key)) {
     throw UsageError(options.value ? "VALUE needs --app or --slot" : "--from gives all fields");
   }
   const NewRows rows = rowsToPut(options);
@@ -220,14 +203,14 @@ int dbPut(const DbOptions& options, Console& console) {
 }
 
 int dbDelete(const DbOptions& options, Console& console) {
-  if (hasKey(options) == options.all) {
+  if (hasKey(options.key) == options.all) {
     throw UsageError("name which rows, or give --all");
   }
-  requireTable(openToRead(options.file), options);
+  requireTable(Database(options.file), options);
   Database::requireWritable(options.file);
   // No row's payload is read: any will do.
   LMDatabase<LaunchPayload> store(options.table, "", options.file);
-  LMDBDataRowKey key = keyOf(options);
+  LMDBDataRowKey key = options.key;
   const int deleted = store.LMDatabaseInit() == LMDB_SUCCESS ? store.deleteAllDR(key) : -1;
   if (deleted < 0) {
     throw std::runtime_error(options.file + ": nothing was deleted; see the log");

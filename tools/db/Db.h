@@ -16,7 +16,7 @@ struct DbOptions {
   std::string file;
   std::string table;
   LMDBDataRowKey key{};
-  std::string slot{};  ///< the name of a time slot, which is where others have the application's
+  bool isSlot = false;                 ///< the key has a time slot's name, not an application's
   std::optional<std::string> value{};  ///< put: the payload
   std::string from{};                  ///< put: a file with rows instead; "-" for standard input
   bool all = false;                    ///< delete: also without a key

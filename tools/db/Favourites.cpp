@@ -1,6 +1,5 @@
 #include "db/Favourites.h"
 
-#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
@@ -80,9 +79,7 @@ std::optional<std::string> givenText(const FavouritesOptions& options) {
   if (options.textFile.empty()) {
     return options.text;
   }
-  if (const std::string problem = accessProblem(options.textFile, R_OK); !problem.empty()) {
-    throw std::runtime_error(problem);
-  }
+  requireReadable(options.textFile);
   std::ifstream file(options.textFile);
   return std::string(std::istreambuf_iterator<char>(file), {});
 }

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <climits>
 #include <istream>
-#include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -18,8 +18,6 @@ namespace {
 
 constexpr int kBusyLimitMs = 1000;
 constexpr std::size_t kLongestSlot = sizeof(SlotPayload::slotText) - 1;
-constexpr std::int64_t kLowestInt = std::numeric_limits<std::int32_t>::min();
-constexpr std::int64_t kHighestInt = std::numeric_limits<std::int32_t>::max();
 
 /** Throws when a slot would cut a text. */
 void requireSlotFits(const std::string& text) {
@@ -29,8 +27,8 @@ void requireSlotFits(const std::string& text) {
   }
 }
 
-std::string integerProblem(const std::string& name, std::int64_t high) {
-  return "'" + name + "' is not a whole number from " + std::to_string(kLowestInt) + " to " +
+std::string integerProblem(const std::string& name, int high) {
+  return "'" + name + "' is not a whole number from " + std::to_string(INT_MIN) + " to " +
          std::to_string(high);
 }
 
@@ -50,8 +48,8 @@ json parseObject(const std::string& line) {
   return object;
 }
 
-std::int32_t integerFrom(const std::string& name, const json& value, std::int64_t high) {
-  const bool fits = value.is_number_integer() && value >= kLowestInt && value <= high;
+std::int32_t integerFrom(const std::string& name, const json& value, int high) {
+  const bool fits = value.is_number_integer() && value >= INT_MIN && value <= high;
   if (!fits) {
     throw std::runtime_error(integerProblem(name, high));
   }
@@ -84,7 +82,7 @@ NewRow rowFrom(const json& object, bool isSlot) {
       row.apps = textFrom(name, value);
       requireSlotFits(row.apps);
     } else if (name == payloadMember) {
-      row.launches = integerFrom(name, value, kHighestInt);
+      row.launches = integerFrom(name, value, INT_MAX);
     } else {
       throw std::runtime_error("'" + name + "' is not a column of this kind of rows");
     }
@@ -146,6 +144,12 @@ std::size_t writeCached(LMDatabase<T>& store) {
   return static_cast<std::size_t>(sqlite3_total_changes(store.mDb) - changes.before);
 }
 
+/** Whether rows set the same fields. */
+bool areAlike(const NewRow& a, const NewRow& b) {
+  return (a.intcol1 == kNoIntcol1) == (b.intcol1 == kNoIntcol1) &&
+         a.rsvdName.empty() == b.rsvdName.empty();
+}
+
 /**
  * Writes rows; returns how many are in the table. Each write is of rows that set the same fields: one
  * that does not set a field would get it from the row before.
@@ -159,13 +163,9 @@ std::size_t write(const std::string& file, const std::string& table,
   }
   sqlite3_busy_timeout(store.mDb, kBusyLimitMs);
   std::size_t written = 0;
-  for (const bool hasInt : {false, true}) {
-    for (const bool hasRsvd : {false, true}) {
-      for (const NewRow& row : rows) {
-        if ((row.intcol1 != kNoIntcol1) == hasInt && !row.rsvdName.empty() == hasRsvd) {
-          cacheRow(store, row);
-        }
-      }
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    cacheRow(store, rows[i]);
+    if (i + 1 == rows.size() || !areAlike(rows[i], rows[i + 1])) {
       written += writeCached(store);
     }
   }
@@ -183,7 +183,7 @@ void setPayload(NewRow& row, const std::string& text, bool isSlot) {
   const char* const end = text.data() + text.size();
   const auto [rest, error] = std::from_chars(text.data(), end, row.launches);
   if (error != std::errc() || rest != end) {
-    throw UsageError(integerProblem(text, kHighestInt));
+    throw UsageError(integerProblem(text, INT_MAX));
   }
 }
 

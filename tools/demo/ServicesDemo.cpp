@@ -2,7 +2,6 @@
 #include <stdexcept>
 
 #include "DependentServices.h"
-#include "QuietLog.h"
 #include "demo/Steps.h"
 
 // The platform offers no in-process tracker that could die on request.
