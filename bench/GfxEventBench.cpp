@@ -8,32 +8,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "Allocations.h"
 #include "HostCore.h"
 #include "Latency.h"
 #include "Ratios.h"
 #include "config/DynamicLoader.h"
 #include "testing/FrameParserReference.h"
 #include "testing/TemporaryFolder.h"
-
-namespace {
-
-thread_local std::size_t gAllocations = 0;
-
-}  // namespace
-
-[[gnu::noinline]] void* operator new(std::size_t size) {
-  ++gAllocations;
-  void* const memory = malloc(size);
-  return memory != nullptr ? memory : throw std::bad_alloc();
-}
-
-[[gnu::noinline]] void operator delete(void* memory) noexcept { free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { free(memory); }
 
 namespace {
 

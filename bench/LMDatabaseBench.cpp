@@ -1,6 +1,5 @@
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <SQLiteCpp/VariadicBind.h>
-#include <malloc.h>
 #include <sqlite3.h>
 
 #include <cstring>
@@ -11,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "Allocations.h"
 #include "FetchPreferredApps.h"
 #include "HostCore.h"
 #include "LMDatabase.h"
@@ -316,9 +316,9 @@ void cacheRows(benchmark::State& state) {
   const auto rows = makeRows<T>(kRowCount);
   for (auto _ : state) {
     OurStore<T> store;
-    const std::size_t before = mallinfo2().uordblks;
+    const std::size_t before = gHeapBytes;
     timeOnce(state, [&] { store.prepare(rows); });
-    state.counters["row_bytes"] = static_cast<double>(mallinfo2().uordblks - before) / kRowCount;
+    state.counters["row_bytes"] = static_cast<double>(gHeapBytes - before) / kRowCount;
   }
 }
 

@@ -1,9 +1,13 @@
 #pragma once
 
 #include <benchmark/benchmark.h>
+#include <linux/futex.h>
 #include <sched.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cstdint>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -14,9 +18,13 @@
 /** When the last event was received, in Clock ticks; 0 before. */
 inline std::atomic<Clock::rep> gReceived;
 
+/** What sleepers wait for to become 1: a futex, since Android's libc++ has no std::atomic::wait. */
+inline std::atomic<std::uint32_t> gHasReceived;
+
 inline void noteArrival() {
   gReceived = Clock::now().time_since_epoch().count();
-  gReceived.notify_one();
+  gHasReceived = 1;
+  syscall(SYS_futex, &gHasReceived, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
 }
 
 /** Raises events until a receiver that was just started answers: it may not listen yet. */
@@ -30,10 +38,12 @@ inline void waitForReceiver(void (*raise)()) {
 
 /** Raises an event, sleeps until the receiver saw it, and returns the time between. */
 inline std::chrono::duration<double> raiseAndReceive(void (*raise)()) {
-  gReceived = 0;
+  gHasReceived = 0;
   const Clock::time_point begin = Clock::now();
   raise();
-  gReceived.wait(0);
+  while (gHasReceived == 0) {
+    syscall(SYS_futex, &gHasReceived, FUTEX_WAIT_PRIVATE, 0, nullptr, nullptr, 0);
+  }
   return Clock::duration(gReceived) - begin.time_since_epoch();
 }
 

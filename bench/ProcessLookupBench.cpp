@@ -10,7 +10,6 @@
 
 #include <android-base/unique_fd.h>
 
-#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <string>
@@ -21,6 +20,7 @@
 #include "AsyncEventsMgr.h"
 #include "Ratios.h"
 #include "config/Nodes.h"
+#include "testing/Folders.h"
 #include "testing/PrivateProcess.h"
 
 using android::base::unique_fd;
@@ -42,7 +42,8 @@ class Foreground {
  public:
   explicit Foreground(std::size_t count) : mStacks((count - 1) * kStackSize) {
     require(mount("none", "/dev", "tmpfs", 0, nullptr) == 0, "mount");
-    std::filesystem::create_directories(std::filesystem::path(kForegroundTasks).parent_path());
+    const std::string list = kForegroundTasks;
+    makeFolders(list.substr(0, list.rfind('/')));
     for (std::size_t i = 1; i < count; ++i) {
       mTasks.push_back(
           clone(sleepForever, &mStacks[i * kStackSize - 1] + 1, CLONE_VM | SIGCHLD, nullptr));

@@ -58,7 +58,7 @@ class FakeTracker : public TrackerBase<Interface> {
       return kLost;
     }
     mScript.links.push_back(Interface::descriptor);
-    return std::ssize(mScript.links) <= mScript.acceptedLinks &&
+    return static_cast<int>(mScript.links.size()) <= mScript.acceptedLinks &&
            Interface::linkToDeath(recipient, cookie);
   }
 

@@ -19,6 +19,11 @@ void failCall(const std::string& call, int nth) {
   gCallsUntilFailure = nth;
 }
 
+std::string callAwaited() {
+  std::lock_guard lock(gHooksLck);
+  return gCallsUntilFailure > 0 ? gCall : "";
+}
+
 Call::Call() { ++gDepth; }
 
 Call::~Call() { --gDepth; }

@@ -14,6 +14,9 @@ namespace hooks {
 /** Lets the nth call of that name from now on fail; none for an empty name. */
 void failCall(const std::string& call, int nth = 1);
 
+/** The call that was to fail and has not been made since; empty if there is none. */
+std::string callAwaited();
+
 /** One call of a hooked function. Libraries call themselves too: those calls are not counted. */
 class Call {
  public:

@@ -4,12 +4,11 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include <filesystem>
-
 #include "LMDatabase.h"
 #include "testing/Hooks.h"
 #include "testing/LogCapture.h"
 #include "testing/SqliteHooks.h"
+#include "testing/TemporaryFolder.h"
 
 using LaunchStore = LMDatabase<_preKill_User_Launched_Data>;
 using SlotStore = LMDatabase<_preKill_Favorite_Time_Slot_Data>;
@@ -18,12 +17,9 @@ using SlotStore = LMDatabase<_preKill_Favorite_Time_Slot_Data>;
 class StoreFixture : public testing::Test {
  protected:
   StoreFixture() {
-    std::string name = testing::TempDir() + "lmsupport-XXXXXX";
-    mDirectory = mkdtemp(name.data()) + std::string("/");
     hooks::failCall("");
     gSql.clear();
   }
-  ~StoreFixture() override { std::filesystem::remove_all(mDirectory); }
 
   template <typename T>
   static void add(LMDatabase<T>& store, const LMDBDataRow<T>& row) {
@@ -59,6 +55,7 @@ class StoreFixture : public testing::Test {
     return rows;
   }
 
-  std::string mDirectory;  ///< with a "/" at its end
+  const TemporaryFolder mFolder;
+  const std::string mDirectory = mFolder.path() + "/";
   const LogCapture mLog;
 };

@@ -1,23 +1,24 @@
 #pragma once
 
+#include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <stdexcept>
 #include <string>
 
-/** A folder that exists as long as the object. */
+#include "testing/Folders.h"
+
+/** A folder that exists as long as the object, below TMPDIR, which Android's shell sets, or P_tmpdir. */
 class TemporaryFolder {
  public:
   /** Throws std::runtime_error when it cannot be made. */
-  TemporaryFolder() : mPath(std::filesystem::temp_directory_path() / "lmsupport-XXXXXX") {
+  TemporaryFolder() {
+    const char* const parent = getenv("TMPDIR");
+    mPath = std::string(parent != nullptr ? parent : P_tmpdir) + "/lmsupport-XXXXXX";
     if (mkdtemp(mPath.data()) == nullptr) {
       throw std::runtime_error("cannot make " + mPath + "; set TMPDIR to a folder you can write");
     }
   }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(mPath, ignored);
-  }
+  ~TemporaryFolder() { removeFolder(mPath); }
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <climits>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <mutex>
@@ -204,11 +203,13 @@ TEST(AsyncEvent, UpdateSysNodesWritesExactlyTheDecimalTextAndReportsOnlyAFailedO
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), std::to_string(value));
   }
   umask(mask);
-  EXPECT_EQ(std::filesystem::status(node).permissions(), std::filesystem::perms{0666});
+  struct stat made = {};
+  EXPECT_EQ(stat(node.c_str(), &made), 0);
+  EXPECT_EQ(made.st_mode & 0777, 0666u);
   std::locale::global(usual);
   EXPECT_EQ(AsyncEvent::updateSysNodes("/dev/full", 1), 0);
   EXPECT_TRUE(log.texts().empty());
-  std::filesystem::permissions(node, std::filesystem::perms::others_read);
+  chmod(node.c_str(), S_IROTH);
   const uid_t user = geteuid();
   EXPECT_EQ(user == 0 ? seteuid(65534) : 0, 0);  // root may write anything
   for (const std::string& path : {std::string("/nowhere/node"), node}) {
@@ -217,7 +218,7 @@ TEST(AsyncEvent, UpdateSysNodesWritesExactlyTheDecimalTextAndReportsOnlyAFailedO
               "AsyncEventsMgr: updateSysNodes() Unable to open " + path + " file");
   }
   EXPECT_EQ(seteuid(user), 0);
-  std::filesystem::remove(node);
+  unlink(node.c_str());
 }
 
 }  // namespace

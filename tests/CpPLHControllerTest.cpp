@@ -8,7 +8,6 @@
 #include <android-base/unique_fd.h>
 
 #include <climits>
-#include <filesystem>
 #include <fstream>
 #include <future>
 #include <sstream>
@@ -17,6 +16,7 @@
 #include "HostCore.h"
 #include "config/DynamicLoader.h"
 #include "testing/FailingNew.h"
+#include "testing/Folders.h"
 #include "testing/LogCapture.h"
 
 namespace {
@@ -40,14 +40,14 @@ void* initThrows() { throw std::runtime_error("hook"); }
 class Controller : public testing::Test {
  protected:
   Controller() {
-    std::filesystem::create_directory(mFolder);
+    makeFolders(mFolder);
     int item = kA;
     for (const auto& path : {mFolder + "a", mFolder + "b", mFolder + "c", mFolder,
                              std::string("/nowhere/node"), std::string("/dev/full")}) {
       hostcore::setItem(item++, path);
     }
   }
-  ~Controller() override { std::filesystem::remove_all(mFolder); }
+  ~Controller() override { removeFolder(mFolder); }
 
   CpPLHController make(Settings initial, void* (*hook)()) {
     CpPLHController::Command first(kA, kDefault);
@@ -189,7 +189,9 @@ TEST_F(Controller, APathMayFillTheWholeBuffer) {
   for (const std::size_t size : {149, 150}) {
     store.mPath = mFolder + std::string(size - mFolder.size(), 'x');
     EXPECT_EQ(controller.commandCp(2, "v", kA), 1);
-    EXPECT_EQ(std::filesystem::file_size(store.mPath), 1u);
+    struct stat node = {};
+    EXPECT_EQ(stat(store.mPath.c_str(), &node), 0);
+    EXPECT_EQ(node.st_size, 1);
   }
   DynamicLoader::getInstance()->mStore = usual;
 }

@@ -15,9 +15,9 @@
 #include "testing/BackgroundCall.h"
 #include "testing/FailingNew.h"
 #include "testing/LogCapture.h"
-#include "testing/NoThreads.h"
 #include "testing/SystemCallOf.h"
 #include "testing/TestSource.h"
+#include "testing/WithoutThreads.h"
 
 namespace {
 
@@ -220,10 +220,7 @@ TEST_F(Gfx, NodesThatCannotBeOpenedAreLogged) {
 
 /** Once there is a thread again, the next start works: as for vsyncs. */
 TEST_F(Gfx, AThreadThatCannotBeCreatedIsLogged) {
-  {
-    const NoThreads noThreads;
-    mSource.startEvent(kFirst, 1);
-  }
+  withoutThreads([this] { mSource.startEvent(kFirst, 1); });
   EXPECT_FALSE(mSource.hasThread());
   const std::string failure = "AsyncEventsMgr_GFX: startThread() Thread Creation Failed";
   EXPECT_EQ(mLog.texts(), std::vector{failure});

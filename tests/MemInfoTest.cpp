@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <sys/sysinfo.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -107,14 +107,14 @@ TEST(MemInfo, FiguresAreTakenFromTheirLines) {
 
   EXPECT_EQ(mount("none", "/proc", "tmpfs", 0, nullptr), 0);
   EXPECT_THAT(stats.getMemInfo().slots, figures(kUnknown, kUnknown, kUnknown));
-  std::filesystem::create_directory(kMemInfo);  // can be opened, but not read
+  mkdir(kMemInfo, 0777);  // can be opened, but not read
   EXPECT_THAT(stats.getMemInfo().slots, figures(kUnknown, kUnknown, kUnknown));
   const std::string prefix = "StatsProvider: getMemInfo() getMemInfo: ";
   EXPECT_THAT(log.texts(), testing::ElementsAre(prefix + "could not get SwapUsed",
                                                 prefix + "fopen failed on /proc/meminfo\n"));
   umount2("/proc", MNT_DETACH);
   umount2(kMemInfo, MNT_DETACH);
-  std::filesystem::remove(file);
+  unlink(file.c_str());
 }
 
 TEST(MemInfoOnThisKernel, AgreesWithTheSystemCall) {

@@ -1,10 +1,10 @@
 #include <gmock/gmock.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <climits>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <optional>
@@ -14,13 +14,13 @@
 #include "AsyncEventsMgr.h"
 #include "testing/AtEnd.h"
 #include "testing/FailingNew.h"
+#include "testing/Folders.h"
 #include "testing/ForkedChild.h"
 #include "testing/Hooks.h"
 #include "testing/LogCapture.h"
 #include "testing/PrivateProcess.h"
 
 using namespace std::string_literals;
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -46,7 +46,7 @@ class ProcessLookup : public testing::Test {
  protected:
   ProcessLookup() {
     EXPECT_TRUE(makeFolderPrivate("/dev"));
-    fs::create_directories(kGroup);
+    makeFolders(kGroup);
   }
   ~ProcessLookup() override {
     umount2("/dev", MNT_DETACH);
@@ -111,7 +111,7 @@ TEST_F(ProcessLookup, AScanEndsAtTheFirstTaskOfThatNameWithAReadableStatus) {
     cover("/proc");
     for (const auto& [id, cmdline, status] : tasks) {
       const std::string folder = "/proc/" + std::to_string(id);
-      fs::create_directories(folder + (cmdline == "folder" ? "/cmdline" : ""));
+      makeFolders(folder + (cmdline == "folder" ? "/cmdline" : ""));
       std::ofstream(folder + "/cmdline") << cmdline;
       if (status != nullptr) {
         std::ofstream(folder + "/status") << status;
@@ -132,13 +132,13 @@ void removeGroup() {
 
 /** In the kernel's processor sets where they may be mounted, else in a mere list. */
 TEST_F(ProcessLookup, FindsProcessesOfTheForegroundOnlyAmongThousandsOfTasks) {
-  fs::remove(kGroup);
+  rmdir(kGroup.c_str());
   const bool isReal = mount("none", "/dev/cpuset", "cgroup", 0, "cpuset,noprefix") == 0;
   std::optional<AtEnd> removal;
-  if (isReal && !fs::exists(kGroup)) {
+  if (isReal && access(kGroup.c_str(), F_OK) != 0) {
     removal.emplace(removeGroup);  // the kernel's would outlive its mount and this process
   }
-  fs::create_directory(kGroup);
+  makeFolders(kGroup);
   for (const std::string file : {"/cpus", "/mems", "/cpuset.cpus", "/cpuset.mems"}) {
     std::ofstream(kGroup + file) << std::ifstream("/dev/cpuset" + file).rdbuf();
   }
@@ -164,7 +164,7 @@ TEST_F(ProcessLookup, FindsProcessesOfTheForegroundOnlyAmongThousandsOfTasks) {
 TEST_F(ProcessLookup, UpToFiveAttemptsAreMadeAndTheLastResultIsKept) {
   std::ofstream(kTasks) << 12;
   cover("/proc");
-  fs::create_directory("/proc/12");
+  makeFolders("/proc/12");
   std::ofstream("/proc/12/cmdline") << mName;
   struct Case {
     std::vector<const char*> statuses;

@@ -5,13 +5,13 @@
 #include <netlink/msg.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <tuple>
 
 #include "testing/FailingNew.h"
 #include "testing/FakeKernel.h"
+#include "testing/Folders.h"
 #include "testing/Hooks.h"
 #include "testing/LogCapture.h"
 
@@ -236,12 +236,11 @@ TEST_F(Stats, TheParserStopsWithoutAMessageOrAPlaceForIt) {
 }
 
 TEST_F(Stats, EachKindOfAnswerSeedsTheFuzzer) {
-  const std::filesystem::path folder = CORPUS;
-  std::filesystem::create_directories(folder);
+  makeFolders(CORPUS);
   char kind = 0;
   for (const auto& [type, size] :
        {std::pair<std::uint16_t, int>(1, 152), {3, 152}, {4, 288}, {5, 8}}) {
-    std::ofstream seed(folder / ("answer" + std::to_string(type)));
+    std::ofstream seed(CORPUS "/answer" + std::to_string(type));
     const Bytes bytes = mKernel.message({{type, Bytes(size, 'x')}, {type, Bytes(3, 'x')}, {7, ""}});
     EXPECT_TRUE(seed << kind++ << bytes.substr(NLMSG_HDRLEN));
   }

@@ -9,18 +9,18 @@
 
 #include <atomic>
 #include <ctime>
-#include <filesystem>
 #include <fstream>
 #include <future>
 
 #include "AsyncEventsMgr.h"
 #include "HostThermal.h"
 #include "ThermalListenerV2.h"
+#include "testing/Folders.h"
 #include "testing/Hooks.h"
 #include "testing/LogCapture.h"
-#include "testing/NoThreads.h"
 #include "testing/PrivateProcess.h"
 #include "testing/SystemCallOf.h"
+#include "testing/WithoutThreads.h"
 
 static std::atomic<int> gSleeps;
 static std::atomic<long> gSleepNs;
@@ -59,8 +59,8 @@ void waitUntil(Condition condition) {
 
 /** Whether the polling thread waits on a condition or lock. */
 bool isPollingThreadAsleep() {
-  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-    const pid_t thread = std::stoi(task.path().filename());
+  for (const std::string& task : namesIn("/proc/self/task")) {
+    const pid_t thread = std::stoi(task);
     if (nameOf(thread) == "LmThermalEvent" && systemCallOf(thread) == SYS_futex) {
       return true;
     }
@@ -75,7 +75,7 @@ class Thermal : public testing::Test {
   ~Thermal() override { umount2("/sys", MNT_DETACH); }
 
   static void addZone(const std::string& folder, const char* type) {
-    std::filesystem::create_directories(kFolder + folder);
+    makeFolders(kFolder + folder);
     std::ofstream(kFolder + folder + "/type") << type << '\n';
   }
 
@@ -112,11 +112,8 @@ TEST_F(Thermal, FetchesWhileStartedAndForgetsTheDataAtEachStart) {
   unique_fd(awaitFetch()).reset();
   fetch.get();
   EXPECT_FALSE(lastReading().empty());
-  std::filesystem::remove_all(kFolder + "thermal_zone1");
-  {
-    const NoThreads noThreads;
-    source.startEvent(first);
-  }
+  removeFolder(kFolder + "thermal_zone1");
+  withoutThreads([&] { source.startEvent(first); });
   EXPECT_TRUE(lastReading().empty());
   EXPECT_EQ(source.mThread, nullptr);
   source.pauseEvent(first);

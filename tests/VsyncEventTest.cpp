@@ -1,12 +1,12 @@
 #include <gmock/gmock.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <csignal>
-#include <filesystem>
 #include <fstream>
 #include <future>
 #include <stdexcept>
@@ -16,11 +16,12 @@
 #include "testing/BackgroundCall.h"
 #include "testing/EventRecorder.h"
 #include "testing/FailingNew.h"
+#include "testing/Folders.h"
 #include "testing/Hooks.h"
 #include "testing/LogCapture.h"
-#include "testing/NoThreads.h"
 #include "testing/SystemCallOf.h"
 #include "testing/TestSource.h"
+#include "testing/WithoutThreads.h"
 
 static std::atomic<int> gPolledEvents;
 static std::atomic<int> gPollTimeoutMs;
@@ -114,10 +115,12 @@ TEST_F(Vsync, LosesNoAwaitedEventAndCallsOnlyTheStartedOne) {
 /** Where this process would read next from the file at path. */
 std::string positionIn(const std::string& path) {
   std::string position;
-  for (const auto& fd : std::filesystem::directory_iterator("/proc/self/fd")) {
-    std::error_code closedMeanwhile;
-    if (std::filesystem::read_symlink(fd, closedMeanwhile) == path) {
-      std::ifstream("/proc/self/fdinfo" / fd.path().filename()) >> position >> position;
+  for (const std::string& fd : namesIn("/proc/self/fd")) {
+    struct stat open = {};
+    struct stat wanted = {};
+    if (stat(("/proc/self/fd/" + fd).c_str(), &open) == 0 && stat(path.c_str(), &wanted) == 0 &&
+        open.st_dev == wanted.st_dev && open.st_ino == wanted.st_ino) {
+      std::ifstream("/proc/self/fdinfo/" + fd) >> position >> position;
     }
   }
   return position;
@@ -274,10 +277,7 @@ TEST_F(Vsync, AThreadThatCannotBeCreatedIsTriedAgainByTheNextStart) {
   EXPECT_TRUE(mLog.texts().empty());
   mSource.pauseEvent(checkArguments);
 
-  {
-    const NoThreads noThreads;
-    mSource.startEvent(checkArguments);
-  }
+  withoutThreads([this] { mSource.startEvent(checkArguments); });
   EXPECT_FALSE(mSource.hasThread());
   EXPECT_THAT(mLog.texts(),
               testing::ElementsAre("AsyncEventsMgr: startThread() Thread Creation Failed"));

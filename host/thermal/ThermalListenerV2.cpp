@@ -1,7 +1,9 @@
 #include "ThermalListenerV2.h"
 
-#include <filesystem>
+#include <dirent.h>
+
 #include <fstream>
+#include <memory>
 #include <mutex>
 
 #include "HostThermal.h"
@@ -22,16 +24,27 @@ Data& data() {
   return instance;
 }
 
+void readZone(const std::string& zone, hostthermal::Reading& reading) {
+  std::string type;
+  int milliCelsius = 0;
+  if (std::getline(std::ifstream(zone + "/type"), type) &&
+      std::ifstream(zone + "/temp") >> milliCelsius) {
+    reading.emplace(type, milliCelsius);
+  }
+}
+
 hostthermal::Reading readZones() {
   hostthermal::Reading reading;
-  std::error_code none;
-  for (const auto& entry : std::filesystem::directory_iterator(kThermalFolder, none)) {
-    std::string type;
-    int milliCelsius = 0;
-    if (entry.path().filename().string().starts_with(kZonePrefix) &&
-        std::getline(std::ifstream(entry.path() / "type"), type) &&
-        std::ifstream(entry.path() / "temp") >> milliCelsius) {
-      reading.emplace(type, milliCelsius);
+  const auto close = [](DIR* folder) { closedir(folder); };
+  const std::unique_ptr<DIR, decltype(close)> folder(opendir(kThermalFolder), close);
+  while (folder != nullptr) {
+    const dirent* const entry = readdir(folder.get());
+    if (entry == nullptr) {
+      break;
+    }
+    const std::string name = entry->d_name;
+    if (name.starts_with(kZonePrefix)) {
+      readZone(kThermalFolder + ("/" + name), reading);
     }
   }
   return reading;

@@ -50,7 +50,7 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
         Case{{"doctor", "vsync", "nonsense"},
              kUsage,
              "no service 'nonsense'; there are core-library"},
-        Case{{"node", "write", "3", "x", "--item", "3=/tmp"}, kFailure, "/tmp: Is a directory"},
+        Case{{"node", "write", "3", "x", "--item", "3=/proc"}, kFailure, "/proc: Is a directory"},
         Case{{"watch", "vsync", "--help"}, kSuccess, "--node PATH"}}) {
     const LmctlResult result = runLmctl(words);
     EXPECT_EQ(result.status, status);

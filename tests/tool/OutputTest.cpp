@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
@@ -13,6 +12,7 @@
 
 #include "Output.h"
 #include "OutputFile.h"
+#include "testing/Folders.h"
 #include "testing/TemporaryFolder.h"
 
 using nlohmann::ordered_json;
@@ -61,11 +61,6 @@ std::string contents(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-std::size_t filesIn(const std::string& folder) {
-  const std::filesystem::directory_iterator files(folder);
-  return static_cast<std::size_t>(std::distance(begin(files), end(files)));
-}
-
 mode_t modeOf(const std::string& path) {
   struct stat file = {};
   stat(path.c_str(), &file);
@@ -89,7 +84,7 @@ TEST(OutputFile, AFileIsReplacedWhenWholeAndKeepsItsMode) {
   file.finish();
   EXPECT_EQ(contents(path), "new");
   EXPECT_EQ(modeOf(path), 0600u);
-  EXPECT_EQ(filesIn(folder.path()), 1u);
+  EXPECT_EQ(namesIn(folder.path()).size(), 1u);
 }
 
 TEST(OutputFile, LinksAreFollowedEvenToAFileThatIsNotThere) {
@@ -103,7 +98,8 @@ TEST(OutputFile, LinksAreFollowedEvenToAFileThatIsNotThere) {
     file.stream() << text;
     file.finish();
     EXPECT_EQ(contents(target), text);
-    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    char linked[16] = {};
+    EXPECT_EQ(readlink(link.c_str(), linked, sizeof(linked)), 6);
   }
   const mode_t mask = umask(0);
   umask(mask);
@@ -121,7 +117,9 @@ TEST(OutputFile, WhatIsNotAPlainFileIsWrittenStraight) {
   file.finish();
   char read[8] = {};
   EXPECT_EQ(::read(reader.get(), read, sizeof(read)), 4);
-  EXPECT_TRUE(std::filesystem::is_fifo(fifo));
+  struct stat status = {};
+  EXPECT_EQ(stat(fifo.c_str(), &status), 0);
+  EXPECT_TRUE(S_ISFIFO(status.st_mode));
   OutputFile("-", standardOutput).stream() << "page";
   EXPECT_EQ(standardOutput.str(), "page");
 }

@@ -87,7 +87,7 @@ NewRow rowFrom(const json& object, bool isSlot) {
       throw std::runtime_error("'" + name + "' is not a column of this kind of rows");
     }
   }
-  if (row.appName.empty() || !object.contains(payloadMember)) {
+  if (row.appName.empty() || object.count(payloadMember) == 0) {
     throw std::runtime_error(std::string("no '") +
                              (row.appName.empty() ? nameMember : payloadMember) + "' is given");
   }
@@ -98,7 +98,7 @@ NewRow rowFrom(const json& object, bool isSlot) {
 void addRow(const std::string& line, NewRows& rows, const std::string& place) try {
   const json object = parseObject(line);
   if (rows.rows.empty()) {
-    rows.areSlots = object.contains("slot");
+    rows.areSlots = object.count("slot") != 0;
   }
   rows.rows.push_back(rowFrom(object, rows.areSlots));
 } catch (const json::exception& e) {

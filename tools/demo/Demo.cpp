@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iomanip>
@@ -111,7 +112,7 @@ std::string makeFolder(const std::string& wanted) {
   }
   const char* const parent = std::getenv("TMPDIR");
   std::string folder =
-      std::string(parent != nullptr && *parent != '\0' ? parent : "/tmp") + "/lmctl-demo-XXXXXX";
+      std::string(parent != nullptr && *parent != '\0' ? parent : P_tmpdir) + "/lmctl-demo-XXXXXX";
   if (mkdtemp(folder.data()) == nullptr) {
     throw std::runtime_error("cannot make " + folder + "; name a folder with --output");
   }
