@@ -76,9 +76,9 @@ TEST_F(RowStore, RowsAreInTheFileAsPlainSqliteReadsAndWritesThem) {
   constexpr std::int64_t kTooLong = (1LL << 32) + 2;  // bound with 32 bits, so updates row 2
   add(mStore, {.rowId = kTooLong, .intcol1 = 7, .appName = "c", .payload = {9}});
   EXPECT_EQ(mStore.writeCachedDRToDisk(), LMDB_SUCCESS);
-  query("INSERT INTO t VALUES (1, 'short', null, x'05'), (1, 'none', 'r', null)");
-  EXPECT_THAT(read(mStore), ElementsAre("1 2147483647 it's \"ü\"\n  -2", "2 7 c  9", "3 1 short  5",
-                                        "4 1 none r 0"));
+  query("INSERT INTO t VALUES (0, 'short', null, x'05'), ('no number', 'none', 'r', null)");
+  EXPECT_THAT(read(mStore), ElementsAre("1 2147483647 it's \"ü\"\n  -2", "2 7 c  9", "3 0 short  5",
+                                        "4 0 none r 0"));
   EXPECT_THAT(mLog.texts(), IsEmpty());
 }
 
@@ -267,6 +267,7 @@ TEST_F(RowStore, WithoutMemoryForARowThereIsNoneAReadIsCutShortAndNoneIsCached) 
 TEST_F(RowStore, AStoreThatCannotBeOpenedKeepsItsCacheAndReportsItAtItsEnd) {
   {
     LaunchStore folder("t", mDirectory, ".");
+    hooks::failCall("close");
     EXPECT_EQ(folder.LMDatabaseInit(), LMDB_FAILURE);
     add(folder, {.appName = "a", .payload = {1}});
     EXPECT_EQ(folder.writeCachedDRToDisk(), LMDB_SUCCESS);
@@ -276,9 +277,11 @@ TEST_F(RowStore, AStoreThatCannotBeOpenedKeepsItsCacheAndReportsItAtItsEnd) {
     EXPECT_EQ(folder.deleteAllDR(everything), 0);
     EXPECT_EQ(folder.closeLMdb(), LMDB_SUCCESS);
   }
-  EXPECT_THAT(mLog.texts(),
-              ElementsAre("LMDB: openLMdb() ERROR:Db=" + mDirectory + ". sql open failed, err=14\n",
-                          "LMDB: ~LMDBDataTable() ERROR:Dbt=t blstSz=0, clstSz=1\n"));
+  EXPECT_THAT(
+      mLog.texts(),
+      ElementsAre("LMDB: openLMdb() ERROR:Db=" + mDirectory + ". sql open failed, err=14\n",
+                  "LMDB: closeLMdb() ERROR:Db=" + mDirectory + ". sql close failed, err=10\n",
+                  "LMDB: ~LMDBDataTable() ERROR:Dbt=t blstSz=0, clstSz=1\n"));
   std::ofstream(mDirectory + "text") << std::string(4096, 'x');
   LaunchStore text("t", mDirectory, "text");
   EXPECT_EQ(text.LMDatabaseInit(), LMDB_FAILURE);
