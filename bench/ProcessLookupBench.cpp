@@ -55,8 +55,8 @@ class Foreground {
       execl("/bin/sleep", kName, "infinity", nullptr);
       _exit(1);
     }
-    for (std::ofstream list(kForegroundTasks); const pid_t task : mTasks) {
-      list << task << '\n';
+    for (std::ofstream tasks(kForegroundTasks); const pid_t task : mTasks) {
+      tasks << task << '\n';
     }
     for (std::string name = kName; AsyncEvent::getPidExpensive(name) != last();) {
       require(waitpid(last(), nullptr, WNOHANG) == 0, "sleep");
