@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <random>
+#include <thread>
 
 #include "testing/Clock.h"
 #include "testing/StoreFixture.h"
