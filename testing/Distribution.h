@@ -5,7 +5,7 @@
 
 #include "testing/Clock.h"
 
-/** How values are printed. One step of the last digit is the narrowest bar of a histogram. */
+/** How values are printed. */
 struct Unit {
   const char* name;
   int digits;  ///< after the point
@@ -29,7 +29,6 @@ class Distribution {
   /** "median 16667.1 us   p99 17012.4 us   largest 18330.0 us" */
   std::string summary() const;
 
-  const std::vector<double>& sorted() const { return mSorted; }
   const Unit& unit() const { return mUnit; }
 
  private:

@@ -10,7 +10,6 @@
 #include <android-base/unique_fd.h>
 
 #include "Output.h"
-#include "watch/LiveBlock.h"
 #include "watch/LiveView.h"
 #include "watch/Progress.h"
 

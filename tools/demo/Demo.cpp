@@ -17,7 +17,7 @@
 #include "Output.h"
 #include "OutputFile.h"
 #include "demo/Steps.h"
-#include "report/Page.h"
+#include "report/Report.h"
 #include "watch/Trace.h"
 
 namespace {
@@ -61,30 +61,27 @@ StepResult run(const Step& step, DemoScene& scene) {
   }
 }
 
-void printResult(const std::string& service, const std::string& done, Outcome outcome,
-                 Console& console) {
-  console.out << std::left << std::setw(17) << service << std::setw(56) << done;
+std::string outcomeText(Outcome outcome, const Style& style) {
   switch (outcome) {
     case Outcome::kOk:
-      console.out << console.style.good("ok") << "\n";
-      break;
+      return style.good("ok");
     case Outcome::kMissing:
-      console.out << console.style.warning("missing") << "\n";
-      break;
+      return style.warning("missing");
     case Outcome::kFailed:
-      console.out << console.style.error("failed") << "\n";
       break;
   }
+  return style.error("failed");
 }
 
 void printSummary(const std::vector<StepResult>& results, Console& console) {
   printHeadline("Summary", console);
   std::string_view service;
   for (std::size_t i = 0; i < results.size(); ++i) {
-    const bool isNew = service != kSteps[i].service;
-    service = kSteps[i].service;
-    printResult(isNew ? kSteps[i].service : "", kSteps[i].part + results[i].done,
-                results[i].outcome, console);
+    const Step& step = kSteps[i];
+    console.out << std::left << std::setw(17) << (service == step.service ? "" : step.service)
+                << std::setw(56) << step.part + results[i].done
+                << outcomeText(results[i].outcome, console.style) << "\n";
+    service = step.service;
   }
   if (const std::size_t left = std::size(kSteps) - results.size(); left > 0) {
     console.out << "stopped; " << left << " steps left out\n";

@@ -28,12 +28,11 @@ std::unique_ptr<FrameFeed> makeFeed(const std::string& device) {
 Watched::Events watch(WatchedSource& source, DemoScene& scene) {
   scene.console.out << "node       " << source.node() << ", at " << Display::kRateHz << " Hz for "
                     << scene.options.seconds << " s\n";
-  const auto line = [&] { return countText(source.recorder().latest({}, 0), source.kind().noun); };
   source.start();
   const Clock::time_point begin = Clock::now();
   scene.isStopped =
       showProgress(scene.console, scene.signals, endAfter(scene.options.seconds, begin),
-                   scene.console.live ? ProgressLine(line) : ProgressLine());
+                   scene.console.live ? [&] { return source.counts(); } : ProgressLine());
   source.pause();
   return {source.node(), begin, Clock::now(), source.recorder().recording()};
 }
@@ -63,12 +62,6 @@ StepResult demonstrateVsync(DemoScene& scene) try {
   const std::size_t raised = display.count();
   const Distribution latency = latencies(scene.notified, recording.arrivals);
   out << "raised     " << raised << " events\n";
-  if (recording.events < raised) {
-    out << "merged     " << raised - recording.events
-        << " with the next: the kernel keeps one notification until it is consumed\n";
-  } else if (recording.events > raised) {
-    out << "others     changed a host name, too: their notifications reach every poller\n";
-  }
   out << "latency    " << (latency.empty() ? "none" : latency.summary()) << "\n";
   printVsyncs(recording, out);
   const bool isSoon = !latency.empty() && latency.median() < toUs(Display::kPeriod);

@@ -1,5 +1,4 @@
 #include <iomanip>
-#include <nlohmann/json.hpp>
 #include <ostream>
 #include <sstream>
 
@@ -72,13 +71,9 @@ StepResult demonstrateFavourites(DemoScene& scene) {
   ConfigOverrides overrides;
   overrides.setText(kPreferredAppsKey, text);
   const auto [slots, apps] = computeFavourites({{"com.mail", 41}, {"com.chat", 17}});
-  scene.watched.favourites = slots;
+  scene.watched.favourites = favouriteRows(slots);
   scene.console.out << "text       " << text << "\n\n";
-  auto rows = nlohmann::ordered_json::array();
-  for (const auto& [slot, names] : slots) {
-    rows.push_back({{"slot", slot}, {"apps", names}});
-  }
-  printTable(rows, scene.console.out);
+  printTable(scene.watched.favourites, scene.console.out);
   return {std::to_string(slots.size()) + " time slots and " + std::to_string(apps.size()) +
               " applications from one text",
           outcomeOf(slots.size() == 3 && apps.size() == 4)};

@@ -8,12 +8,15 @@
 #include <ostream>
 
 #include "AsyncEventsMgr.h"
+#include "ConfigOverrides.h"
+#include "CpPLHController.h"
 #include "Output.h"
 #include "Stats.h"
 #include "StatsProvider.h"
 #include "config/Nodes.h"
 #include "demo/Steps.h"
 #include "testing/PrivateProcess.h"
+#include "testing/TemporaryFolder.h"
 
 namespace {
 
@@ -82,4 +85,34 @@ StepResult demonstrateStats(DemoScene& scene) {
   out << "SYSSTATS   " << processes << " processes with identifiers up to " << kLastPid << "\n";
   return {"memory figures, and records of " + std::to_string(processes) + " processes",
           outcomeOf(processes > 0)};
+}
+
+StepResult demonstrateController(DemoScene& scene) {
+  const std::string& device = scene.options.device;
+  const TemporaryFolder folder;
+  ConfigOverrides overrides;
+  const auto pathOf = [&](int item) {
+    return (device.empty() ? folder.path() : device) + "/control" + std::to_string(item);
+  };
+  for (const int item : {1, 2, 3}) {
+    overrides.set(item, pathOf(item));
+  }
+  std::vector<CpPLHController::Command> initial = {{1, "powersave"}, {2, "0"}, {3, "0"}};
+  CpPLHController::Command governor = {1, "performance"};
+  CpPLHController::Command boost = {2, "1"};
+  CpPLHController controller(initial, governor, boost, "demo", nullptr);
+  controller.commandCp(CpPLHController::kFirstPreset, "", 0);
+  controller.commandCp(CpPLHController::kSecondPreset, "2", 0);
+  controller.commandCp(CpPLHController::kAnyItem, "7", 3);
+
+  const auto holds = [&](int item, const std::string& expected) {
+    std::string text;
+    std::getline(std::ifstream(pathOf(item)), text);
+    scene.console.out << "item " << item << "     " << text << "\n";
+    return text == expected;
+  };
+  bool written = holds(1, "performance");  // all are shown, whatever the others hold
+  written = holds(2, "2") && written;
+  written = holds(3, "7") && written;
+  return {"initial settings and 3 commands written", outcomeOf(written)};
 }

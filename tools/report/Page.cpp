@@ -1,4 +1,4 @@
-#include "report/Page.h"
+#include "report/Report.h"
 
 #include <nlohmann/json.hpp>
 
@@ -7,28 +7,21 @@ namespace {
 constexpr char kStyle[] = R"css(
 :root {
   color-scheme: light dark;
-  --page: #f5f6f8; --card: #ffffff; --line: #d5d9df; --text: #1b1f24; --soft: #57606a;
-  --bar: #0b5cad; --band: #a9cbee; --late: #b34700;
-}
-@media (prefers-color-scheme: dark) {
-  :root {
-    --page: #0f1317; --card: #181d23; --line: #343b44; --text: #e6e9ed; --soft: #a3adb8;
-    --bar: #6cb4ff; --band: #2f5379; --late: #ffa657;
-  }
+  --line: #8886; --soft: #808a94; --bar: #2f7fd0; --band: #2f7fd066; --late: #d9660a;
 }
 @media print { section, figure, tr { break-inside: avoid; } }
 * { box-sizing: border-box; }
 body {
   margin: 0 auto; padding: 1.5rem 1rem 3rem; max-width: 64rem;
-  background: var(--page); color: var(--text); font: 1rem/1.5 system-ui, sans-serif;
+  background: Canvas; color: CanvasText; font: 1rem/1.5 system-ui, sans-serif;
 }
 h1 { margin: 0; font-size: 1.6rem; overflow-wrap: anywhere; }
 h2 { margin: 0 0 .5rem; font-size: 1.15rem; }
 p { margin: .25rem 0; color: var(--soft); }
-b { color: var(--text); }
+b { color: CanvasText; }
 section {
   margin-top: 1rem; padding: 1rem 1.25rem; overflow-x: auto;
-  background: var(--card); border: 1px solid var(--line); border-radius: .5rem;
+  border: 1px solid var(--line); border-radius: .5rem;
 }
 dl { display: grid; grid-template-columns: repeat(auto-fit, minmax(8rem, 1fr)); gap: .5rem 1.25rem; margin: .5rem 0; }
 dt { color: var(--soft); font-size: .85rem; }
@@ -41,9 +34,9 @@ figcaption b { display: block; font-size: 1rem; }
 figure p { font-size: .9rem; }
 svg { display: block; width: 100%; height: auto; margin-top: .5rem; overflow: visible; }
 svg text { fill: var(--soft); font-size: 12px; }
-svg text.mark { fill: var(--text); }
+svg text.mark { fill: CanvasText; }
 svg .grid { stroke: var(--line); }
-svg line.mark { stroke: var(--text); stroke-dasharray: 4 3; }
+svg line.mark { stroke: CanvasText; stroke-dasharray: 4 3; }
 svg .bar { fill: var(--bar); }
 svg .band { fill: var(--band); }
 svg .late { fill: var(--late); }
@@ -77,10 +70,8 @@ constexpr char kBody[] = R"html(
       order in which they came. Jitter is how far it is from the median.</figcaption>
   </figure>
   <figure data-chart="vsync_intervals">
-    <figcaption><b>How steady was it?</b> The same times, counted: half are shorter than p50 and 99 in
-      100 are no longer than p99, <span data-figure="/vsync/interval_us/p99" data-digits="1"></span>
-      &micro;s. The longest took <span data-figure="/vsync/interval_us/max" data-digits="1"></span>
-      &micro;s.</figcaption>
+    <figcaption><b>How steady was it?</b> The same times, counted: half are no longer than p50 and 99 in
+      100 no longer than p99.</figcaption>
   </figure>
 </section>
 
@@ -103,19 +94,14 @@ constexpr char kBody[] = R"html(
       are orange.</figcaption>
   </figure>
   <figure data-chart="intervals">
-    <figcaption><b>How even was their pace?</b> The same times, counted. 99 in 100 were no longer than
-      <span data-figure="/frames/interval_ms/p99" data-digits="2"></span> ms; the longest was
+    <figcaption><b>How even was their pace?</b> The same times, counted. The longest was
       <span data-figure="/frames/interval_ms/max" data-digits="2"></span> ms.</figcaption>
   </figure>
   <figure data-chart="stages_1_to_2">
-    <figcaption><b>From the first stage to the second.</b> Half of the frames took no longer than
-      <span data-figure="/frames/stage_1_to_2_ms/median" data-digits="2"></span> ms, and 99 in 100 no
-      longer than <span data-figure="/frames/stage_1_to_2_ms/p99" data-digits="2"></span> ms.</figcaption>
+    <figcaption><b>From the first stage to the second</b></figcaption>
   </figure>
   <figure data-chart="stages_2_to_3">
-    <figcaption><b>From the second stage to the third.</b> Half of the frames took no longer than
-      <span data-figure="/frames/stage_2_to_3_ms/median" data-digits="2"></span> ms, and 99 in 100 no
-      longer than <span data-figure="/frames/stage_2_to_3_ms/p99" data-digits="2"></span> ms.</figcaption>
+    <figcaption><b>From the second stage to the third</b></figcaption>
   </figure>
 </section>
 

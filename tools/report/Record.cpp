@@ -6,7 +6,6 @@
 #include <cmath>
 #include <fstream>
 #include <iomanip>
-#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "FetchPreferredApps.h"
@@ -68,22 +67,6 @@ Json framesRecord(const Watched::Events& frames) {
   return record;
 }
 
-Json favouritesRecord(const std::vector<FavouriteTables::Slot>& favourites) {
-  Json rows = Json::array();
-  for (const auto& [slot, apps] : favourites) {
-    rows.push_back({{"slot", slot}, {"apps", apps}});
-  }
-  return rows;
-}
-
-Json leftOutRecord(const Watched& watched) {
-  Json rows = Json::array();
-  for (const auto& [part, reason] : watched.leftOut) {
-    rows.push_back({{"part", part}, {"reason", reason}});
-  }
-  return rows;
-}
-
 /** From the first beginning to the last end. */
 double watchedSeconds(const Watched& watched) {
   auto begin = Clock::time_point::max();
@@ -122,19 +105,26 @@ std::string deviceName() {
   return name.nodename;
 }
 
+Json favouriteRows(const std::vector<FavouriteTables::Slot>& slots) {
+  Json rows = Json::array();
+  for (const auto& [slot, apps] : slots) {
+    rows.push_back({{"slot", slot}, {"apps", apps}});
+  }
+  return rows;
+}
+
 void addFigures(Watched& watched) {
   StatsProvider stats = probeQuietly();
-  watched.memory = stats.getMemInfo();
+  watched.memory = memoryFigures(stats.getMemInfo());
   if (stats.supportsSysStats) {
-    watched.statistics = stats.getSysStats();
+    watched.statistics = systemSlots(stats.getSysStats());
   } else {
-    watched.leftOut.push_back(
-        {"statistics", "this kernel does not have the netlink family SYSSTATS"});
+    watched.leaveOut("statistics", "this kernel does not have the netlink family SYSSTATS");
   }
-  if (!watched.favourites && FetchPreferredApps().getWeekTimePreferredApps().empty()) {
-    watched.leftOut.push_back({"favourites", "the framework has no text of them"});
-  } else if (!watched.favourites) {
-    watched.favourites = computeFavourites({}).slots;
+  if (watched.favourites.is_null() && FetchPreferredApps().getWeekTimePreferredApps().empty()) {
+    watched.leaveOut("favourites", "the framework has no text of them");
+  } else if (watched.favourites.is_null()) {
+    watched.favourites = favouriteRows(computeFavourites({}).slots);
   }
 }
 
@@ -147,9 +137,9 @@ Json makeRecord(const Watched& watched) {
       {"seconds", watchedSeconds(watched)},
       {"vsync", watched.vsync ? vsyncRecord(*watched.vsync) : Json()},
       {"frames", watched.frames ? framesRecord(*watched.frames) : Json()},
-      {"memory", memoryFigures(watched.memory)},
-      {"favourites", watched.favourites ? favouritesRecord(*watched.favourites) : Json()},
-      {"statistics", watched.statistics ? systemSlots(*watched.statistics) : Json()},
-      {"left_out", leftOutRecord(watched)},
+      {"memory", watched.memory},
+      {"favourites", watched.favourites},
+      {"statistics", watched.statistics},
+      {"left_out", watched.leftOut},
   };
 }

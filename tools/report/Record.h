@@ -1,12 +1,11 @@
 #pragma once
 
 #include <ctime>
-#include <nlohmann/json_fwd.hpp>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "StatsProvider.h"
 #include "db/Favourites.h"
 #include "testing/EventRecorder.h"
 
@@ -21,21 +20,24 @@ struct Watched {
     Clock::time_point end;
     Recording recording;
   };
-  struct LeftOut {
-    std::string part;
-    std::string reason;
-  };
 
-  const std::string device =
-      deviceName();  ///< taken first: a sample's namespace has its own host name
+  void leaveOut(const std::string& part, const std::string& reason) {
+    leftOut.push_back({{"part", part}, {"reason", reason}});
+  }
+
+  /** Taken first: a sample's namespace has its own host name. */
+  const std::string device = deviceName();
   const std::time_t begun = std::time(nullptr);
   std::optional<Events> vsync{};
   std::optional<Events> frames{};
-  SysStatsRecord memory{};
-  std::optional<SysStatsRecord> statistics{};  ///< the kernel's, of the system
-  std::optional<std::vector<FavouriteTables::Slot>> favourites{};
-  std::vector<LeftOut> leftOut{};
+  nlohmann::ordered_json memory{};
+  nlohmann::ordered_json statistics{};  ///< the kernel's, of the system
+  nlohmann::ordered_json favourites{};
+  nlohmann::ordered_json leftOut = nlohmann::ordered_json::array();
 };
+
+/** A row for each time slot. */
+nlohmann::ordered_json favouriteRows(const std::vector<FavouriteTables::Slot>& slots);
 
 /** Adds memory figures, statistics and the configured favourites as they are now. */
 void addFigures(Watched& watched);

@@ -7,11 +7,9 @@
 
 #include "Output.h"
 #include "OutputFile.h"
-#include "report/Page.h"
 #include "report/Record.h"
 #include "watch/Progress.h"
 #include "watch/Source.h"
-#include "watch/Summary.h"
 
 namespace {
 
@@ -27,7 +25,7 @@ bool isUsable(const char* part, const std::string& problem, const std::string& n
   if (!named.empty()) {
     throw std::runtime_error("cannot watch " + std::string(part) + ": " + advice);
   }
-  watched.leftOut.push_back({part, advice});
+  watched.leaveOut(part, advice);
   return false;
 }
 
@@ -43,8 +41,8 @@ std::vector<WatchedSource*> usableSources(WatchedVsyncs& vsyncs, WatchedFrames& 
     isUsable("control", frames.controlProblem(), options.controlNode, "--ctrl", watched);
   }
   if (sources.empty()) {
-    throw std::runtime_error("nothing to watch: " + watched.leftOut[0].reason + "; " +
-                             watched.leftOut[1].reason + "; or try --sample");
+    throw std::runtime_error("nothing to watch: " + vsyncs.problem() + "; " + frames.problem() +
+                             "; name nodes with --node and --frame-node, or try --sample");
   }
   return sources;
 }
@@ -52,8 +50,8 @@ std::vector<WatchedSource*> usableSources(WatchedVsyncs& vsyncs, WatchedFrames& 
 std::string countsLine(const std::vector<WatchedSource*>& sources) {
   std::string line;
   for (const WatchedSource* const source : sources) {
-    line += (line.empty() ? "" : "   ") + std::string(source->kind().name) + ": " +
-            countText(source->recorder().latest({}, 0), source->kind().noun);
+    line +=
+        (line.empty() ? "" : "   ") + std::string(source->kind().name) + ": " + source->counts();
   }
   return line;
 }
@@ -85,17 +83,19 @@ int makeReport(const ReportOptions& options, Console& console) {
   }
   const StopSignals signals;
   Watched watched;
-  WatchedVsyncs vsyncs(sampleDisplay(options.sample), options.vsyncNode);
-  WatchedFrames frames(sampleFrames(options.sample), options.frameNode, options.controlNode,
-                       options.controlValue);
+  WatchedVsyncs vsyncs(options.sample ? std::make_unique<HostNameDisplay>() : nullptr,
+                       options.vsyncNode);
+  WatchedFrames frames(options.sample ? std::make_unique<FifoFrames>() : nullptr, options.frameNode,
+                       options.controlNode, options.controlValue);
   const auto sources = usableSources(vsyncs, frames, options, watched);
   std::optional<OutputFile> page;
   if (!options.output.empty()) {
     page.emplace(options.output, console.out);
   }
   addFigures(watched);
-  for (const auto& [part, reason] : watched.leftOut) {
-    console.beginNote() << "left out " << part << ": " << visible(reason) << "\n";
+  for (const auto& row : watched.leftOut) {
+    console.beginNote() << "left out " << row["part"].get<std::string>() << ": "
+                        << visible(row["reason"].get<std::string>()) << "\n";
   }
   const Clock::time_point begin = Clock::now();
   watchSources(sources, signals, options.seconds, options.json || isPageOnly, console);

@@ -1,4 +1,4 @@
-#include "report/Page.h"
+#include "report/Report.h"
 
 const char kReportScript[] = R"js(
 'use strict';
@@ -64,14 +64,14 @@ function ticks(low, high, count) {
 
 const clamp = (value, low, high) => Math.min(Math.max(value, low), high);
 
-/** The values, sorted, and a range that shows most of them, up to atLeast, but not the outliers. */
+/** Percentiles of the values, and a range that shows most of them, up to atLeast, but not the outliers. */
 function rangeOf(values, resolution, atLeast = 0) {
   const sorted = Float64Array.from(values).sort();
   const percentile = (percent) => sorted[Math.floor((sorted.length - 1) * percent / 100)];
   const margin = Math.max(percentile(95) - percentile(5), 4 * resolution);
   const low = Math.max(sorted[0], percentile(5) - margin);
   const high = Math.min(percentile(100), Math.max(percentile(95) + margin, atLeast));
-  return {sorted, percentile, low, high: Math.max(high, low + 2 * resolution)};
+  return {percentile, low, high: Math.max(high, low + 2 * resolution)};
 }
 
 /** Starts a chart in a figure. An axis has a range, a title, and values to name. */
@@ -96,7 +96,7 @@ function makeChart(figure, x, y) {
   text(0, 12, 'start', y.title);
   text((left + width - right) / 2, height - 6, 'middle', x.title);
   return {
-    svg, atX, atY, text,
+    svg, atX, atY,
     note: (string) => add(figure, 'p', {}, string),
     markX(value, anchor, string) {
       const x = atX(value);
@@ -113,50 +113,51 @@ function makeChart(figure, x, y) {
 
 const figureOf = (name) => document.querySelector(`[data-chart=${name}]`);
 
-/** Bins of equal width over a range, and those below and above it, each with the values in it. */
+/** Bins of equal width over a range, each with its values; those beyond it are at its edges. */
 function binsOf(values, {low, high, percentile}, resolution, mostBins) {
   const spread = (percentile(75) - percentile(25)) / Math.cbrt(values.length);
   const step = roundUp(Math.max(spread, (high - low) / mostBins, resolution));
-  const first = Math.floor(low / step + 1e-9);
-  const inside = Math.floor(high / step + 1e-9) - first + 1;
-  const [begin, end] = [first * step, (first + inside) * step];
-  const [gap, width] = [(end - begin) / 50, (end - begin) / 25];
-  const bins = [{from: begin - gap - width, to: begin - gap, values: [], name: 'shorter'}];
-  for (let i = 0; i < inside; ++i) {
-    bins.push({from: begin + i * step, to: begin + (i + 1) * step, values: []});
-  }
-  bins.push({from: end + gap, to: end + gap + width, values: [], name: 'longer'});
-  for (const value of values) {
-    bins[clamp(Math.floor(value / step + 1e-9) - first + 1, 0, inside + 1)].values.push(value);
-  }
-  return {begin, end, bins: bins.filter((bin) => !bin.name || bin.values.length > 0)};
+  const indexOf = (value) => Math.floor(value / step + 1e-9);
+  const first = indexOf(low);
+  const count = indexOf(high) - first + 1;
+  const bins = Array.from({length: count}, (_, i) => (
+      {from: (first + i) * step, to: (first + i + 1) * step, values: []}));
+  for (const value of values) bins[clamp(indexOf(value) - first, 0, count - 1)].values.push(value);
+  return bins;
 }
 
-/** Shows how many of the values are in each of equal bins, and how many are outside. */
+/** Says how many values a chart shows at its edge. */
+function noteBeyond(chart, values, {low, high, percentile}, unit) {
+  const beyond = values.filter((value) => value < low || value > high).length;
+  if (beyond === 0) return;
+  chart.note(`${beyond} of ${values.length} are beyond the scale and shown at its edge; all are ` +
+             `from ${percentile(0).toFixed(1)} to ${percentile(100).toFixed(1)} ${unit}.`);
+}
+
+/** Shows how many of the values are in each of equal bins. */
 function drawHistogram(name, values, summary, {unit, resolution, noun, title, lateFrom}) {
   const figure = figureOf(name);
   if (values.length === 0) return figure?.remove();
-  const range = rangeOf(values, resolution);
-  const {begin, end, bins} = binsOf(values, range, resolution, figure.clientWidth / 8);
+  const range = rangeOf(values, resolution, 2 * (lateFrom ?? 0));
+  const bins = binsOf(values, range, resolution, figure.clientWidth / 8);
   const most = Math.max(...bins.map((bin) => bin.values.length));
-  const x = {low: bins[0].from, high: bins[bins.length - 1].to, title,
-             ticks: ticks(begin, end, figure.clientWidth / 90)};
-  const chart = makeChart(figure, x, {low: 0, high: most, ticks: ticks(0, most, 4), title: noun});
+  const [low, high] = [bins[0].from, bins[bins.length - 1].to];
+  const chart = makeChart(
+      figure, {low, high, title, ticks: ticks(low, high, figure.clientWidth / 90)},
+      {low: 0, high: most, title: noun, ticks: ticks(0, most, 4)});
   const limit = (value) => value.toFixed(-Math.log10(resolution));
-  for (const {from, to, values: {length: count}, values: inBin, name} of bins) {
-    const isLate = count > 0 && inBin.every((value) => value > lateFrom);
-    const [left, top] = [chart.atX(from), chart.atY(count)];
+  for (const {from, to, values: inBin} of bins) {
+    const isLate = inBin.length > 0 && inBin.every((value) => value > lateFrom);
+    const [left, top] = [chart.atX(from), chart.atY(inBin.length)];
     const bar = add(chart.svg, 'rect', {
-      class: isLate ? 'late' : 'bar', 'data-count': count,
+      class: isLate ? 'late' : 'bar', 'data-count': inBin.length,
       x: left, y: top, width: chart.atX(to) - left - 1, height: chart.atY(0) - top,
     });
-    add(bar, 'title', {}, `${name ?? `${limit(from)} to ${limit(to)} ${unit}`}: ${count}`);
-    if (name === 'shorter') chart.text(left, top - 4, 'start', `${count} shorter`);
-    if (name === 'longer') chart.text(chart.atX(to), top - 4, 'end', `${count} longer`);
+    add(bar, 'title', {}, `${limit(from)} to ${limit(to)} ${unit}: ${inBin.length}`);
   }
-  const mark = (value, ...label) => chart.markX(clamp(value, x.low, x.high), ...label);
-  mark(summary.median, 'end', `p50 ${limit(summary.median)}`);
-  mark(summary.p99, 'start', `p99 ${limit(summary.p99)}`);
+  chart.markX(clamp(summary.median, low, high), 'end', `p50 ${limit(summary.median)}`);
+  chart.markX(clamp(summary.p99, low, high), 'start', `p99 ${limit(summary.p99)}`);
+  noteBeyond(chart, values, range, unit);
 }
 
 /** Shows each value as a dot at its time. */
@@ -210,12 +211,7 @@ function drawOverTime(name, times, values, summary, {unit, resolution, seconds, 
   }
   chart.markY(clamp(summary.median, range.low, range.high), 14, 'p50');
   chart.markY(clamp(summary.p99, range.low, range.high), -4, 'p99');
-  const beyond = values.filter((value) => value < range.low || value > range.high).length;
-  if (beyond > 0) {
-    const [least, most] = [range.percentile(0), range.percentile(100)];
-    chart.note(`${beyond} of ${values.length} are beyond the scale and shown at its edge; all are ` +
-               `from ${least.toFixed(1)} to ${most.toFixed(1)} ${unit}.`);
-  }
+  noteBeyond(chart, values, range, unit);
 }
 
 function drawVsyncs({arrivals_us: arrivals, interval_us: summary, seconds}) {

@@ -4,7 +4,7 @@
 #include <ctime>
 #include <ostream>
 
-#include "watch/LiveBlock.h"
+#include "watch/LiveView.h"
 
 using std::chrono::duration_cast;
 

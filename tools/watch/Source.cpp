@@ -13,20 +13,29 @@ namespace {
 
 constexpr auto kDrainTime = std::chrono::milliseconds(200);  ///< for events on their way
 
-void addVsyncs(TraceWriter& trace, const Recording& vsyncs) {
-  trace.addInstants("vsync", vsyncs.arrivals);
-}
-
-void addFrames(TraceWriter& trace, const Recording& frames) { trace.addFrames(frames); }
-
-const WatchedSource::Kind kVsyncs = {"vsync",     "event",      kVsyncNodeItem, kMicroseconds,
-                                     printVsyncs, vsyncFigures, addVsyncs};
-const WatchedSource::Kind kFrames = {"gfx",       "frame",      kGfxDataNodeItem, kMilliseconds,
-                                     printFrames, frameFigures, addFrames};
+const WatchedSource::Kind kVsyncs = {"vsync",
+                                     "event",
+                                     kVsyncNodeItem,
+                                     kMicroseconds,
+                                     printVsyncs,
+                                     vsyncFigures,
+                                     [](TraceWriter& trace, const Recording& vsyncs) {
+                                       trace.addInstants("vsync", vsyncs.arrivals);
+                                     }};
+const WatchedSource::Kind kFrames = {
+    "gfx",
+    "frame",
+    kGfxDataNodeItem,
+    kMilliseconds,
+    printFrames,
+    frameFigures,
+    [](TraceWriter& trace, const Recording& frames) { trace.addFrames(frames); }};
 
 }  // namespace
 
 std::string WatchedSource::node() const { return lmsupport::configuredNodePath(mKind.item); }
+
+std::string WatchedSource::counts() const { return countText(mRecorder.latest({}, 0), mKind.noun); }
 
 void WatchedSource::setNode(int item, const std::string& path) {
   if (!path.empty()) {
@@ -106,12 +115,4 @@ void WatchedFrames::pause() {
     mRecorder.waitFor(mFeed->count(), kDrainTime);
   }
   GfxEvent::getInstance()->pauseEvent(EventRecorder::onEvent);
-}
-
-std::unique_ptr<Display> sampleDisplay(bool wanted) {
-  return wanted ? std::make_unique<HostNameDisplay>() : nullptr;
-}
-
-std::unique_ptr<FrameFeed> sampleFrames(bool wanted) {
-  return wanted ? std::make_unique<FifoFrames>() : nullptr;
 }

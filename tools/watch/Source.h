@@ -39,6 +39,10 @@ class WatchedSource {
   virtual void pause() = 0;
 
   std::string node() const;
+
+  /** "118 events   60.0 Hz", so far. */
+  std::string counts() const;
+
   const Kind& kind() const { return mKind; }
   const EventRecorder& recorder() const { return mRecorder; }
 
@@ -90,8 +94,3 @@ class WatchedFrames final : public WatchedSource {
   const int mControlValue;
   android::base::unique_fd mWriter{};  ///< of a FIFO, which would be at its end without one
 };
-
-/** Samples, when they are wanted. A display is to be made before any thread. @{ */
-std::unique_ptr<Display> sampleDisplay(bool wanted);
-std::unique_ptr<FrameFeed> sampleFrames(bool wanted);
-/** @} */

@@ -1,7 +1,6 @@
 #include "watch/Summary.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <iomanip>
 #include <nlohmann/json.hpp>
@@ -39,39 +38,6 @@ std::string summary(const Distribution& distribution) {
   return distribution.empty() ? "none" : distribution.summary();
 }
 
-/** A bar for each of a few equal bins between the 5th and 95th percentile, and for those outside. */
-void printHistogram(const Distribution& distribution, Unit unit, std::ostream& out) {
-  constexpr int kBins = 7;
-  constexpr std::size_t kBarWidth = 40;
-  const double low = distribution.percentile(0.05);
-  const double width =
-      std::max((distribution.percentile(0.95) - low) / kBins, std::pow(10, -unit.digits));
-  std::array<std::size_t, kBins + 2> counts{};  // the first and last are outside
-  for (const double value : distribution.sorted()) {
-    const double bin = std::floor((value - low) / width) + 1;
-    ++counts[static_cast<std::size_t>(std::clamp(bin, 0.0, kBins + 1.0))];
-  }
-  const std::size_t highest = *std::max_element(counts.begin(), counts.end());
-  std::ostringstream lines;
-  lines << std::fixed << std::setprecision(unit.digits);
-  for (int i = 0; i < kBins + 2; ++i) {
-    lines << (i == 0 ? "  below " : "   from ") << std::setw(9) << low + std::max(i - 1, 0) * width
-          << " " << unit.name << " " << std::setw(7) << counts[i] << "  "
-          << std::string((counts[i] * kBarWidth + highest - 1) / highest, '#') << "\n";
-  }
-  out << lines.str();
-}
-
-void printIntervals(const Recording& recording, std::ostream& out) {
-  const Distribution intervals = distribution(recording.intervals, recording.unit);
-  if (intervals.empty()) {
-    out << "interval   none: it takes two events\n";
-    return;
-  }
-  out << "interval   " << intervals.summary() << "\n";
-  printHistogram(intervals, recording.unit, out);
-}
-
 Json figures(const Distribution& values) {
   if (values.empty()) {
     return nullptr;
@@ -105,7 +71,7 @@ void printVsyncs(const Recording& vsyncs, std::ostream& out) {
   if (!vsyncs.intervals.values.empty()) {
     out << "jitter     " << summary(jitter(vsyncs)) << "\n";
   }
-  printIntervals(vsyncs, out);
+  out << "interval   " << summary(distribution(vsyncs.intervals, vsyncs.unit)) << "\n";
 }
 
 void printFrames(const Recording& frames, std::ostream& out) {
@@ -122,8 +88,8 @@ void printFrames(const Recording& frames, std::ostream& out) {
         << frames.unit.name << "\n";
   }
   out << "stage 1-2  " << summary(distribution(frames.firstToSecond, frames.unit))
-      << "\nstage 2-3  " << summary(distribution(frames.secondToThird, frames.unit)) << "\n";
-  printIntervals(frames, out);
+      << "\nstage 2-3  " << summary(distribution(frames.secondToThird, frames.unit))
+      << "\ninterval   " << summary(distribution(frames.intervals, frames.unit)) << "\n";
 }
 
 Json vsyncFigures(const Recording& vsyncs) {

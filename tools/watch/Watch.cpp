@@ -23,15 +23,12 @@ void requireSource(const WatchedSource& source) {
 
 void showEvents(const WatchedSource& source, const StopSignals& signals, Clock::time_point end,
                 Console& console) {
-  const auto latest = [&] {
-    return source.recorder().latest(Clock::now() - kRecent, kRecentEvents);
-  };
+  const WatchedSource::Kind& kind = source.kind();
   showProgress(
-      console, signals, end, [&] { return countText(latest(), source.kind().noun); },
+      console, signals, end, [&] { return source.counts(); },
       [&](const Screen& screen) {
-        const LiveView view = {source.kind().name, source.kind().noun, latest(),
-                               source.kind().unit};
-        return liveLines(view, screen);
+        const auto latest = source.recorder().latest(Clock::now() - kRecent, kRecentEvents);
+        return liveLines({kind.name, kind.noun, latest, kind.unit}, screen);
       });
 }
 
@@ -79,15 +76,16 @@ int watch(WatchedSource& source, const StopSignals& signals, const WatchOptions&
 
 int watchVsync(const WatchOptions& options, Console& console) {
   const StopSignals signals;
-  WatchedVsyncs source(sampleDisplay(options.sample), options.node);
+  WatchedVsyncs source(options.sample ? std::make_unique<HostNameDisplay>() : nullptr,
+                       options.node);
   requireSource(source);
   return watch(source, signals, options, console);
 }
 
 int watchGfx(const WatchOptions& options, Console& console) {
   const StopSignals signals;
-  WatchedFrames source(sampleFrames(options.sample), options.node, options.control,
-                       options.controlValue);
+  WatchedFrames source(options.sample ? std::make_unique<FifoFrames>() : nullptr, options.node,
+                       options.control, options.controlValue);
   requireSource(source);
   if (const std::string problem = source.controlProblem(); !problem.empty()) {
     if (!options.control.empty()) {
