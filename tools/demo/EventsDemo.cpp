@@ -1,7 +1,5 @@
-#include <iomanip>
 #include <memory>
 #include <ostream>
-#include <sstream>
 #include <system_error>
 
 #include "demo/Steps.h"
@@ -42,12 +40,6 @@ bool canBe(std::size_t count, std::size_t expected) {
   return expected > 0 && count * 2 >= expected && count * 9 <= expected * 10;
 }
 
-std::string fixed(double value) {
-  std::ostringstream text;
-  text << std::fixed << std::setprecision(1) << value;
-  return text.str();
-}
-
 }  // namespace
 
 StepResult demonstrateVsync(DemoScene& scene) try {
@@ -61,12 +53,12 @@ StepResult demonstrateVsync(DemoScene& scene) try {
   const Recording& recording = scene.watched.vsync->recording;
   const std::size_t raised = display.count();
   const Distribution latency = latencies(scene.notified, recording.arrivals);
-  out << "raised     " << raised << " events\n";
-  out << "latency    " << (latency.empty() ? "none" : latency.summary()) << "\n";
+  out << "raised     " << raised << " events\nlatency    "
+      << (latency.empty() ? "none" : latency.summary()) << "\n";
   printVsyncs(recording, out);
   const bool isSoon = !latency.empty() && latency.median() < toUs(Display::kPeriod);
   return {std::to_string(recording.events) + " of " + std::to_string(raised) +
-              " received, latency " + fixed(latency.median()) + " us",
+              " received, latency " + fixed(latency.median(), 1) + " us",
           outcomeOf(canBe(recording.events, raised) && isSoon)};
 } catch (const std::system_error&) {
   return noNamespaces(scene);

@@ -1,6 +1,4 @@
-#include <iomanip>
 #include <ostream>
-#include <sstream>
 
 #include "ConfigOverrides.h"
 #include "LMDatabase.h"
@@ -8,6 +6,7 @@
 #include "db/Favourites.h"
 #include "demo/Steps.h"
 #include "testing/TemporaryFolder.h"
+#include "watch/Summary.h"
 
 namespace {
 
@@ -43,9 +42,7 @@ std::string timed(Operation operation) {
   const auto begin = Clock::now();
   operation();
   const std::chrono::duration<double, std::milli> duration = Clock::now() - begin;
-  std::ostringstream ms;
-  ms << std::fixed << std::setprecision(1) << duration.count() << " ms";
-  return ms.str();
+  return fixed(duration.count(), 1) + " ms";
 }
 
 }  // namespace

@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <fstream>
-#include <iomanip>
-#include <sstream>
 
 #include "FetchPreferredApps.h"
 #include "Stats.h"
@@ -80,17 +78,14 @@ double watchedSeconds(const Watched& watched) {
 
 /** "pixel: vsyncs of /a, frames of /b, 2026-11-22 00:51:07 UTC, 10.0 s" */
 std::string title(const Watched& watched) {
-  std::ostringstream text;
-  text << watched.device << ": ";
+  std::string text = watched.device + ": ";
   if (watched.vsync) {
-    text << "vsyncs of " << watched.vsync->node << ", ";
+    text += "vsyncs of " + watched.vsync->node + ", ";
   }
   if (watched.frames) {
-    text << "frames of " << watched.frames->node << ", ";
+    text += "frames of " + watched.frames->node + ", ";
   }
-  text << utcText(watched.begun) << ", " << std::fixed << std::setprecision(1)
-       << watchedSeconds(watched) << " s";
-  return text.str();
+  return text + utcText(watched.begun) + ", " + fixed(watchedSeconds(watched), 1) + " s";
 }
 
 }  // namespace

@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <iomanip>
 #include <numeric>
 #include <ostream>
-#include <sstream>
 
 #include "Output.h"
 #include "watch/Summary.h"
@@ -26,17 +24,14 @@ std::string label(const std::string& text) {
 
 std::string headLine(const LiveView& view) {
   const std::vector<double>& recent = view.latest.intervals;
-  std::ostringstream head;
-  head << label(view.source) << countText(view.latest, view.noun) << std::fixed
-       << std::setprecision(1);
+  std::string head = label(view.source) + countText(view.latest, view.noun);
   if (const double sum = std::accumulate(recent.begin(), recent.end(), 0.0); sum > 0) {
-    head << " in all   " << view.unit.perSecond * static_cast<double>(recent.size()) / sum
-         << " Hz now";
+    const double hz = view.unit.perSecond * static_cast<double>(recent.size()) / sum;
+    head += " in all   " + fixed(hz, 1) + " Hz now";
   } else if (view.latest.rateHz) {
-    head << " in all   none in the last " << kRecent.count() << " s";
+    head += " in all   none in the last " + std::to_string(kRecent.count()) + " s";
   }
-  head << "   Ctrl-C ends";
-  return head.str();
+  return head + "   Ctrl-C ends";
 }
 
 /** The bar of a part, from 0 to 1 or more, of the highest. */

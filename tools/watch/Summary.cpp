@@ -11,12 +11,6 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
-std::string fixed(double value, int digits) {
-  std::ostringstream text;
-  text << std::fixed << std::setprecision(digits) << value;
-  return text.str();
-}
-
 std::string rateText(const std::optional<double>& hz) {
   return hz ? "   " + fixed(*hz, 1) + " Hz" : "";
 }
@@ -46,6 +40,12 @@ Json figures(const Distribution& values) {
 }
 
 }  // namespace
+
+std::string fixed(double value, int digits) {
+  std::ostringstream text;
+  text << std::fixed << std::setprecision(digits) << value;
+  return text.str();
+}
 
 Lateness::Lateness(const std::vector<double>& intervals)
     : period(Distribution(intervals, kMilliseconds).median()), from(kPeriods * period) {

@@ -18,6 +18,9 @@ struct Lateness {
   std::size_t missedRefreshes = 0;  ///< without an event; also while there was nothing to draw
 };
 
+/** A number with so many digits after the point. */
+std::string fixed(double value, int digits);
+
 /** "118 events   60.0 Hz", as far as that is known; noun is of one event. */
 std::string countText(const EventRecorder::Latest& latest, const std::string& noun);
 

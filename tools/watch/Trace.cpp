@@ -7,12 +7,6 @@
 
 namespace {
 
-constexpr int kProcess = 1;
-
-nlohmann::ordered_json makeEvent(const std::string& name, const char* phase, int track) {
-  return {{"name", name}, {"ph", phase}, {"pid", kProcess}, {"tid", track}};
-}
-
 /** Times that make no sense, which a node may hold, must not make the sums overflow. */
 long long toWholeUs(double ms) {
   constexpr double kHourMs = 3600e3;
@@ -73,19 +67,14 @@ TraceWriter::TraceWriter(const std::string& path, Clock::time_point begin,
                          std::ostream& standardOutput)
     : mFile(path, standardOutput), mBegin(begin) {
   mFile.stream() << R"({"displayTimeUnit":"ms","traceEvents":[)";
-  Event process = makeEvent("process_name", "M", 0);
-  process["args"] = {{"name", "lmctl"}};
-  add(process);
+  add("process_name", "M", 0, {{"args", {{"name", "lmctl"}}}});
 }
 
 void TraceWriter::addInstants(const std::string& name,
                               const std::vector<Clock::time_point>& times) {
   const int track = addTrack(name).number;
   for (const Clock::time_point time : times) {
-    Event event = makeEvent(name, "i", track);
-    event["ts"] = sinceBeginUs(time);
-    event["s"] = "t";
-    add(event);
+    add(name, "i", track, {{"ts", sinceBeginUs(time)}, {"s", "t"}});
   }
 }
 
@@ -116,20 +105,16 @@ long long TraceWriter::sinceBeginUs(Clock::time_point time) const {
 }
 
 TraceWriter::Track TraceWriter::addTrack(const std::string& name) {
-  Event event = makeEvent("thread_name", "M", ++mTracks);
-  event["args"] = {{"name", name}};
-  add(event);
+  add("thread_name", "M", ++mTracks, {{"args", {{"name", name}}}});
   return {mTracks, 0};
 }
 
 void TraceWriter::addSlice(Track& track, std::size_t frame, long long beginUs, long long endUs,
                            double ms) {
-  Event event = makeEvent("frame " + std::to_string(frame), "X", track.number);
   const long long end = std::max(endUs, track.endUs);
-  event["ts"] = std::clamp(beginUs, track.endUs, end);
-  event["dur"] = end - event["ts"].get<long long>();
-  event["args"] = {{"ms", ms}};
-  add(event);
+  const long long begin = std::clamp(beginUs, track.endUs, end);
+  add("frame " + std::to_string(frame), "X", track.number,
+      {{"ts", begin}, {"dur", end - begin}, {"args", {{"ms", ms}}}});
   track.endUs = end;
 }
 
@@ -144,14 +129,13 @@ void TraceWriter::addIntervals(const Durations& intervals) {
   long long last = 0;
   for (std::size_t i = 0; i < ends.size(); ++i) {
     last = std::max(last, ends[i]);
-    Event event = makeEvent("frame interval", "C", 0);
-    event["ts"] = last;
-    event["args"] = {{"ms", intervals.values[i]}};
-    add(event);
+    add("frame interval", "C", 0, {{"ts", last}, {"args", {{"ms", intervals.values[i]}}}});
   }
 }
 
-void TraceWriter::add(const Event& event) {
+void TraceWriter::add(const std::string& name, const char* phase, int track, const Event& members) {
+  Event event = {{"name", name}, {"ph", phase}, {"pid", 1}, {"tid", track}};
+  event.update(members);
   mFile.stream() << (mEmpty ? "\n" : ",\n") << event.dump();
   mEmpty = false;
 }

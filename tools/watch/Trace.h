@@ -46,7 +46,9 @@ class TraceWriter {
   Track addTrack(const std::string& name);
   void addSlice(Track& track, std::size_t frame, long long beginUs, long long endUs, double ms);
   void addIntervals(const Durations& intervals);
-  void add(const Event& event);
+
+  /** Adds an event of a phase, with what else it has. */
+  void add(const std::string& name, const char* phase, int track, const Event& members);
 
   OutputFile mFile;
   const Clock::time_point mBegin;

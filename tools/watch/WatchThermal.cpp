@@ -1,13 +1,12 @@
-#include <iomanip>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <ostream>
-#include <sstream>
 
 #include "AsyncEventsMgr.h"
 #include "Output.h"
 #include "watch/Progress.h"
 #include "watch/SampleZone.h"
+#include "watch/Summary.h"
 #include "watch/Watch.h"
 
 // On a device the listener keeps what it reads to itself.
@@ -32,13 +31,12 @@ nlohmann::ordered_json zones() {
 }
 
 std::string readingLine() {
-  std::ostringstream text;
-  text << std::fixed << std::setprecision(1);
+  std::string text;
   for (const auto& row : zones()) {
-    text << (text.tellp() > 0 ? "   " : "") << visible(row["zone"].get<std::string>()) << " "
-         << row["milli_celsius"].get<double>() / 1000 << " C";
+    text += (text.empty() ? "" : "   ") + visible(row["zone"].get<std::string>()) + " " +
+            fixed(row["milli_celsius"].get<double>() / 1000, 1) + " C";
   }
-  return text.tellp() > 0 ? text.str() : "no thermal zones yet";
+  return text.empty() ? "no thermal zones yet" : text;
 }
 
 }  // namespace
