@@ -9,7 +9,7 @@ FORMATTED = $(shell git ls-files '*.cpp' '*.h')
 DEVICE_TESTS := lmsupport_test host_test lmctl_test device_test
 # What a host alone builds.
 HOST_ONLY := device/% examples/% fuzz/% host/hidl/% \
-  testing/Resources.h tests/Dependent% tests/Device% tests/Hidl% tests/soak/% tests/tool/LmctlLookup%
+  testing/Resources.h tests/Dependent% tests/Device% tests/Hidl% soak/% tests/tool/LmctlLookup%
 
 # The C library's heap returns no memory: which benchmark fetches it again is a matter of luck.
 bench bench-table: export MALLOC_TRIM_THRESHOLD_ = 1073741824
@@ -76,7 +76,7 @@ soak: ## what only time shows, for MINUTES=10; SEED=N repeats a round of that se
 	@cmake --build --preset tsan --target lmsupport_soak
 	@cmake --build --preset asan --target lmsupport_test --target frame_parser_fuzz \
 	  --target meminfo_fuzz --target stats_parser_fuzz
-	@scripts/soak $(MINUTES) $(SEED)
+	@soak/run $(MINUTES) $(SEED)
 
 arm64: ## cross build for 64-bit ARM
 	@$(SETUP) build arm64

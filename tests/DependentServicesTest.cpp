@@ -257,48 +257,4 @@ TEST_F(Services, ManyThreadsConnectOnce) {
   EXPECT_EQ(mScript.links.size(), 2u);
 }
 
-TEST_F(Services, NothingIsMixedUpOrLeakedInAStorm) {
-  const sp<FakeTracker1_1> tracker = new FakeTracker1_1(mScript);
-  std::atomic<bool> stopped = false;
-  std::atomic<int> answers = 0;
-  std::atomic<int> failures = 0;
-  const auto ask = [&](int client) {
-    const std::string name(static_cast<std::size_t>(client), 'x');
-    while (!stopped) {
-      std::vector<std::string> services;
-      hidl_vec<std::int32_t> pids = {0};
-      const bool named = DependentServices().getServices(name, services) == 0;
-      const bool found = DependentServices().getServicePIDs({name}, pids) == 0;
-      EXPECT_EQ(services,
-                named ? std::vector<std::string>({name, "second"}) : std::vector<std::string>());
-      EXPECT_EQ(pids[0], found ? client : 0);
-      answers += named + found;
-      failures += !named + !found;
-    }
-  };
-  std::vector<std::future<void>> clients;
-  for (const int client : {1, 2, 3, 4}) {
-    clients.push_back(std::async(std::launch::async, ask, client));
-  }
-  for (int turn = 0; turn < 40; ++turn) {
-    EXPECT_EQ(tracker->registerAsService(), 0);
-    mScript.failsInTransport = turn % 4 == 2;
-    if (turn % 4 == 3) {
-      kill();
-    }
-    for (const int asked = answers + failures; answers + failures < asked + 8;) {
-      std::this_thread::yield();
-    }
-  }
-  stopped = true;
-  clients.clear();  // once they have ended
-  EXPECT_GT(answers, 0);
-  EXPECT_GT(failures, 0);
-  const sp<STDeathRecipient> recipient = DependentServices::stDeathRecipient;
-  kill();
-  forget();
-  EXPECT_EQ(tracker->getStrongCount(), 1);
-  EXPECT_EQ(recipient->getStrongCount(), 1);
-}
-
 }  // namespace

@@ -112,24 +112,4 @@ TEST_F(DeviceStats, AMisbehavingKernelIsSurvived) {
   waitpid(asker, nullptr, 0);
 }
 
-TEST_F(DeviceStats, RequestsOfEightThreadsLeaveNothingBehind) {
-  const auto ask = [&](int times) {
-    std::vector<std::future<void>> threads(8);
-    for (auto& thread : threads) {
-      thread = std::async(std::launch::async, [&] {
-        for (int i = 0; i < times; ++i) {
-          ASSERT_EQ(mStats.getPIDStats(getpid()).slots[0], mOwnPid);
-        }
-      });
-    }
-    threads.clear();  // once they have ended
-    return Resources::now();
-  };
-  const Resources before = ask(10);
-  const Resources after = ask(100);
-  EXPECT_EQ(after.descriptors, before.descriptors);
-  EXPECT_EQ(after.threads, before.threads);
-  EXPECT_LT(after.heapBytes, before.heapBytes + 8192);
-}
-
 }  // namespace

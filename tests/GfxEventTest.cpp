@@ -279,26 +279,4 @@ TEST_F(Gfx, APollingThreadWithoutMemoryDeliversWhatItHasAndGoesOn) {
   EXPECT_TRUE(mFirst.waitFor({{}, {31}, {}}));
 }
 
-TEST_F(Gfx, SurvivesAStormOfClients) {
-  std::vector<std::future<void>> clients;
-  for (const auto cb : {kFirst, kSecond, kFirst, kSecond}) {
-    clients.push_back(std::async(std::launch::async, [this, cb] {
-      for (int round = 0; round < 50; ++round) {
-        mSource.startEvent(cb, round);
-        mSource.report("0 1 1 1 9000:0 2 1 1 20000:0 1 1 2 1:0 1 1 3 1:");
-        mSource.pauseEvent(cb);
-      }
-    }));
-  }
-  clients.clear();  // once they have ended
-  EXPECT_EQ(mSource.getThreadState(), THREAD_PAUSED);
-  EXPECT_EQ(written(), "-1");
-  mSource.startEvent(kFirst, 1);
-  int rounds = 0;
-  do {  // what the storm left unread comes first
-    ASSERT_LT(++rounds, 1000);
-    mSource.report(":0 7 7 1 1:0 7 7 2 4001:0 7 7 3 6001:");
-  } while (!mFirst.waitFor({{2}, {}, {4}}, std::chrono::milliseconds(10)));
-}
-
 }  // namespace

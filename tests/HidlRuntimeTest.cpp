@@ -66,22 +66,6 @@ TEST(HidlRuntime, EachVersionOfTheLatestRegisteredServiceIsFound) {
   EXPECT_EQ(older->getStrongCount(), 1);
 }
 
-TEST(HidlRuntime, OfServicesRegisteredAtOnceOneStays) {
-  const auto registerOften = [] {
-    const sp<Tracker11> service = new NewerTracker;
-    for (int i = 0; i < 30000; ++i) {
-      EXPECT_EQ(service->registerAsService(), android::OK);
-    }
-  };
-  std::vector<std::future<void>> others(3);
-  for (auto& other : others) {
-    other = std::async(std::launch::async, registerOften);
-  }
-  others.clear();  // once they have ended
-  EXPECT_TRUE(hosthidl::unregisterService(Tracker11::descriptor));
-  EXPECT_EQ(Tracker11::getService(), nullptr);
-}
-
 TEST(HidlRuntime, ADeathIsToldOncePerLinkToThoseWhoStillLive) {
   struct Recipient : hidl_death_recipient {
     void serviceDied(uint64_t cookie,

@@ -31,21 +31,3 @@ TEST(HostCore, LookUpIsTheStoresThirdVirtualFunction) {
   EXPECT_EQ((*reinterpret_cast<LookUp**>(store))[2](store, 7, path), 0);
   EXPECT_STREQ(path, "/node");
 }
-
-TEST(HostCore, APathMayBeReplacedWhileItIsLookedUp) {
-  const std::string longest(149, 'x');
-  hostcore::clearItem(22);
-  std::atomic<bool> done = false;
-  std::thread writer([&] {
-    for (int i = 0; i < 2000; ++i) {
-      hostcore::setItem(22, i % 2 == 0 ? "/short" : longest);
-      hostcore::enableStore(i % 3 != 0);
-    }
-    hostcore::enableStore(true);
-    done = true;
-  });
-  while (!done) {
-    EXPECT_THAT(configuredNodePath(22), testing::AnyOf("", "/short", longest));
-  }
-  writer.join();
-}

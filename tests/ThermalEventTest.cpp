@@ -143,25 +143,4 @@ TEST_F(Thermal, FetchesWhileStartedAndForgetsTheDataAtEachStart) {
               testing::ElementsAre("AsyncEventsMgr_Thermal: startThread() Thread Creation Failed"));
 }
 
-TEST_F(Thermal, TheHostsListenerKeepsTheZonesItCanRead) {
-  ThermalListenerV2* const listener = ThermalListenerV2::getInstance();
-  EXPECT_EQ(listener->getThermalData(), 0);
-  const std::tuple<const char*, const char*, const char*> zones[] = {
-      {"thermal_zone0", "cpu", "41000\n"}, {"thermal_zone1", "gpu big", "-5000\n"},
-      {"thermal_zone2", "cpu", "42000\n"}, {"thermal_zone3", "cpu", "none\n"},
-      {"cooling_device0", "cpu", "1\n"},
-  };
-  for (const auto& [folder, type, temperature] : zones) {
-    addZone(folder, type);
-    std::ofstream(kFolder + folder + "/temp") << temperature;
-  }
-  addZone("thermal_zone4", "cpu");
-  EXPECT_EQ(listener->getThermalData(), 3);
-  using testing::Pair;
-  EXPECT_THAT(lastReading(), testing::UnorderedElementsAre(Pair("cpu", 41000), Pair("cpu", 42000),
-                                                           Pair("gpu big", -5000)));
-  listener->resetThermalData();
-  EXPECT_TRUE(lastReading().empty());
-}
-
 }  // namespace

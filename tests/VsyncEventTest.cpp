@@ -182,26 +182,6 @@ TEST_F(Vsync, PausedCallbacksRestAndTheSourceSleepsOnceAllAre) {
   }
 }
 
-TEST_F(Vsync, SurvivesAStormOfClients) {
-  std::vector<std::future<void>> clients;
-  for (const auto cb : {kOther, checkArguments, kOther, checkArguments}) {
-    clients.push_back(std::async(std::launch::async, [this, cb] {
-      for (int round = 0; round < 500; ++round) {
-        mSource.startEvent(cb);
-        mSource.registerCallBack(kIgnoring[static_cast<std::size_t>(round) % kIgnoring.size()],
-                                 nullptr);
-        mSource.processCb();
-        mNode.notify();
-        mSource.pauseEvent(cb);
-      }
-    }));
-  }
-  clients.clear();  // once they have ended
-  EXPECT_EQ(mSource.getThreadState(), THREAD_PAUSED);
-  mSource.startEvent(kOther);
-  notifyUntilReceived(mSecond);
-}
-
 TEST_F(Vsync, GetInstanceConstructsOnce) {
   struct CountingStore final : ConfigStore {
     int lookup(int, char*) override {

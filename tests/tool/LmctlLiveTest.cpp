@@ -36,24 +36,6 @@ struct Terminal {
   Console console{out, out, true, file.get(), true, {true}};
 };
 
-TEST(LmctlLive, LinesFitTheTerminal) {
-  EXPECT_EQ(fitted("ä 12   p99 345   max 6", 17), "ä 12   p99 345");
-  Terminal terminal;
-  std::vector<double> recent(200, 10);
-  recent[198] = 16;
-  for (unsigned short columns : {1, 5, 12, 14, 30, 60, 120}) {
-    terminal.resize(columns);
-    const auto lines =
-        liveLines({"gfx", "frame", {201, 98.5, recent}, kMilliseconds}, Screen(terminal.console));
-    ASSERT_EQ(lines.size(), 4u);
-    for (const std::string& line : lines) {
-      EXPECT_LT(displayWidth(line), columns) << line;
-    }
-    EXPECT_EQ(columns > 13, lines[1].ends_with("\033[33m▇\033[0m▅")) << columns;
-    EXPECT_EQ(columns > 13, lines[2].ends_with("^ \033[0m")) << columns;
-  }
-}
-
 TEST(LmctlLive, TheFirstLineSaysWhatThereIsAndHowToStop) {
   Terminal terminal;
   terminal.console.style = {};

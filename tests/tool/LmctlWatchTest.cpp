@@ -193,7 +193,7 @@ TEST(LmctlDemo, AllServicesAreShownAndATraceAndAReportStay) {
   const TemporaryFolder folder;
   const std::string files = folder.path() + "/new/demo";
   const auto [status, text] = run("demo --seconds 0.5 --output " + folder.path() + "/new");
-  EXPECT_EQ(status, kSuccess);
+  EXPECT_EQ(status, kSuccess) << text;
   const std::string summary = text.substr(std::min(text.find("\nSummary"), text.size()));
   for (const std::string service :
        {"process lookup", "event sources", "statistics", "service tracker", "row store",

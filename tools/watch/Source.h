@@ -8,9 +8,9 @@
 #include <android-base/unique_fd.h>
 
 #include "ConfigOverrides.h"
-#include "testing/Display.h"
 #include "testing/EventRecorder.h"
-#include "testing/FrameFeed.h"
+#include "watch/Display.h"
+#include "watch/FrameFeed.h"
 
 class TraceWriter;
 

@@ -1,4 +1,4 @@
-#include "testing/FrameFeed.h"
+#include "watch/FrameFeed.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,7 +7,7 @@
 #include <fstream>
 
 #include "AsyncEventsMgr.h"
-#include "testing/Display.h"
+#include "watch/Display.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "testing/Display.h"
+#include "watch/Display.h"
 
 #include <fstream>
 #include <stdexcept>
