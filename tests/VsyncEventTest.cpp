@@ -4,7 +4,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <array>
 #include <atomic>
 #include <csignal>
 #include <fstream>
@@ -48,17 +47,6 @@ constexpr long kPollCall = SYS_ppoll;
 #endif
 
 std::atomic<int> gSignals;
-
-/** Callbacks that do nothing, all different. */
-template <int>
-void ignore(int, void*, int, void*) {}
-
-template <int... I>
-constexpr std::array<AsyncEventCallback, sizeof...(I)> distinct(std::integer_sequence<int, I...>) {
-  return {ignore<I>...};
-}
-
-constexpr auto kIgnoring = distinct(std::make_integer_sequence<int, 256>());
 
 /** A second callback beside kOther. */
 void checkArguments(int event, void* payload, int zero, void* recorder) {
