@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <list>
@@ -77,7 +76,9 @@ struct Owned : Container {
   Owned(const Owned&) = delete;
   Owned& operator=(const Owned&) = delete;
   ~Owned() {
-    std::for_each(this->begin(), this->end(), [](auto* element) { delete element; });
+    for (; !this->empty(); this->pop_back()) {
+      delete this->back();
+    }
   }
 };
 

@@ -183,12 +183,12 @@ void fillRow(sqlite3_stmt* statement, LMDBDataRow<T>& row) {
   if (const char* const rsvdName = text(2); rsvdName != nullptr) {
     row.rsvdName = std::string(rsvdName);
   }
-  // A shorter blob, which the store never writes, is filled up with zeros.
   const void* const blob = sqlite3_column_blob(statement, 3);
   const auto stored = static_cast<std::size_t>(sqlite3_column_bytes(statement, 3));
-  auto* const payload = reinterpret_cast<char*>(&row.payload);
-  const std::size_t copied = copyBounded(payload, sizeof(T), blob, stored);
-  std::memset(payload + copied, 0, sizeof(T) - copied);
+  if (stored < sizeof(T)) {  // the store never writes that
+    std::memset(static_cast<void*>(&row.payload), 0, sizeof(T));
+  }
+  copyBounded(&row.payload, sizeof(T), blob, stored);
   row.rowId = sqlite3_column_int64(statement, 4);
 }
 
