@@ -27,9 +27,7 @@ class HooksAreTaken : public testing::Environment {
   void SetUp() override {
     checkNetlink();
     checkSqlite();
-    failingnew::gThrowing = 1;
-    EXPECT_THROW(std::string(1000, 'x'), std::bad_alloc) << "libc++'s operator new" << kAdvice;
-    failingnew::gThrowing = 0;
+    checkNew();
     ASSERT_FALSE(testing::Test::HasFailure());
   }
 
@@ -48,6 +46,14 @@ class HooksAreTaken : public testing::Environment {
     gSql.clear();
     LMDatabase<_preKill_User_Launched_Data>("t", "", ":memory:").LMDatabaseInit();
     EXPECT_FALSE(gSql.empty()) << "the library's sqlite3_exec" << kAdvice;
+  }
+
+  static void checkNew() {
+    gSql.resize(1);
+    failingnew::gThrowing = 1;
+    EXPECT_THROW(gSql[0].assign(1000, 'x'), std::bad_alloc)
+        << "the C++ library's operator new" << kAdvice;
+    failingnew::gThrowing = 0;
   }
 };
 
