@@ -2,7 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <future>
 #include <latch>
 #include <semaphore>

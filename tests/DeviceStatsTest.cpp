@@ -8,12 +8,10 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
-#include <future>
 #include <set>
 
 #include "StatsProvider.h"
 #include "device/sysstats.h"
-#include "testing/Resources.h"
 
 using testing::Each;
 

@@ -1,7 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <future>
-
 #include "HostServices.h"
 #include "TrackerBase.h"
 

@@ -2,9 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <stdexcept>
-#include <thread>
 
 #include "config/Nodes.h"
 
