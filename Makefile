@@ -60,7 +60,7 @@ tidy: ## look for suspicious code
 	@$(SETUP) build check
 	@cmake --preset asan >/dev/null
 	@cmake --build --preset asan --target lmhost_hidl_headers
-	@echo $(filter %.cpp,$(filter-out bench/% fuzz/% tests/%,$(FORMATTED))) | \
+	@echo $(filter %.cpp,$(filter-out bench/% fuzz/% soak/% tests/%,$(FORMATTED))) | \
 	  xargs -n 1 -P $(CTEST_PARALLEL_LEVEL) clang-tidy --quiet -p build/asan
 
 test-%:

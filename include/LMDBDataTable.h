@@ -155,8 +155,8 @@ lmdbError LMDBDataTable<T>::cacheRow(std::unique_ptr<LMDBDataRow<T>> row) {
   namespace detail = lmsupport::detail;
   return lmsupport::guard(detail::kLmdb, detail::kLmdbWording, LMDB_FAILURE, [&] {
     std::lock_guard lock(mRowCacheLck);
-    mRowCache.push_back(row.get());
-    row.release();
+    mRowCache.push_back(nullptr);  // may throw, while row is still owned
+    mRowCache.back() = row.release();
     return LMDB_SUCCESS;
   });
 }
