@@ -41,7 +41,7 @@ std::string unexpectedProblem(const CLI::App& app, const CLI::App& command) {
 /** What is wrong with a command line, where the parser speaks of its own types in words of lmctl. */
 std::string usageProblem(const CLI::App& app, const CLI::ParseError& e) {
   const CLI::App& command = namedCommand(app);
-  const std::string what = e.what();
+  std::string what = e.what();
   switch (static_cast<CLI::ExitCodes>(e.get_exit_code())) {
     case CLI::ExitCodes::ArgumentMismatch:
       return what.substr(0, what.find(':')) +

@@ -27,6 +27,7 @@ Json rounded(const std::vector<double>& values, int digits) {
 std::vector<double> since(Clock::time_point begin, const std::vector<Clock::time_point>& arrivals,
                           double perSecond) {
   std::vector<double> values;
+  values.reserve(arrivals.size());
   for (const Clock::time_point arrival : arrivals) {
     values.push_back(toSeconds(arrival - begin) * perSecond);
   }

@@ -86,10 +86,11 @@ void TraceWriter::addFrames(const Recording& frames) {
   for (const Clock::time_point arrival : frames.arrivals) {
     const std::vector<Slice> slices =
         slicesOfSample(frames, first, second, arrival, sinceBeginUs(arrival));
-    for (auto slice = slices.rbegin(); slice != slices.rend(); ++slice) {
-      addSlice(slice->isFirstToSecond ? firstToSecond : secondToThird, slice->frame, slice->beginUs,
-               slice->endUs, slice->ms);
-      ++(slice->isFirstToSecond ? first : second);
+    for (std::size_t i = slices.size(); i-- > 0;) {
+      const Slice& slice = slices[i];
+      addSlice(slice.isFirstToSecond ? firstToSecond : secondToThird, slice.frame, slice.beginUs,
+               slice.endUs, slice.ms);
+      ++(slice.isFirstToSecond ? first : second);
     }
   }
   addIntervals(frames.intervals);
