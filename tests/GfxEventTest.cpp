@@ -21,8 +21,10 @@
 
 namespace {
 
-const std::string kData = testing::TempDir() + "lmsupport-gfx-data";
-const std::string kControl = testing::TempDir() + "lmsupport-gfx-control";
+// Of this process alone: CTest runs several of these tests at a time.
+const std::string kData = testing::TempDir() + "lmsupport-gfx-data" + std::to_string(getpid());
+const std::string kControl =
+    testing::TempDir() + "lmsupport-gfx-control" + std::to_string(getpid());
 
 /** Keeps the last sample that it was told, and by which thread. */
 struct Client {
@@ -72,9 +74,13 @@ class Gfx : public testing::Test {
     mSource.registerCallBack(kSecond, &mSecond);
   }
 
-  static void SetUpTestSuite() {
-    unlink(kData.c_str());
-    EXPECT_EQ(mkfifo(kData.c_str(), 0600), 0);
+  static void SetUpTestSuite() { EXPECT_EQ(mkfifo(kData.c_str(), 0600), 0); }
+
+  static void TearDownTestSuite() {
+    for (const std::string& file :
+         {kData, kData + "-file", kControl, kControl + "2", kControl + "3"}) {
+      unlink(file.c_str());
+    }
   }
 
   const LogCapture mLog;
