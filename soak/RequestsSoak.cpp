@@ -7,13 +7,13 @@
 
 #include "AsyncEventsMgr.h"
 #include "HostServices.h"
+#include "Resources.h"
 #include "StatsProvider.h"
 #include "config/Nodes.h"
 #include "testing/FakeKernel.h"
 #include "testing/FakeTracker.h"
 #include "testing/LogCapture.h"
 #include "testing/PrivateProcess.h"
-#include "testing/Resources.h"
 
 using testing::Each;
 

@@ -9,22 +9,23 @@
 
 #include <climits>
 #include <fstream>
-#include <future>
+#include <functional>
 #include <sstream>
 #include <stdexcept>
 
 #include "HostCore.h"
 #include "config/DynamicLoader.h"
+#include "testing/BackgroundCall.h"
 #include "testing/FailingNew.h"
-#include "testing/Folders.h"
 #include "testing/LogCapture.h"
+#include "testing/TemporaryFolder.h"
 
 namespace {
 
 using Settings = std::vector<CpPLHController::Command>;
 using Lines = std::vector<std::string>;
 
-/** Three files, two paths that cannot be opened, a node that takes nothing, and no node. */
+/** Three files, two paths that cannot be opened, a node that takes nothing, and an unknown item. */
 enum Item : int { kA, kB, kC, kFolder, kNowhere, kFull, kUnknown };
 
 const std::string kDefault(100, '1');  // to be copied into new memory
@@ -37,17 +38,28 @@ Lines cannotOpen(const std::string& path) {
 void* initNothing() { return nullptr; }
 void* initThrows() { throw std::runtime_error("hook"); }
 
+/** Replaces the framework's store while it lives. */
+struct OtherStore final : ConfigStore {
+  explicit OtherStore(std::function<int(char*)> function) : answer(std::move(function)) {
+    DynamicLoader::getInstance()->mStore = this;
+  }
+  ~OtherStore() { DynamicLoader::getInstance()->mStore = usual; }
+
+  int lookup(int, char* out) override { return answer(out); }
+
+  const std::function<int(char*)> answer;
+  ConfigStore* const usual = DynamicLoader::getInstance()->mStore;
+};
+
 class Controller : public testing::Test {
  protected:
   Controller() {
-    makeFolders(mFolder);
     int item = kA;
     for (const auto& path : {mFolder + "a", mFolder + "b", mFolder + "c", mFolder,
                              std::string("/nowhere/node"), std::string("/dev/full")}) {
       hostcore::setItem(item++, path);
     }
   }
-  ~Controller() override { removeFolder(mFolder); }
 
   CpPLHController make(Settings initial, void* (*hook)()) {
     CpPLHController::Command first(kA, kDefault);
@@ -70,8 +82,8 @@ class Controller : public testing::Test {
     return text.str();
   }
 
-  const std::string mFolder =
-      testing::TempDir() + "lmsupport-controller" + std::to_string(getpid()) + "/";
+  const TemporaryFolder mTemporary;
+  const std::string mFolder = mTemporary.path() + "/";
   const LogCapture mLog;
 };
 
@@ -142,26 +154,14 @@ TEST_F(Controller, ExceptionsOfTheHookPassAndOthersAreLogged) {
                                  kPrefix + "commandCp() exception std::bad_alloc\n"}));
 }
 
-TEST_F(Controller, AnItemIsLookedUpBeforeItsDefaultIsCopied) {
-  Settings none;
-  CpPLHController::Command unknown(kUnknown, kDefault);
-  CpPLHController controller(none, unknown, unknown, "name", initNothing);
-  failingnew::gThrowing = 1;
-  EXPECT_EQ(controller.commandCp(CpPLHController::kFirstPreset, "", kA), 0);
-  EXPECT_EQ(std::exchange(failingnew::gThrowing, 0), 1);  // no memory was asked for
-  EXPECT_EQ(mLog.texts(), Lines());
-}
-
 TEST_F(Controller, WhatTheStoreThrowsIsLogged) {
-  struct Store final : ConfigStore {
-    int lookup(int, char*) override { throw 1; }
-  } store;
   CpPLHController controller = make({}, initNothing);
-  ConfigStore* const usual = std::exchange(DynamicLoader::getInstance()->mStore, &store);
   Settings initial = {{kA, "x"}};
-  controller.init(initial);
-  EXPECT_EQ(controller.commandCp(2, "x", kA), 0);
-  DynamicLoader::getInstance()->mStore = usual;
+  {
+    const OtherStore store([](char*) -> int { throw 1; });
+    controller.init(initial);
+    EXPECT_EQ(controller.commandCp(2, "x", kA), 0);
+  }
   EXPECT_EQ(controller.commandCp(2, "x", kA), 1);  // it was not disabled
   EXPECT_EQ(mLog.texts(), (Lines{kPrefix + "init() unknown exception\n",
                                  kPrefix + "commandCp() unknown exception\n"}));
@@ -180,46 +180,37 @@ TEST_F(Controller, WritesOfNodesByPathTellOnlyOfTheOpening) {
 }
 
 TEST_F(Controller, APathMayFillTheWholeBuffer) {
-  struct Store final : ConfigStore {
-    int lookup(int, char* out) override { return mPath.copy(out, kConfigValueSize), 0; }
-    std::string mPath;
-  } store;
   CpPLHController controller = make({}, initNothing);
-  ConfigStore* const usual = std::exchange(DynamicLoader::getInstance()->mStore, &store);
-  for (const std::size_t size : {149, 150}) {
-    store.mPath = mFolder + std::string(size - mFolder.size(), 'x');
-    EXPECT_EQ(controller.commandCp(2, "v", kA), 1);
-    struct stat node = {};
-    EXPECT_EQ(stat(store.mPath.c_str(), &node), 0);
-    EXPECT_EQ(node.st_size, 1);
-  }
-  DynamicLoader::getInstance()->mStore = usual;
+  const std::string path = mFolder + std::string(kConfigValueSize - mFolder.size(), 'x');
+  const OtherStore store([&](char* out) { return path.copy(out, kConfigValueSize), 0; });
+  EXPECT_EQ(controller.commandCp(2, "v", kA), 1);
+  EXPECT_EQ(access(path.c_str(), F_OK), 0);
 }
 
-TEST_F(Controller, CommandsOfManyThreadsAreAppliedOneAtATime) {
-  constexpr std::size_t kSize = 100000;  // more than a FIFO takes at once
-  constexpr int kRounds = 20;
+/** A device's core library was compiled without this project's headers: only places matter. */
+TEST_F(Controller, LookUpIsTheStoresThirdVirtualFunction) {
+  using LookUp = int (*)(ConfigStore*, int, char*);
+  ConfigStore* const store = DynamicLoader::getInstance()->mStore;
+  char path[kConfigValueSize] = {};
+  EXPECT_EQ((*reinterpret_cast<LookUp**>(store))[2](store, kFull, path), 0);
+  EXPECT_STREQ(path, "/dev/full");
+}
+
+TEST_F(Controller, ACommandWaitsUntilTheOneBeforeItIsWritten) {
   const std::string path = mFolder + "a";
   mkfifo(path.c_str(), 0600);
   const android::base::unique_fd fifo(open(path.c_str(), O_RDWR | O_CLOEXEC));
   CpPLHController controller = make({}, initNothing);
-  std::vector<std::future<void>> clients;
-  for (const char letter : {'a', 'b', 'c', 'd'}) {
-    clients.push_back(std::async(std::launch::async, [&controller, letter] {
-      for (int round = 0; round < kRounds; ++round) {
-        EXPECT_EQ(controller.commandCp(2, std::string(kSize, letter), kA), 1);
-      }
-    }));
-  }
-  std::string value(kSize, ' ');
-  for (std::size_t i = 0; i < clients.size() * kRounds; ++i) {
-    for (std::size_t size = 0; size < kSize;) {
-      const ssize_t count = read(fifo.get(), &value[size], kSize - size);
-      ASSERT_GT(count, 0);
-      size += static_cast<std::size_t>(count);
-    }
-    EXPECT_EQ(value.find_first_not_of(value[0]), std::string::npos);
-  }
+  const auto capacity = static_cast<std::size_t>(fcntl(fifo.get(), F_GETPIPE_SZ));
+  std::string text(capacity, ' ');
+  const auto command = [&](const std::string& value, Item item) {
+    EXPECT_EQ(controller.commandCp(2, value, item), 1);
+  };
+  const BackgroundCall first([&] { command(std::string(capacity + 1, 'v'), kA); });
+  EXPECT_EQ(read(fifo.get(), text.data(), 1), 1);  // its write has begun and cannot end
+  const BackgroundCall second([&] { command("v", kB); });
+  EXPECT_TRUE(second.fallsAsleep());
+  EXPECT_GT(read(fifo.get(), text.data(), capacity), 0);
 }
 
 TEST(LMOps, SubtractsAndGivesZeroOutOfRange) {

@@ -1,21 +1,16 @@
 #include <gmock/gmock.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <climits>
 #include <fstream>
 #include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "AsyncEventsMgr.h"
-#include "testing/AtEnd.h"
 #include "testing/FailingNew.h"
 #include "testing/Folders.h"
-#include "testing/ForkedChild.h"
 #include "testing/Hooks.h"
 #include "testing/LogCapture.h"
 #include "testing/PrivateProcess.h"
@@ -39,24 +34,21 @@ extern "C" int usleep(useconds_t us) {
 
 namespace {
 
-const std::string kGroup = "/dev/cpuset/top-app";
-const std::string kTasks = kGroup + "/tasks";
+constexpr char kTasks[] = "/dev/cpuset/top-app/tasks";
 
 class ProcessLookup : public testing::Test {
  protected:
   ProcessLookup() {
     EXPECT_TRUE(makeFolderPrivate("/dev"));
-    makeFolders(kGroup);
+    makeFolders("/dev/cpuset/top-app");
   }
   ~ProcessLookup() override {
     umount2("/dev", MNT_DETACH);
     AsyncEvent::clearPidMap();
   }
 
-  /** Puts a file system in memory over a folder. */
-  static void cover(const char* folder) {
-    ASSERT_EQ(mount("none", folder, "tmpfs", 0, nullptr), 0);
-  }
+  /** Gives /proc one more mount: an empty one, in memory. */
+  static void coverProc() { ASSERT_EQ(mount("none", "/proc", "tmpfs", 0, nullptr), 0); }
 
   const LogCapture mLog;
   std::string mName = "com.example.app";
@@ -108,7 +100,7 @@ TEST_F(ProcessLookup, AScanEndsAtTheFirstTaskOfThatNameWithAReadableStatus) {
   EXPECT_EQ(AsyncEvent::getPidExpensive(mName), -1);
   for (const auto& [what, list, tasks, pid] : cases) {
     std::ofstream(kTasks) << list;
-    cover("/proc");
+    coverProc();
     for (const auto& [id, cmdline, status] : tasks) {
       const std::string folder = "/proc/" + std::to_string(id);
       makeFolders(folder + (cmdline == "folder" ? "/cmdline" : ""));
@@ -123,47 +115,22 @@ TEST_F(ProcessLookup, AScanEndsAtTheFirstTaskOfThatNameWithAReadableStatus) {
   EXPECT_TRUE(mLog.texts().empty());
 }
 
-/** Tries again while its tasks are still ending. */
-void removeGroup() {
-  for (int attempt = 0; rmdir(kGroup.c_str()) != 0 && errno == EBUSY && attempt < 500; ++attempt) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-}
-
-/** In the kernel's processor sets where they may be mounted, else in a mere list. */
-TEST_F(ProcessLookup, FindsProcessesOfTheForegroundOnlyAmongThousandsOfTasks) {
-  rmdir(kGroup.c_str());
-  const bool isReal = mount("none", "/dev/cpuset", "cgroup", 0, "cpuset,noprefix") == 0;
-  std::optional<AtEnd> removal;
-  if (isReal && access(kGroup.c_str(), F_OK) != 0) {
-    removal.emplace(removeGroup);  // the kernel's would outlive its mount and this process
-  }
-  makeFolders(kGroup);
-  for (const std::string file : {"/cpus", "/mems", "/cpuset.cpus", "/cpuset.mems"}) {
-    std::ofstream(kGroup + file) << std::ifstream("/dev/cpuset" + file).rdbuf();
-  }
+TEST_F(ProcessLookup, FindsAProcessAmongThousandsOfTasksOfTheForegroundOnly) {
   std::string name;
   std::getline(std::ifstream("/proc/self/cmdline"), name, '\0');
-  {
-    const ForkedChild outside;
-    const ForkedChild child;
-    EXPECT_EQ(AsyncEvent::getPidExpensive(name), -1);
-    for (int task = 0; !isReal && task < 5000; ++task) {
-      std::ofstream(kTasks, std::ios::app) << -1 - task << '\n';
-    }
-    std::ofstream(kTasks, std::ios::app) << child.pid << '\n';
-    EXPECT_EQ(AsyncEvent::getPidExpensive(name), child.pid);
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(AsyncEvent::getPid(name), child.pid);
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
+  std::ofstream tasks(kTasks);
+  for (int id = -5000; id < 0; ++id) {  // no process has those
+    tasks << id << '\n';
   }
-  removal.reset();
-  umount2("/dev/cpuset", MNT_DETACH);
+  tasks.flush();
+  EXPECT_EQ(AsyncEvent::getPidExpensive(name), -1);
+  tasks << getpid() << std::flush;
+  EXPECT_EQ(AsyncEvent::getPidExpensive(name), getpid());
 }
 
 TEST_F(ProcessLookup, UpToFiveAttemptsAreMadeAndTheLastResultIsKept) {
   std::ofstream(kTasks) << 12;
-  cover("/proc");
+  coverProc();
   makeFolders("/proc/12");
   std::ofstream("/proc/12/cmdline") << mName;
   struct Case {
