@@ -47,8 +47,8 @@ struct Page {
 };
 
 /**
- * Reads that go round: all three stages of each of 256 frames, so many of which are pending at a
- * time. The last frames of a round end in the next, so every round does the same.
+ * The pages of a round, which is repeated: all three stages of each of 256 frames, so many of which
+ * are pending at a time. The last frames of a round end in the next, so that all rounds are alike.
  */
 std::vector<Page> typicalPages(unsigned inFlight) {
   constexpr unsigned kFrames = 256;
@@ -69,7 +69,7 @@ std::vector<Page> typicalPages(unsigned inFlight) {
   return pages;
 }
 
-/** What may stand for a time and fill the rest of a page, where nothing is typical. */
+/** Untypical texts for the time of a page's first record and all that follows it. */
 const std::string kHostileRecords[] = {
     "x",
     "x y z x y z:",
@@ -99,12 +99,12 @@ struct Parser : OpenGfxEvent {
   void run(char* text, const Page&, GfxFrameData& out) { stringParser(text, out); }
 };
 
-/** What would be written otherwise; it takes the text apart. */
+/** What a user would write otherwise. */
 struct PlainParser : FrameParserReference {
   void run(char* text, const Page&, GfxFrameData& out) { parse(text, out); }
 };
 
-/** The limit: what the records say is known beforehand. */
+/** The limit: only the table of frames, with the numbers of the records known beforehand. */
 struct TableOnly {
   using Frames = std::unordered_map<unsigned long, std::vector<double>>;
 
@@ -191,7 +191,7 @@ void parseTableOnly(benchmark::State& state) { parseTypical<TableOnly>(state); }
 void parseHostileGfxEvent(benchmark::State& state) { parse<Parser>(state, hostilePages(state)); }
 void parseHostilePlain(benchmark::State& state) { parse<PlainParser>(state, hostilePages(state)); }
 
-/** A FIFO: its readers sleep until something was written. */
+/** A FIFO, whose readers sleep until something is written. */
 class FrameNode {
  public:
   FrameNode() {
@@ -212,7 +212,7 @@ class FrameNode {
   android::base::unique_fd mFd;
 };
 
-/** Made by its first use, which is before a reader's start. */
+/** Constructed by its first use, which comes before any reader starts. */
 const FrameNode& frameNode() {
   static const FrameNode node;
   return node;
@@ -238,7 +238,7 @@ class GfxReceiver {
   GfxEvent mSource;
 };
 
-/** The limit: nothing but the system calls. */
+/** The limit: only the system calls. */
 class BareReceiver {
  public:
   ~BareReceiver() {

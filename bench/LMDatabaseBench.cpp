@@ -97,7 +97,7 @@ class OurStore {
   LMDatabase<T> mDatabase{"rows", mFolder.path(), kFileName};
 };
 
-/** The limit: nothing but SQLite's calls. */
+/** The limit: only SQLite's calls. */
 template <typename T>
 class BareStore {
  public:
@@ -272,7 +272,7 @@ void populate(Favourites<OurStore>& ours) {
                                             ours.slots.database());
 }
 
-/** The limit: the same SQL, and no text to take apart. */
+/** The limit: the same SQL, with the favourites already split. */
 void populate(Favourites<BareStore>& bare) {
   const auto launches = bare.launches.read();
   const auto slots = bare.slots.read();
@@ -322,7 +322,7 @@ void cacheRows(benchmark::State& state) {
   }
 }
 
-/** A repetition for each iteration: the median then ignores what a slow disk access delays. */
+/** Repetitions of one iteration each, so that the median ignores those that a slow disk delays. */
 template <int times>
 void repeat(benchmark::internal::Benchmark* benchmark) {
   benchmark->UseManualTime()->Iterations(1)->Repetitions(times)->Unit(benchmark::kMillisecond);

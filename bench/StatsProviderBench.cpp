@@ -54,7 +54,7 @@ std::string add(const std::string& name) {
   return name;
 }
 
-/** What takes long to make. */
+/** One object for all iterations, because making it takes long. */
 template <typename T>
 T& shared() {
   static T& object = *new T;
@@ -65,7 +65,7 @@ int memInfo() {
   return shared<StatsProvider>().getMemInfo().slots[kSwapUsedSlot] == kUnknownFigure ? -1 : 0;
 }
 
-/** The limit: only fetches the text. */
+/** The limit: only reads the text. */
 int memInfoBare() {
   const int fd = open("/proc/meminfo", O_RDONLY);
   char text[8192];
@@ -87,7 +87,7 @@ constexpr char kFamilyName[] = "SYSSTATS";
 
 int probe() { return shared<StatsProvider>().isApiSupported(1) ? 0 : -1; }
 
-/** The limit: nothing but libnl's calls, and the log line. */
+/** The limit: only libnl's calls and the log line. */
 int probeBare() {
   nl_sock* const socket = nl_socket_alloc();
   nl_cache* cache = nullptr;
@@ -142,7 +142,7 @@ int request() {
   return shared<StatsProvider>().sendRecvData(type, kValues[type], kProcessName, &answer);
 }
 
-/** The limit: nothing but libnl's calls, and the log line. */
+/** The limit: only libnl's calls and the log line. */
 template <int type>
 int requestBare() {
   std::tuple_element_t<type, Answers> answer{};
@@ -186,7 +186,7 @@ int parse() {
   return records.size() == kRecordCount ? 0 : -1;
 }
 
-/** The limit: only copies. */
+/** The limit: only copies the records. */
 int parseMemcpy() {
   std::vector<PidStatsRecord> records;
   for (const void* const from : shared<LongAnswer>().records) {

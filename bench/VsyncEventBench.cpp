@@ -21,7 +21,7 @@
 
 namespace {
 
-/** Made before any thread, in setUpVsync(). */
+/** Made in setUpVsync(), before any thread starts. */
 const HostNameNode* gNode;
 
 void raiseVsync() { gNode->notify(); }
@@ -44,7 +44,7 @@ class VsyncReceiver {
   VsyncEvent mSource;
 };
 
-/** The limit: nothing but the system calls. */
+/** The limit: only the system calls. */
 class BareReceiver {
  public:
   ~BareReceiver() {
@@ -131,7 +131,7 @@ void countCalls(benchmark::State& state) {
                          benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
-/** A source that is only called. */
+/** A source without a thread, whose delivery the benchmark calls itself. */
 class ThreadlessSource : public VsyncEvent {
  public:
   void startThread() override {}

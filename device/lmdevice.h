@@ -1,5 +1,5 @@
 /* SPDX-License-Identifier: GPL-2.0 */
-/* What the module's source files share. */
+/* Declarations that the module's files share. */
 #ifndef LMDEVICE_H
 #define LMDEVICE_H
 

@@ -7,7 +7,8 @@
  *   frame_data   a read sleeps until frames were made and returns their records
  *   frame_ctrl   a number above 0 makes frames at that rate in Hz, up to 1000; -1 stops
  *   control0-3   keep the text that is written
- *   vsyncs, frames, frames_lost, writes   what was raised, made, overwritten unread, and taken
+ *   vsyncs, frames, frames_lost, writes   counts: vsyncs raised, frames made, frames overwritten
+ *                unread, and writes accepted
  */
 #include <linux/hrtimer.h>
 #include <linux/kobject.h>
@@ -21,7 +22,7 @@
 #define MAX_RATE_HZ 1000
 #define CONTROLS 4
 #define CONTROL_SIZE 256
-/* One read's worth of frames; the three records of a frame are shorter than RECORDS_SIZE. */
+/* As many frames as one read can return; the three records of a frame are shorter than RECORDS_SIZE. */
 #define MAX_PENDING 32
 #define RECORDS_SIZE 120
 
@@ -114,7 +115,7 @@ static ssize_t vsync_rate_store(struct kobject *kobj, struct kobj_attribute *att
 }
 
 /*
- * A frame's key is its number and 1. Its second stage comes 4 ms and its third 10 ms after the
+ * A frame's key consists of its number and the constant 1. Its second stage comes 4 ms and its third 10 ms after the
  * start; all three are reported together.
  */
 static ssize_t frame_data_show(struct kobject *kobj, struct kobj_attribute *attr, char *buf)
@@ -266,7 +267,7 @@ static int __init lmdevice_init(void)
 static void __exit lmdevice_exit(void)
 {
 	sysstats_exit();
-	/* A sleeping read would keep its file from going away. */
+	/* sysfs_remove_files() waits for reads that sleep, so they are woken first. */
 	WRITE_ONCE(removing, true);
 	wake_up_all(&frames_made);
 	sysfs_remove_files(device, attributes);

@@ -34,7 +34,7 @@ static bool misbehaves(enum sysstats_misbehaviour how)
 	return READ_ONCE(sysstats_misbehave) == how;
 }
 
-/* netlink takes -EINTR for an answer that comes later, and does not even acknowledge. */
+/* After -EINTR, netlink sends neither an error nor an acknowledgement. */
 static int deliberate_failure(void)
 {
 	if (misbehaves(SYSSTATS_MISBEHAVE_ERROR))
@@ -121,7 +121,7 @@ static void add_thread(struct sysstats_pid_record *record, const struct task_str
 	record->major_faults += thread->maj_flt;
 }
 
-/* A thread's counts move to the group when it ends; the sequence tells that one did meanwhile. */
+/* The counts of a thread move to its group when it ends; the sequence tells when that happened. */
 static void set_counts(struct sysstats_pid_record *record, struct task_struct *task)
 {
 	struct signal_struct *group = task->signal;
@@ -187,7 +187,7 @@ static int pid_doit(struct sk_buff *skb, struct genl_info *info)
 	return reply(info, SYSSTATS_ANSWER_PID, &record, sizeof(record));
 }
 
-/* Where a dump stands, in its netlink_callback. */
+/* How far a dump has come; kept in its netlink_callback. */
 struct dump_state {
 	int (*put)(struct sk_buff *skb, struct netlink_callback *cb, struct task_struct *task);
 	int next_pid;
@@ -295,7 +295,7 @@ static int read_meminfo(char *text, size_t size)
 	return 0;
 }
 
-/* The name may be another's end, but the first that ends so is the right one. */
+/* strstr() may find name at the end of a longer one; in /proc/meminfo the first match is the right one. */
 static u64 meminfo_kb(const char *text, const char *name)
 {
 	const char *line = strstr(text, name);

@@ -7,7 +7,7 @@
 
 namespace {
 
-/** A source of which nothing is left of the input before; to make one means two look-ups. */
+/** A source without what the previous input left. Constructing one each time costs two look-ups. */
 OpenGfxEvent& freshSource() {
   static OpenGfxEvent source;
   source.mFrameStages.clear();

@@ -30,7 +30,7 @@ struct Result {
 /** getMemInfo the plain way. */
 class MemInfoReference {
  public:
-  /** What a file with that text tells; nothing where the library aborts. */
+  /** The result for a file with that text; none where the library aborts. */
   std::optional<Result> read(std::string_view text) {
     const std::unique_ptr<FILE, decltype(&fclose)> file(
         fmemopen(const_cast<char*>(text.data()), text.size(), "r"), fclose);
@@ -84,7 +84,7 @@ class MemInfoReference {
   Result mResult;
 };
 
-/** What the library makes of text that it reads in pieces of a size. */
+/** The library's result for text that it reads pieceSize bytes at a time. */
 Result readInPieces(std::string_view text, std::size_t pieceSize) {
   Result result;
   gLogLines = 0;

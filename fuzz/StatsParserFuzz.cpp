@@ -9,12 +9,12 @@
 
 #include "StatsProvider.h"
 
-/** Log lines only cost time here. */
+/** Drops log lines, which would only cost time here. */
 extern "C" int __android_log_print(int, const char*, const char*, ...) { return 0; }
 
 namespace {
 
-/** Turns attributes that would not fit the argument into unknown ones: those the parser trusts. */
+/** Makes attributes of other known types than kept unknown: the parser trusts its argument to fit. */
 void keepType(std::uint8_t* data, std::size_t size, int kept) {
   while (size >= sizeof(nlattr)) {
     auto* const attribute = reinterpret_cast<nlattr*>(data);

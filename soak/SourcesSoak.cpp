@@ -21,7 +21,7 @@ constexpr std::size_t kWorkers = 4;
 constexpr int kOperations = 300;
 constexpr std::size_t kFirstSpare = kWorkers + 1;
 
-/** What one thread registers with one source; nobody else starts or pauses it. */
+/** What one thread registers with one source. Only that thread starts and pauses it. */
 struct Client {
   template <std::size_t>
   static void onEvent(int, void*, int, void* client) {
@@ -40,7 +40,7 @@ constexpr auto makeCallbacks(std::index_sequence<kNumbers...>) {
   return std::array<AsyncEventCallback, sizeof...(kNumbers)>{Client::onEvent<kNumbers>...};
 }
 
-/** First those of the threads, then that of expectEvent; the others are only ever registered. */
+/** One for each thread, then expectEvent's; the others are registered, but never started. */
 constexpr auto kCallbacks = makeCallbacks(std::make_index_sequence<64>());
 
 void start(AsyncEvent& source, AsyncEventCallback cb) { source.startEvent(cb); }
@@ -95,7 +95,7 @@ class SourcesSoak : public testing::Test {
     hostcore::setItem(kGfxCtrlNodeItem, mFolder.path() + "/control");
   }
 
-  /** Lets threads use new sources, which are destroyed while events flow. */
+  /** Lets threads use new sources, and destroys these while events flow. */
   void live(std::mt19937& random) {
     TestSource vsync(mNode);
     TestGfxSource gfx(mFifo);
@@ -134,7 +134,7 @@ class SourcesSoak : public testing::Test {
     }
   }
 
-  /** However the threads left the source, a further client is told of events. */
+  /** Whatever state the threads left the source in, a further client must get an event. */
   template <typename Source>
   static void expectEvent(Source& source) {
     constexpr AsyncEventCallback kCallback = kCallbacks[kWorkers];

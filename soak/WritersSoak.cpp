@@ -17,7 +17,7 @@ class KilledWriters : public StoreFixture {
  protected:
   ~KilledWriters() override { munmap(&mReturned, sizeof(mReturned)); }
 
-  /** Kills so many at random times; after each, the file holds what they were told was written. */
+  /** Kills count writers at random times, and compares the file after each. */
   void killAndCompare(int count, unsigned seed) {
     LaunchStore("t", mDirectory, "store.db").LMDatabaseInit();
     std::mt19937 random(seed);
@@ -29,10 +29,10 @@ class KilledWriters : public StoreFixture {
   }
 
  private:
-  /** Rows of one call of writeCachedDRToDisk, which has its number in their first column. */
+  /** How many rows one call of writeCachedDRToDisk writes; their first column is the call's number. */
   static constexpr int kRows = 5;
 
-  /** Kills a writer when its first call has returned and that time has passed. */
+  /** Starts a writer, and kills it that long after its first call has returned. */
   void killOne(std::chrono::microseconds after) {
     const int before = mReturned;
     const pid_t writer = fork();
@@ -61,7 +61,7 @@ class KilledWriters : public StoreFixture {
     }
   }
 
-  /** Only of the last call it is unknown whether it was written, but not a part of it. */
+  /** The file holds the rows of each call that returned, and all or none of the last one's. */
   void compare() {
     EXPECT_THAT(query("PRAGMA integrity_check"), testing::ElementsAre("ok|"));
     EXPECT_THAT(query("SELECT intcol1 FROM t GROUP BY intcol1 HAVING count(*) <> 5 OR "
@@ -74,7 +74,7 @@ class KilledWriters : public StoreFixture {
     mReturned = calls;
   }
 
-  /** Calls that returned to the writers so far; they share it with this process. */
+  /** How many calls have returned so far, in memory that the writers share with this process. */
   std::atomic<int>& mReturned =
       *new (mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE,
                  MAP_SHARED | MAP_ANONYMOUS, -1, 0)) std::atomic<int>(0);

@@ -26,10 +26,10 @@ LM_API void setText(int key, std::string text);
 /** Makes a key unknown: fetching it gives null. */
 LM_API void clearText(int key);
 
-/** Shows the store to the library, as at first, or hides it: DynamicLoader::mStore is then null. */
+/** Shows the store to the library (the default), or hides it: DynamicLoader::mStore is null. */
 LM_API void enableStore(bool enabled);
 
-/** The same for the text hook, DynamicLoader::mFetchConfigText. */
+/** Shows the text hook, DynamicLoader::mFetchConfigText, to the library (the default), or hides it. */
 LM_API void enableText(bool enabled);
 
 }  // namespace hostcore

@@ -16,16 +16,17 @@
 namespace hosthidl {
 
 /**
- * Takes the service of that interface and instance away, as all versions. Clients that hold it can
- * still call it. Returns false when there is none.
+ * Unregisters the service of that interface and instance, in all its versions. Clients that hold it
+ * can still call it. Returns false when there is none.
  */
 [[gnu::visibility("default")]] bool unregisterService(const std::string& descriptor,
                                                       const std::string& name = "default");
 
 /**
- * The same as if its process had died: calls serviceDied() of each recipient that was linked by
- * IBase's linkToDeath() and that somebody still holds, on the calling thread and in the order of the
- * links, and ends the links. A dead service accepts no links until it is registered again.
+ * Unregisters the service as if its process had died. Calls serviceDied() of each recipient that
+ * was linked by IBase's linkToDeath() and that somebody still holds, on the calling thread and in
+ * the order of the links, and ends the links. A dead service accepts no links until it is registered
+ * again.
  *
  * Note: clients can still call the dead service; make it return a failed Status to have that fail.
  */

@@ -1,4 +1,4 @@
-// What hidl-gen's c++-sources would define of both versions of IServicetracker, without the binder.
+// Defines what hidl-gen's c++-sources would for both versions of IServicetracker, without the binder.
 
 #include <algorithm>
 
@@ -18,11 +18,11 @@ using hosthidl::Registry;
 
 namespace {
 
-/** An interface's own service is in this process, so a pointer to its base is one to it. */
+/** Every service is in this process, so what is registered under a descriptor is of that type. */
 template <typename Interface>
 sp<Interface> lookUp(const std::string& name, bool getStub) {
   if (getStub) {
-    return nullptr;  // a passthrough library's, and there are none
+    return nullptr;  // stubs come from passthrough libraries, which a host does not have
   }
   return static_cast<Interface*>(Registry::instance().find(Interface::descriptor, name).get());
 }

@@ -7,10 +7,10 @@
 
 namespace hostthermal {
 
-/** Temperatures in milli-degrees Celsius by the type of their zone, several zones may share one. */
+/** Temperatures in milli-degrees Celsius by the type of their zone, which several may share. */
 using Reading = std::multimap<std::string, int>;
 
-/** What the host's thermal listener fetched last; empty after a reset. Any thread. */
+/** What the host's thermal listener fetched last; empty after a reset. Callable from any thread. */
 LM_API Reading lastReading();
 
 }  // namespace hostthermal

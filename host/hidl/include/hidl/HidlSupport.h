@@ -79,7 +79,7 @@ class hidl_string {
   bool empty() const { return mSize == 0; }
   void clear() { *this = hidl_string(); }
 
-  /** Borrows data, whose size excludes the terminator that must follow, and outlives its use. */
+  /** Borrows data, which must stay valid meanwhile. A terminator must follow it, not counted by size. */
   void setToExternal(const char* data, std::size_t size);
 
  private:
@@ -95,7 +95,7 @@ static_assert(sizeof(hidl_string) == 16);
 bool operator==(const hidl_string& left, const hidl_string& right);
 
 /**
- * Elements in a row that it owns, or borrows after setToExternal(). A copy always owns its own;
+ * An array of elements that it owns, or borrows after setToExternal(). A copy always owns its own;
  * what was moved from is empty.
  */
 template <typename T>
@@ -141,7 +141,7 @@ class hidl_vec {
     setToExternal(buffer.release(), size, true);
   }
 
-  /** Borrows data, which outlives its use, or takes what new[] gave when shouldOwn is true. */
+  /** Borrows data, which must stay valid meanwhile; with shouldOwn it takes over what new[] gave. */
   void setToExternal(T* data, std::size_t size, bool shouldOwn = false) {
     const std::uint32_t newSize = details::checkedSize(size);
     if (mOwnsBuffer) {

@@ -10,7 +10,7 @@
 
 namespace android::hardware {
 
-/** How a call went: well, or with a failure of the transport or of the far side. */
+/** The outcome of a call: success, or a failure of the transport or of the service. */
 class Status final {
  public:
   enum Exception : std::int32_t {
@@ -50,7 +50,7 @@ class Status final {
 
 namespace details {
 
-/** What all Return types share. A failure that nobody looks at is lost without a word. */
+/** What all Return types share. A failure that the caller does not check is not reported. */
 class return_status {
  public:
   return_status() = default;

@@ -4,7 +4,7 @@
 
 namespace aidl::android::hardware::thermal {
 
-/** What the library takes of the platform's interface: the hash of its version. */
+/** The part of the platform's interface that the library uses: the hash of its version. */
 class IThermalChangedCallback {
  public:
   static inline const std::string hash = "host";
