@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 
 #include <cstdio>
+#include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -46,6 +47,11 @@ inline std::pair<int, std::string> run(const std::string& words) {
     output += text;
   }
   return {WEXITSTATUS(pclose(pipe)), output};
+}
+
+inline std::string contentsOf(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 /** The names of an object's members; of an array, those of its first element. */

@@ -3,32 +3,25 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "NodeChecks.h"
-
 namespace {
 
-constexpr int kBusyLimitMs = 1000;  ///< the table's own program may be writing
+std::string joined(const std::vector<std::string>& texts) {
+  std::string result;
+  for (const std::string& text : texts) {
+    result += (result.empty() ? "" : ", ") + text;
+  }
+  return result.empty() ? "none" : result;
+}
 
 }  // namespace
 
-std::string quoted(const std::string& name) {
-  std::string result = "\"";
-  for (const char c : name) {
-    result.append(c == '"' ? 2 : 1, c);
-  }
-  return result + '"';
-}
-
 // A connection that could not write at all would leave files of the write-ahead log behind.
 Database::Database(const std::string& file) : Database(file, SQLITE_OPEN_READWRITE) {
-  Query(*this, "PRAGMA query_only = 1").next();
+  each("PRAGMA query_only = 1", {});
 }
 
 Database::Database(const std::string& file, int flags)
     : mFile(file), mIsToRead((flags & SQLITE_OPEN_CREATE) == 0) {
-  if (mIsToRead) {
-    requireReadable(file);
-  }
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2(file.c_str(), &opened, flags, nullptr);
   mDb.reset(opened);
@@ -40,44 +33,38 @@ Database::Database(const std::string& file, int flags)
 
 void Database::requireWritable(const std::string& file) {
   const Database database(file, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-  Query(database, "BEGIN IMMEDIATE").next();
-  Query(database, "ROLLBACK").next();
+  database.each("BEGIN IMMEDIATE", {});
+  database.each("ROLLBACK", {});
 }
 
-Database::Query::Query(const Database& database, const std::string& sql) : mDatabase(database) {
+void Database::each(const std::string& query, const Visitor& visit) const {
   sqlite3_stmt* prepared = nullptr;
-  const int code = sqlite3_prepare_v2(database.mDb.get(), sql.c_str(), -1, &prepared, nullptr);
-  mStatement.reset(prepared);
+  int code = sqlite3_prepare_v2(mDb.get(), query.c_str(), -1, &prepared, nullptr);
+  const std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> row(prepared, sqlite3_finalize);
   if (code != SQLITE_OK) {
-    database.fail();
+    fail();
+  }
+  while ((code = sqlite3_step(row.get())) == SQLITE_ROW) {
+    visit(row.get());
+  }
+  if (code != SQLITE_DONE) {
+    fail();
   }
 }
 
-bool Database::Query::next() {
-  const int code = sqlite3_step(mStatement.get());
-  if (code != SQLITE_ROW && code != SQLITE_DONE) {
-    mDatabase.fail();
-  }
-  return code == SQLITE_ROW;
-}
-
-std::string Database::Query::text(int column) const {
-  const void* const bytes = sqlite3_column_blob(mStatement.get(), column);
-  const auto size = static_cast<std::size_t>(sqlite3_column_bytes(mStatement.get(), column));
-  return bytes != nullptr ? std::string(static_cast<const char*>(bytes), size) : std::string();
-}
-
-std::vector<std::string> Database::texts(const std::string& sql) const {
+std::vector<std::string> Database::texts(const std::string& query) const {
   std::vector<std::string> texts;
-  Query query(*this, sql);
-  while (query.next()) {
-    texts.push_back(query.text(0));
-  }
+  each(query, [&](sqlite3_stmt* row) { texts.push_back(bytesOf(row, 0)); });
   return texts;
 }
 
 std::vector<std::string> Database::tables() const {
   return texts("SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name");
+}
+
+bool Database::hasTable(const std::string& name) const {
+  return sqlite3_table_column_metadata(mDb.get(), nullptr, name.c_str(), nullptr, nullptr, nullptr,
+                                       nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
 std::vector<std::string> Database::missingColumns(const std::string& table) const {
@@ -88,18 +75,56 @@ std::vector<std::string> Database::missingColumns(const std::string& table) cons
       quoted(table) + "))");
 }
 
-int Database::payloadSize(const std::string& table) const {
-  Query query(*this, "SELECT length(blob) FROM " + quoted(table) + " WHERE blob NOT NULL LIMIT 1");
-  return query.next() ? static_cast<int>(query.integer(0)) : -1;
+const TableKind& Database::kindOf(const std::string& table) const {
+  if (!missingColumns(table).empty()) {
+    return kForeign;
+  }
+  const TableKind* kind = &kEmpty;
+  each("SELECT length(blob) FROM " + quoted(table) + " WHERE blob NOT NULL LIMIT 1",
+       [&](sqlite3_stmt* row) {
+         const int size = sqlite3_column_int(row, 0);
+         kind = size == sizeof(LaunchPayload) ? &kLaunches
+                : size == sizeof(SlotPayload) ? &kSlots
+                                              : &kUnknown;
+       });
+  return *kind;
+}
+
+const TableKind& Database::requireStore(const std::string& table) const {
+  if (!hasTable(table)) {
+    throw std::runtime_error(mFile + " has no table " + table + "; it has " + joined(tables()));
+  }
+  const TableKind& kind = kindOf(table);
+  if (&kind == &kForeign) {
+    throw std::runtime_error(mFile + ": table " + table + " is not a row store's; it lacks " +
+                             joined(missingColumns(table)));
+  }
+  return kind;
 }
 
 void Database::fail() const {
-  std::string reason = mDb != nullptr ? sqlite3_errmsg(mDb.get()) : "no memory";
-  if (sqlite3_errcode(mDb.get()) == SQLITE_CANTOPEN) {
-    reason += std::string(": ") + std::strerror(sqlite3_system_errno(mDb.get()));
+  std::string reason = sqlite3_errmsg(mDb.get());
+  const int code = sqlite3_errcode(mDb.get());
+  const int systemCode = sqlite3_system_errno(mDb.get());
+  if (code == SQLITE_CANTOPEN && systemCode != 0) {
+    reason = std::strerror(systemCode);
   }
-  if (mIsToRead && sqlite3_errcode(mDb.get()) == SQLITE_READONLY) {
+  if (mIsToRead && code == SQLITE_READONLY) {
     reason = "even to read it, SQLite has to write files beside it; run this as who may";
   }
   throw std::runtime_error(mFile + ": " + reason);
+}
+
+std::string quoted(const std::string& name) {
+  std::string result = "\"";
+  for (const char c : name) {
+    result.append(c == '"' ? 2 : 1, c);
+  }
+  return result + '"';
+}
+
+std::string bytesOf(sqlite3_stmt* row, int column) {
+  const void* const bytes = sqlite3_column_blob(row, column);
+  const auto size = static_cast<std::size_t>(sqlite3_column_bytes(row, column));
+  return {static_cast<const char*>(bytes), size};
 }

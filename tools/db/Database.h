@@ -2,9 +2,31 @@
 
 #include <sqlite3.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "LMDatabase.h"
+
+/** The payloads that lmctl knows. @{ */
+using LaunchPayload = _preKill_User_Launched_Data;
+using SlotPayload = _preKill_Favorite_Time_Slot_Data;
+/** @} */
+
+/** What the rows of a table are, and what lmctl calls their columns appName and blob. */
+struct TableKind {
+  const char* name;
+  const char* nameColumn;
+  const char* payloadColumn;
+};
+inline constexpr TableKind kLaunches = {"launches", "app", "launches"};
+inline constexpr TableKind kSlots = {"slots", "slot", "apps"};
+inline constexpr TableKind kEmpty = {"empty", "app", "payload"};
+inline constexpr TableKind kUnknown = {"unknown", "app", "payload"};
+inline constexpr TableKind kForeign = {"not a row store's", "", ""};  ///< it lacks columns
+
+inline constexpr int kBusyLimitMs = 1000;  ///< the table's own program may be writing
 
 /** A connection of lmctl's own, which only looks at a file. Failures throw std::runtime_error. */
 class Database {
@@ -15,50 +37,31 @@ class Database {
   /** Makes sure that the file can be written now, and makes it when there is none. */
   static void requireWritable(const std::string& file);
 
-  /** The rows that a query finds, one after the other. */
-  class Query {
-   public:
-    Query(const Database& database, const std::string& sql);
+  using Visitor = std::function<void(sqlite3_stmt* row)>;
 
-    /** Goes to the next row; false after the last one. */
-    bool next();
+  /** Calls visit with each row that a query finds. */
+  void each(const std::string& query, const Visitor& visit) const;
 
-    /** The current row's columns, as a text; empty for null. */
-    std::string text(int column) const;
-    std::int64_t integer(int column) const {
-      return sqlite3_column_int64(mStatement.get(), column);
-    }
-    int type(int column) const { return sqlite3_column_type(mStatement.get(), column); }
-
-   private:
-    struct Finalize {
-      void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-    };
-    const Database& mDatabase;
-    std::unique_ptr<sqlite3_stmt, Finalize> mStatement;
-  };
+  /** The first columns of the rows that a query finds. */
+  std::vector<std::string> texts(const std::string& query) const;
 
   /** The names of the file's tables. */
   std::vector<std::string> tables() const;
 
   /** Whether there is a table with a name, which may differ in case. */
-  bool hasTable(const std::string& name) const {
-    return sqlite3_table_column_metadata(mDb.get(), nullptr, name.c_str(), nullptr, nullptr,
-                                         nullptr, nullptr, nullptr, nullptr) == SQLITE_OK;
-  }
+  bool hasTable(const std::string& name) const;
 
-  /** Which columns of a row store's table a table lacks. */
-  std::vector<std::string> missingColumns(const std::string& table) const;
+  const TableKind& kindOf(const std::string& table) const;
 
-  /** The size of the payloads in a table; -1 when it has none. */
-  int payloadSize(const std::string& table) const;
+  /** The kind of a table that has to be there and a row store's. Throws what it lacks. */
+  const TableKind& requireStore(const std::string& table) const;
 
  private:
   /** Opens a file with sqlite3_open_v2()'s flags. */
   Database(const std::string& file, int flags);
 
-  /** The first columns of the rows that a query finds. */
-  std::vector<std::string> texts(const std::string& sql) const;
+  /** Which columns of a row store's table a table lacks. */
+  std::vector<std::string> missingColumns(const std::string& table) const;
 
   [[noreturn]] void fail() const;
 
@@ -72,3 +75,6 @@ class Database {
 
 /** A name as SQL writes it whatever is in it. */
 std::string quoted(const std::string& name);
+
+/** A column of a row as its bytes; empty for null. */
+std::string bytesOf(sqlite3_stmt* row, int column);

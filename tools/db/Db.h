@@ -21,6 +21,10 @@ struct DbOptions {
   std::string from{};                  ///< put: a file with rows instead; "-" for standard input
   bool all = false;                    ///< delete: also without a key
   bool json = false;
+
+  bool hasKey() const {
+    return !key.appName.empty() || !key.rsvdName.empty() || key.intcol1 != kNoIntcol1;
+  }
 };
 
 /** Prints the names of a file's tables, what is in them, and how many rows. */
@@ -37,3 +41,6 @@ int dbPut(const DbOptions& options, Console& console);
 
 /** Deletes the rows that match the key and prints how many. */
 int dbDelete(const DbOptions& options, Console& console);
+
+/** Prints to how many rows something was done. */
+int printCount(const char* done, std::size_t count, const DbOptions& options, Console& console);

@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <sstream>
@@ -17,63 +18,64 @@ using nlohmann::ordered_json;
 
 namespace {
 
+using LaunchStore = FetchPreferredApps::LaunchStore;
+using SlotStore = FetchPreferredApps::SlotStore;
+
 constexpr char kFavouritesTable[] = "favourite_launches";
 constexpr char kHistoryTable[] = "launch_history";
 constexpr char kSlotsTable[] = "time_slots";
-constexpr std::size_t kLongestSlot = 4095;
+constexpr std::size_t kLongestSlot = sizeof(SlotPayload::slotText) - 1;
 constexpr int kUnknownLaunches = -1;
 
-/** The three stores of favourites; in memory without a folder. */
-struct Stores {
-  explicit Stores(const std::string& folder)
-      : favourites(kFavouritesTable, folder, fileOf(folder, kFavouritesTable)),
-        history(kHistoryTable, folder, fileOf(folder, kHistoryTable)),
-        slots(kSlotsTable, folder, fileOf(folder, kSlotsTable)) {
-    open(favourites);
-    open(history);
-    open(slots);
+/** Opens a table's store, in a file of its name below folder, or in memory without a folder. */
+template <typename Store>
+std::unique_ptr<Store> openStore(const char* table, const std::string& folder) {
+  const std::string name = folder.empty() ? "" : table + std::string(".db");
+  const std::string file = folder + name;
+  if (!file.empty()) {
+    Database::requireWritable(file);
   }
-
-  FavouriteTables populate() {
-    FetchPreferredApps().populateFavoriteApps(&favourites, &history, &slots);
-    FavouriteTables tables;
-    for (const auto* const row : readAll(slots)) {
-      const char* const apps = row->payload.slotText;
-      tables.slots.push_back({row->appName, {apps, strnlen(apps, sizeof(row->payload.slotText))}});
-    }
-    for (const auto* const row : readAll(favourites)) {
-      tables.apps.push_back({row->appName, row->payload.launchCount});
-    }
-    return tables;
+  auto store = std::make_unique<Store>(table, folder, name);
+  if (store->LMDatabaseInit() != LMDB_SUCCESS) {
+    throw std::runtime_error(file + ": the store cannot be opened; see the log");
   }
+  return store;
+}
 
-  FetchPreferredApps::LaunchStore favourites;
-  FetchPreferredApps::LaunchStore history;
-  FetchPreferredApps::SlotStore slots;
+template <typename Store>
+lmsupport::Owned<typename Store::vecT> readAll(Store& store) {
+  LMDBDataRowKey all;
+  return lmsupport::Owned<typename Store::vecT>(
+      store.readAllocateDR(all, kMaxRowsPerRead, LMDB_COL_ROWID, LMDB_ASCENDING));
+}
 
- private:
-  static std::string fileOf(const std::string& folder, const char* table) {
-    return folder.empty() ? "" : table + std::string(".db");
+ordered_json populate(const std::string& folder,
+                      const std::vector<std::pair<std::string, int>>& launches = {}) {
+  const auto favourites = openStore<LaunchStore>(kFavouritesTable, folder);
+  const auto history = openStore<LaunchStore>(kHistoryTable, folder);
+  const auto slots = openStore<SlotStore>(kSlotsTable, folder);
+  for (const auto& [app, count] : launches) {
+    auto row = std::make_unique<LaunchStore::Row>();
+    row->appName = app;
+    row->payload.launchCount = count;
+    history->cacheRow(std::move(row));
   }
+  history->LMDatabaseWriteCachedToDisk();
+  FetchPreferredApps().populateFavoriteApps(favourites.get(), history.get(), slots.get());
 
-  template <typename Store>
-  static void open(Store& store) {
-    const std::string file = store.mDbDirectory + store.mDbFileName;
-    if (!file.empty()) {
-      Database::requireWritable(file);
-    }
-    if (store.LMDatabaseInit() != LMDB_SUCCESS) {
-      throw std::runtime_error(file + ": the store cannot be opened; see the log");
-    }
+  ordered_json tables = {{kSlotsTable, ordered_json::array()},
+                         {kFavouritesTable, ordered_json::array()}};
+  for (const auto* const row : readAll(*slots)) {
+    tables[kSlotsTable].push_back({{"slot", row->appName}, {"apps", row->payload.slotText}});
   }
-
-  template <typename Store>
-  static lmsupport::Owned<typename Store::vecT> readAll(Store& store) {
-    LMDBDataRowKey all;
-    return lmsupport::Owned<typename Store::vecT>(
-        store.readAllocateDR(all, kMaxRowsPerRead, LMDB_COL_ROWID, LMDB_ASCENDING));
+  for (const auto* const row : readAll(*favourites)) {
+    const int count = row->payload.launchCount;
+    tables[kFavouritesTable].push_back(
+        {{"app", row->appName},
+         {"launches", count == kUnknownLaunches ? ordered_json() : ordered_json(count)}});
   }
-};
+  return tables;
+}
 
 std::optional<std::string> givenText(const FavouritesOptions& options) {
   if (options.textFile.empty()) {
@@ -110,40 +112,19 @@ int rebuildFavourites(const FavouritesOptions& options, Console& console) {
     throw std::runtime_error("no text of key " + std::to_string(kPreferredAppsKey) +
                              "; give --text or --text-file");
   }
-  Stores stores(options.folder + "/");
   noteCuts(text ? text->size() : 0, console);
-  const FavouriteTables tables = stores.populate();
-  ordered_json slots = ordered_json::array();
-  for (const auto& [slot, apps] : tables.slots) {
-    slots.push_back({{"slot", slot}, {"apps", apps}});
-  }
-  ordered_json favourites = ordered_json::array();
-  for (const auto& [app, launches] : tables.apps) {
-    const bool isKnown = launches != kUnknownLaunches;
-    favourites.push_back(
-        {{"app", app}, {"launches", isKnown ? ordered_json(launches) : ordered_json()}});
-  }
+  const ordered_json tables = populate(options.folder + "/");
   if (options.json) {
-    printJson({{kSlotsTable, slots}, {kFavouritesTable, favourites}}, console.out);
+    printJson(tables, console.out);
     return kSuccess;
   }
-  console.out << kSlotsTable << "\n";
-  printTable(slots, console.out);
-  console.out << "\n" << kFavouritesTable << "\n";
-  printTable(favourites, console.out);
+  for (const auto& [name, rows] : tables.items()) {
+    console.out << (name == kSlotsTable ? "" : "\n") << name << "\n";
+    printTable(rows, console.out);
+  }
   return kSuccess;
 }
 
-FavouriteTables computeFavourites(const std::vector<std::pair<std::string, int>>& launches) {
-  Stores stores("");
-  for (const auto& [app, count] : launches) {
-    if (auto* const row = stores.history.getRow()) {
-      row->appName = app;
-      row->payload.launchCount = count;
-      std::lock_guard lock(stores.history.mRowCacheLck);
-      stores.history.mRowCache.push_back(row);
-    }
-  }
-  stores.history.LMDatabaseWriteCachedToDisk();
-  return stores.populate();
+ordered_json computeFavourites(const std::vector<std::pair<std::string, int>>& launches) {
+  return populate("", launches);
 }

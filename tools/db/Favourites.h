@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <utility>
@@ -18,18 +18,8 @@ struct FavouritesOptions {
 /** Rebuilds the two tables of favourites in a folder's databases and prints them. */
 int rebuildFavourites(const FavouritesOptions& options, Console& console);
 
-struct FavouriteTables {
-  struct Slot {
-    std::string slot, apps;
-  };
-  struct App {
-    std::string app;
-    std::int32_t launches;
-  };
-
-  std::vector<Slot> slots;
-  std::vector<App> apps;
-};
-
-/** Computes the tables for the configured text in memory, from launch counts by application. */
-FavouriteTables computeFavourites(const std::vector<std::pair<std::string, int>>& launches);
+/**
+ * Computes the tables for the configured text in memory, from launch counts by application: an object
+ * {time_slots, favourite_launches} of rows {slot, apps} and {app, launches}.
+ */
+nlohmann::ordered_json computeFavourites(const std::vector<std::pair<std::string, int>>& launches);

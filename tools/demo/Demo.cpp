@@ -17,7 +17,7 @@
 #include "Output.h"
 #include "OutputFile.h"
 #include "demo/Steps.h"
-#include "report/Report.h"
+#include "report/Record.h"
 #include "watch/Trace.h"
 
 namespace {
@@ -152,7 +152,6 @@ int runDemo(const DemoOptions& options, Console& console) {
 
   printSummary(results, console);
   writeTrace(scene, trace);
-  addFigures(scene.watched);
   page.stream() << reportPage(makeRecord(scene.watched));
   page.finish();
   console.out << "\n"

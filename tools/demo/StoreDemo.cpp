@@ -67,10 +67,12 @@ StepResult demonstrateFavourites(DemoScene& scene) {
   const std::string text = "com.mail/com.chat/=com.game/com.chat/=com.mail/com.maps/";
   ConfigOverrides overrides;
   overrides.setText(kPreferredAppsKey, text);
-  const auto [slots, apps] = computeFavourites({{"com.mail", 41}, {"com.chat", 17}});
-  scene.watched.favourites = favouriteRows(slots);
+  const auto tables = computeFavourites({{"com.mail", 41}, {"com.chat", 17}});
+  const auto& slots = tables["time_slots"];
+  const auto& apps = tables["favourite_launches"];
+  scene.watched.favourites = slots;
   scene.console.out << "text       " << text << "\n\n";
-  printTable(scene.watched.favourites, scene.console.out);
+  printTable(slots, scene.console.out);
   return {std::to_string(slots.size()) + " time slots and " + std::to_string(apps.size()) +
               " applications from one text",
           outcomeOf(slots.size() == 3 && apps.size() == 4)};

@@ -2,36 +2,40 @@
 
 #include <sys/utsname.h>
 
-#include <algorithm>
 #include <cmath>
 #include <fstream>
 
 #include "FetchPreferredApps.h"
 #include "Stats.h"
+#include "db/Favourites.h"
 #include "watch/Summary.h"
 
 using Json = nlohmann::ordered_json;
 
 namespace {
 
-Json rounded(const std::vector<double>& values, int digits) {
-  const double scale = std::pow(10, digits);
-  Json list = Json::array();
-  for (const double value : values) {
-    list.push_back(std::round(value * scale) / scale);
+/** A number with few digits after the point, as there are many of them. */
+double rounded(double value, double scale) { return std::round(value * scale) / scale; }
+
+/** Durations, and when each ended. */
+Json series(const Durations& durations, Clock::time_point begin) {
+  Json ends = Json::array();
+  Json values = Json::array();
+  for (std::size_t i = 0; i < durations.values.size(); ++i) {
+    ends.push_back(rounded(toSeconds(durations.arrivals[i] - begin), 1e4));
+    values.push_back(rounded(durations.values[i], 1e2));
   }
-  return list;
+  return {{"ends_s", ends}, {"values", values}};
 }
 
-/** When each arrived since begin, as a count of unit. */
-std::vector<double> since(Clock::time_point begin, const std::vector<Clock::time_point>& arrivals,
-                          double perSecond) {
-  std::vector<double> values;
-  values.reserve(arrivals.size());
-  for (const Clock::time_point arrival : arrivals) {
-    values.push_back(toSeconds(arrival - begin) * perSecond);
-  }
-  return values;
+Json eventsRecord(const Watched::Events& events, const Json& figures) {
+  const auto& [node, begin, end, recording] = events;
+  Json record = {{"node", node}, {"seconds", toSeconds(end - begin)}};
+  record.update(figures);
+  record["intervals"] = series(recording.intervals, begin);
+  record["stages_1_to_2"] = series(recording.firstToSecond, begin);
+  record["stages_2_to_3"] = series(recording.secondToThird, begin);
+  return record;
 }
 
 std::string utcText(std::time_t time) {
@@ -42,51 +46,10 @@ std::string utcText(std::time_t time) {
   return text;
 }
 
-std::string systemName() {
-  utsname name = {};
-  uname(&name);
-  return std::string(name.sysname) + " " + name.release + ", " + name.machine;
-}
-
-Json vsyncRecord(const Watched::Events& vsync) {
-  Json record = {{"node", vsync.node}, {"seconds", toSeconds(vsync.end - vsync.begin)}};
-  record.update(vsyncFigures(vsync.recording));
-  record["arrivals_us"] = rounded(since(vsync.begin, vsync.recording.arrivals, 1e6), 1);
-  return record;
-}
-
-Json framesRecord(const Watched::Events& frames) {
-  const Recording& recording = frames.recording;
-  Json record = {{"node", frames.node}, {"seconds", toSeconds(frames.end - frames.begin)}};
-  record.update(frameFigures(recording));
-  record["intervals_ms"] = rounded(recording.intervals.values, 2);
-  record["interval_ends_s"] = rounded(since(frames.begin, recording.intervals.arrivals, 1), 4);
-  record["stages_1_to_2_ms"] = rounded(recording.firstToSecond.values, 2);
-  record["stages_2_to_3_ms"] = rounded(recording.secondToThird.values, 2);
-  return record;
-}
-
-/** From the first beginning to the last end. */
-double watchedSeconds(const Watched& watched) {
-  auto begin = Clock::time_point::max();
-  auto end = Clock::time_point::min();
-  for (const auto& events : {watched.vsync, watched.frames}) {
-    begin = events ? std::min(begin, events->begin) : begin;
-    end = events ? std::max(end, events->end) : end;
-  }
-  return begin < end ? toSeconds(end - begin) : 0;
-}
-
-/** "pixel: vsyncs of /a, frames of /b, 2026-11-22 00:51:07 UTC, 10.0 s" */
-std::string title(const Watched& watched) {
-  std::string text = watched.device + ": ";
-  if (watched.vsync) {
-    text += "vsyncs of " + watched.vsync->node + ", ";
-  }
-  if (watched.frames) {
-    text += "frames of " + watched.frames->node + ", ";
-  }
-  return text + utcText(watched.begun) + ", " + fixed(watchedSeconds(watched), 1) + " s";
+utsname systemNames() {
+  utsname names = {};
+  uname(&names);
+  return names;
 }
 
 }  // namespace
@@ -96,46 +59,30 @@ std::string deviceName() {
   if (std::getline(std::ifstream("/proc/device-tree/model"), model, '\0') && !model.empty()) {
     return model;
   }
-  utsname name = {};
-  uname(&name);
-  return name.nodename;
+  return systemNames().nodename;
 }
 
-Json favouriteRows(const std::vector<FavouriteTables::Slot>& slots) {
-  Json rows = Json::array();
-  for (const auto& [slot, apps] : slots) {
-    rows.push_back({{"slot", slot}, {"apps", apps}});
-  }
-  return rows;
-}
-
-void addFigures(Watched& watched) {
+Json makeRecord(Watched watched) {
+  const auto& [device, begun, vsync, frames, favourites, leftOut] = watched;
   StatsProvider stats = probeQuietly();
-  watched.memory = memoryFigures(stats.getMemInfo());
-  if (stats.supportsSysStats) {
-    watched.statistics = systemSlots(stats.getSysStats());
-  } else {
+  if (!stats.supportsSysStats) {
     watched.leaveOut("statistics", "this kernel does not have the netlink family SYSSTATS");
   }
-  if (watched.favourites.is_null() && FetchPreferredApps().getWeekTimePreferredApps().empty()) {
+  if (favourites.is_null() && FetchPreferredApps().getWeekTimePreferredApps().empty()) {
     watched.leaveOut("favourites", "the framework has no text of them");
-  } else if (watched.favourites.is_null()) {
-    watched.favourites = favouriteRows(computeFavourites({}).slots);
+  } else if (favourites.is_null()) {
+    watched.favourites = computeFavourites({})["time_slots"];
   }
-}
-
-Json makeRecord(const Watched& watched) {
+  const utsname system = systemNames();
   return {
-      {"title", title(watched)},
-      {"device", watched.device},
-      {"system", systemName()},
-      {"begun", utcText(watched.begun)},
-      {"seconds", watchedSeconds(watched)},
-      {"vsync", watched.vsync ? vsyncRecord(*watched.vsync) : Json()},
-      {"frames", watched.frames ? framesRecord(*watched.frames) : Json()},
-      {"memory", watched.memory},
-      {"favourites", watched.favourites},
-      {"statistics", watched.statistics},
-      {"left_out", watched.leftOut},
+      {"device", device},
+      {"system", std::string(system.sysname) + " " + system.release + ", " + system.machine},
+      {"begun", utcText(begun)},
+      {"vsync", vsync ? eventsRecord(*vsync, vsyncFigures(vsync->recording)) : Json()},
+      {"frames", frames ? eventsRecord(*frames, frameFigures(frames->recording)) : Json()},
+      {"memory", memoryFigures(stats.getMemInfo())},
+      {"favourites", favourites},
+      {"statistics", stats.supportsSysStats ? systemSlots(stats.getSysStats()) : Json()},
+      {"left_out", leftOut},
   };
 }

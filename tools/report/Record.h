@@ -4,9 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
-#include <vector>
 
-#include "db/Favourites.h"
 #include "testing/EventRecorder.h"
 
 /** The machine's model, or else its host name. */
@@ -30,17 +28,18 @@ struct Watched {
   const std::time_t begun = std::time(nullptr);
   std::optional<Events> vsync{};
   std::optional<Events> frames{};
-  nlohmann::ordered_json memory{};
-  nlohmann::ordered_json statistics{};  ///< the kernel's, of the system
-  nlohmann::ordered_json favourites{};
+  nlohmann::ordered_json favourites{};  ///< instead of the configured ones
   nlohmann::ordered_json leftOut = nlohmann::ordered_json::array();
 };
 
-/** A row for each time slot. */
-nlohmann::ordered_json favouriteRows(const std::vector<FavouriteTables::Slot>& slots);
+/**
+ * The record of a report: what was watched, and memory figures, statistics and favourites as they are
+ * now, or why they are left out. What is not there is null; durations name their unit.
+ */
+nlohmann::ordered_json makeRecord(Watched watched);
 
-/** Adds memory figures, statistics and the configured favourites as they are now. */
-void addFigures(Watched& watched);
+/** A page that shows a record: one file that needs nothing from elsewhere, with the record in it. */
+std::string reportPage(const nlohmann::ordered_json& record);
 
-/** The record of a report. What is not there is null; durations name their unit. */
-nlohmann::ordered_json makeRecord(const Watched& watched);
+/** The page's script, which fills in the figures and draws the charts. */
+extern const char kReportScript[];

@@ -1,5 +1,6 @@
 #include "report/Report.h"
 
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <ostream>
@@ -13,32 +14,30 @@
 
 namespace {
 
-/**
- * Whether a source can be watched; notes why not. Throws std::runtime_error when its node was named.
- */
-bool isUsable(const char* part, const std::string& problem, const std::string& named,
+/** Leaves a part out that has a problem. Throws std::runtime_error when its node was named. */
+void leaveOut(const char* part, const std::string& problem, const std::string& named,
               const char* option, Watched& watched) {
-  if (problem.empty()) {
-    return true;
-  }
   const std::string advice = problem + "; name a node with " + option + " PATH";
-  if (!named.empty()) {
+  if (!problem.empty() && !named.empty()) {
     throw std::runtime_error("cannot watch " + std::string(part) + ": " + advice);
   }
-  watched.leaveOut(part, advice);
-  return false;
+  if (!problem.empty()) {
+    watched.leaveOut(part, advice);
+  }
 }
 
 /** The sources that can be watched. */
 std::vector<WatchedSource*> usableSources(WatchedVsyncs& vsyncs, WatchedFrames& frames,
                                           const ReportOptions& options, Watched& watched) {
+  leaveOut("vsync", vsyncs.problem(), options.vsyncNode, "--node", watched);
+  leaveOut("frames", frames.problem(), options.frameNode, "--frame-node", watched);
   std::vector<WatchedSource*> sources;
-  if (isUsable("vsync", vsyncs.problem(), options.vsyncNode, "--node", watched)) {
+  if (vsyncs.problem().empty()) {
     sources.push_back(&vsyncs);
   }
-  if (isUsable("frames", frames.problem(), options.frameNode, "--frame-node", watched)) {
+  if (frames.problem().empty()) {
     sources.push_back(&frames);
-    isUsable("control", frames.controlProblem(), options.controlNode, "--ctrl", watched);
+    leaveOut("control", frames.controlProblem(), options.controlNode, "--ctrl", watched);
   }
   if (sources.empty()) {
     throw std::runtime_error("nothing to watch: " + vsyncs.problem() + "; " + frames.problem() +
@@ -50,37 +49,27 @@ std::vector<WatchedSource*> usableSources(WatchedVsyncs& vsyncs, WatchedFrames& 
 std::string countsLine(const std::vector<WatchedSource*>& sources) {
   std::string line;
   for (const WatchedSource* const source : sources) {
-    line +=
-        (line.empty() ? "" : "   ") + std::string(source->kind().name) + ": " + source->counts();
+    line += (line.empty() ? "" : "   ") + std::string(source->kind().name) + ": ";
+    line += source->counts();
   }
   return line;
 }
 
-void watchSources(const std::vector<WatchedSource*>& sources, const StopSignals& signals,
-                  double seconds, bool quiet, Console& console) {
-  for (WatchedSource* const source : sources) {
-    source->start();
+void requireUse(const ReportOptions& options) {
+  if (options.output.empty() && !options.json) {
+    throw UsageError(
+        "no file for the page: name one with --output FILE, or print its record with --json");
   }
-  showProgress(
-      console, signals, endAfter(seconds, Clock::now()),
-      quiet ? ProgressLine() : [&] { return countsLine(sources); });
-  for (WatchedSource* const source : sources) {
-    source->pause();
+  if (options.output == "-" && options.json) {
+    throw UsageError("--json and --output - both mean standard output");
   }
 }
 
 }  // namespace
 
 int makeReport(const ReportOptions& options, Console& console) {
-  const bool isPageOnly = options.output == "-";
-  if (options.output.empty() && !options.json) {
-    throw UsageError(
-        "no file for the page: name one with --output FILE, or print its record with "
-        "--json");
-  }
-  if (isPageOnly && options.json) {
-    throw UsageError("--json and --output - both mean standard output");
-  }
+  requireUse(options);
+  const bool isQuiet = options.json || options.output == "-";
   const StopSignals signals;
   Watched watched;
   WatchedVsyncs vsyncs(options.sample ? std::make_unique<HostNameDisplay>() : nullptr,
@@ -92,28 +81,32 @@ int makeReport(const ReportOptions& options, Console& console) {
   if (!options.output.empty()) {
     page.emplace(options.output, console.out);
   }
-  addFigures(watched);
-  for (const auto& row : watched.leftOut) {
-    console.beginNote() << "left out " << row["part"].get<std::string>() << ": "
-                        << visible(row["reason"].get<std::string>()) << "\n";
-  }
+
   const Clock::time_point begin = Clock::now();
-  watchSources(sources, signals, options.seconds, options.json || isPageOnly, console);
-  const Clock::time_point end = Clock::now();
-  for (const WatchedSource* const source : sources) {
-    const bool isVsync = source == &vsyncs;
-    (isVsync ? watched.vsync : watched.frames) =
-        Watched::Events{source->node(), begin, end, source->recorder().recording()};
+  for (WatchedSource* const source : sources) {
+    source->start();
+  }
+  showProgress(
+      console, signals, endAfter(options.seconds, begin),
+      isQuiet ? ProgressLine() : [&] { return countsLine(sources); });
+  for (WatchedSource* const source : sources) {
+    source->pause();
+    auto& events = source == &vsyncs ? watched.vsync : watched.frames;
+    events = {source->node(), begin, Clock::now(), source->recorder().recording()};
   }
 
   const nlohmann::ordered_json record = makeRecord(watched);
+  for (const auto& row : record["left_out"]) {
+    console.beginNote() << "left out " << row["part"].get<std::string>() << ": "
+                        << visible(row["reason"].get<std::string>()) << "\n";
+  }
   if (page) {
     page->stream() << reportPage(record);
     page->finish();
   }
   if (options.json) {
     printJson(record, console.out);
-  } else if (!isPageOnly) {
+  } else if (!isQuiet) {
     console.out << options.output << "\n";
   }
   return kSuccess;

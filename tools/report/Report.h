@@ -1,6 +1,5 @@
 #pragma once
 
-#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "Console.h"
@@ -22,9 +21,3 @@ struct ReportOptions {
  * be written, and UsageError when nobody wants the result.
  */
 int makeReport(const ReportOptions& options, Console& console);
-
-/** A page that shows a record: one file that needs nothing from elsewhere, with the record in it. */
-std::string reportPage(const nlohmann::ordered_json& record);
-
-/** The page's script, which fills in the figures and draws the charts. */
-extern const char kReportScript[];
