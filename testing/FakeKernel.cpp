@@ -62,7 +62,7 @@ void FakeKernel::take(const Bytes& datagram) {
   if (asked.nlmsg_type == GENL_ID_CTRL) {
     const std::uint16_t multi = (asked.nlmsg_flags & NLM_F_DUMP) != 0 ? NLM_F_MULTI : 0;
     waiting = {message({{CTRL_ATTR_FAMILY_ID, bytesOf(kFamilyId)},
-                        {CTRL_ATTR_FAMILY_NAME, Bytes("SYSSTATS", sizeof("SYSSTATS"))},
+                        {CTRL_ATTR_FAMILY_NAME, Bytes(name.c_str(), name.size() + 1)},
                         {CTRL_ATTR_VERSION, bytesOf(version)}},
                        multi, GENL_ID_CTRL),
                multi != 0 ? done() : error(0)};

@@ -12,8 +12,8 @@ using Bytes = std::string;
 using Attributes = std::vector<std::pair<std::uint16_t, Bytes>>;  ///< types and payloads
 
 /**
- * A kernel behind libnl's netlink sockets while it lives: the generic-netlink controller, and the
- * family "SYSSTATS" with answers that a test gives. It also notes what the library releases.
+ * A kernel behind libnl's netlink sockets while it lives: the generic-netlink controller, and one
+ * family with answers that a test gives. It also notes what the library releases.
  * hooks::failCall knows libnl's functions by their names; they fail with -5 or null.
  */
 class FakeKernel {
@@ -30,6 +30,7 @@ class FakeKernel {
   static Bytes done();            ///< the end of a dump
   static Bytes error(int error);  ///< an error, or with 0 an acknowledgement
 
+  Bytes name = "SYSSTATS";            ///< the family's
   int version = 2;                    ///< the family's
   std::vector<Bytes> answer;          ///< datagrams that answer every request to the family
   Bytes request;                      ///< the last one to the family

@@ -3,10 +3,10 @@
 #include <gmock/gmock.h>
 
 #include <future>
-#include <latch>
-#include <semaphore>
+#include <optional>
 
 #include "HostServices.h"
+#include "testing/BackgroundCall.h"
 #include "testing/FailingNew.h"
 #include "testing/FakeTracker.h"
 #include "testing/LogCapture.h"
@@ -15,8 +15,6 @@ using android::sp;
 using testing::ElementsAre;
 
 namespace {
-
-constexpr auto kLimit = std::chrono::seconds(10);
 
 using Lines = std::vector<std::string>;
 
@@ -41,11 +39,8 @@ void nothing() {}
 
 class Services : public testing::Test {
  protected:
-  Services() { forget(); }
-  ~Services() override { forget(); }
-
-  static void forget() {
-    hosthidl::unregisterService(Tracker1_0::descriptor);
+  ~Services() override {
+    withdraw();
     DependentServices::gServiceTrackerHalObject = nullptr;
     DependentServices::gServiceTrackerHalObject_v1_1 = nullptr;
     DependentServices::stDeathRecipient = nullptr;
@@ -218,40 +213,31 @@ TEST_F(Services, ALinkThatFailsInTransportEndsTheProcess) {
 TEST_F(Services, QueriesRunSideBySideAndADeathWaitsForThem) {
   offer1_1();
   EXPECT_EQ(connect(), 0);  // which does wait for a query that is under way
-  std::counting_semaphore<> entered(0);
-  std::counting_semaphore<> released(0);
+  std::future<int> other;
+  std::optional<BackgroundCall> death;
+  std::atomic_flag isOther;
   mScript.whenCalled = [&] {
-    entered.release();
-    released.acquire();
+    if (!isOther.test_and_set()) {
+      other = std::async(std::launch::async, pids);
+      EXPECT_EQ(other.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+      death.emplace(kill);
+      EXPECT_TRUE(death->fallsAsleep());
+    }
   };
-  auto first = std::async(std::launch::async, clients);
-  auto second = std::async(std::launch::async, pids);
-  EXPECT_TRUE(entered.try_acquire_for(kLimit) && entered.try_acquire_for(kLimit));
-  auto death = std::async(std::launch::async, kill);
-  EXPECT_EQ(death.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
-  EXPECT_TRUE(mLog.texts().empty());
-  released.release(2);
-  EXPECT_EQ(first.get() + second.get(), 0);
-  death.get();
-  EXPECT_EQ(DependentServices::gServiceTrackerHalObject, nullptr);
+  EXPECT_EQ(clients(), 0);
+  EXPECT_EQ(other.get(), 0);
+  death.reset();
+  EXPECT_EQ(proxies(), "");
 }
 
-TEST_F(Services, ManyThreadsConnectOnce) {
+TEST_F(Services, ThreadsThatFindNoProxyConnectOnce) {
   offer1_1();
-  std::vector<std::future<int>> results(10);
-  std::latch started(std::ssize(results));
   {
-    const std::unique_lock lock(DependentServices::gST_lock);  // all find no proxy at its end
-    for (auto& result : results) {
-      result = std::async(std::launch::async, [&] {
-        started.count_down();
-        return connect();
-      });
-    }
-    started.wait();
-  }
-  for (auto& result : results) {
-    EXPECT_EQ(result.get(), 0);
+    std::shared_lock query(DependentServices::gST_lock);
+    const BackgroundCall first([] { EXPECT_EQ(connect(), 0); });
+    const BackgroundCall second([] { EXPECT_EQ(connect(), 0); });
+    EXPECT_TRUE(first.fallsAsleep() && second.fallsAsleep());
+    query.unlock();
   }
   EXPECT_EQ(mScript.links.size(), 2u);
 }

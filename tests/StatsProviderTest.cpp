@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <netlink/handlers.h>
 #include <netlink/msg.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <functional>
@@ -26,28 +25,6 @@ std::vector<bool> supported(const StatsProvider& stats) {
           stats.supportsPidsByName};
 }
 
-/** On the real kernel, which has the family only on the simulated device. */
-TEST(StatsOnThisKernel, SupportIsWhatTheKernelHas) {
-  const LogCapture log;
-  StatsProvider stats;
-  const bool there = access("/sys/module/lmdevice", F_OK) == 0;
-  EXPECT_THAT(supported(stats), Each(there));
-  if (there) {
-    return;
-  }
-  std::vector<sysstats_pid> pids;
-  EXPECT_EQ(stats.getPIDsRange("init", pids), -1);
-  EXPECT_THAT(stats.getPIDStatsRange(0, 65535), IsEmpty());
-  EXPECT_THAT(stats.getPIDStats(1).slots, Each(0));
-  EXPECT_THAT(stats.getSysStats().slots, Each(0));
-  EXPECT_EQ(stats.sendRecvData(0, 1, "", &pids), -2);
-  std::vector<std::string> expected(4,
-                                    "StatsProvider: isApiSupported() No matching entry for ctrl "
-                                    "cache with family name : SYSSTATS");
-  expected.push_back("StatsProvider: sendRecvData() Unable to resolve taskstats family id -12");
-  EXPECT_EQ(log.texts(), expected);
-}
-
 class Stats : public testing::Test {
  protected:
   ~Stats() override { hooks::failCall(""); }
@@ -66,6 +43,21 @@ class Stats : public testing::Test {
   std::vector<sysstats_pid> mPids;
   const Attributes::value_type mListed = {3, Bytes(152, 'r')};
 };
+
+TEST_F(Stats, WithoutTheFamilyNothingIsSupportedNorAsked) {
+  mKernel.name = "OTHER";
+  StatsProvider stats;
+  mKernel.request.clear();
+  EXPECT_EQ(stats.getPIDsRange("init", mPids), -1);
+  EXPECT_THAT(stats.getPIDStatsRange(0, 65535), IsEmpty());
+  EXPECT_THAT(stats.getPIDStats(1).slots, Each(0));
+  EXPECT_THAT(stats.getSysStats().slots, Each(0));
+  EXPECT_EQ(mKernel.request, "");
+  const std::string line =
+      "StatsProvider: isApiSupported() No matching entry for ctrl cache with family name : "
+      "SYSSTATS";
+  EXPECT_THAT(mLog.texts(), ElementsAre(line, line, line, line));
+}
 
 TEST_F(Stats, TheFamilysVersionIsComparedByItsLowByte) {
   const std::tuple<int, bool, bool> cases[] = {
@@ -130,12 +122,7 @@ TEST_F(Stats, OddAnswersAreLogged) {
 }
 
 TEST_F(Stats, WhatArrivedBeforeAnErrorIsKeptAndEachOperationLogsIt) {
-  struct Case {
-    const char* operation;
-    Attributes::value_type arrived;
-    std::function<bool()> isKept;
-  };
-  const Case cases[] = {
+  const std::tuple<std::string, Attributes::value_type, std::function<bool()>> cases[] = {
       {"getPIDStats",
        {1, Bytes(152, 'p')},
        [&] { return mStats.getPIDStats(1).slots[18] == 0x7070707070707070; }},
@@ -155,8 +142,7 @@ TEST_F(Stats, WhatArrivedBeforeAnErrorIsKeptAndEachOperationLogsIt) {
                 ElementsAre("StatsProvider: stats_nl_error_callback() NL SOC receive error: "
                             "Operation not permitted",
                             "StatsProvider: sendRecvData() nl_recvmsgs failed return=-28",
-                            "StatsProvider: " + std::string(operation) +
-                                "() sendRecvData returned error = -4"));
+                            "StatsProvider: " + operation + "() sendRecvData returned error = -4"));
   }
 }
 
