@@ -74,8 +74,8 @@ soak: ## what only time shows, for MINUTES=10; SEED=N repeats a round of that se
 	@for preset in release asan tsan; do cmake --preset $$preset >/dev/null || exit; done
 	@cmake --build --preset release --target lmsupport_soak
 	@cmake --build --preset tsan --target lmsupport_soak
-	@cmake --build --preset asan --target lmsupport_test --target frame_parser_fuzz \
-	  --target meminfo_fuzz --target stats_parser_fuzz
+	@cmake --build --preset asan --target frame_parser_fuzz --target meminfo_fuzz \
+	  --target stats_parser_fuzz
 	@soak/run $(MINUTES) $(SEED)
 
 arm64: ## cross build for 64-bit ARM

@@ -4,8 +4,7 @@
 #include <netlink/msg.h>
 
 #include <algorithm>
-#include <cstring>
-#include <memory>
+#include <vector>
 
 #include "StatsProvider.h"
 
@@ -30,6 +29,21 @@ void keepType(std::uint8_t* data, std::size_t size, int kept) {
   }
 }
 
+/** An answer's attribute: its type, and the size of a whole one's payload. */
+struct Kind {
+  std::uint16_t type;
+  std::uint16_t size;
+};
+
+/** Appends a generic-netlink header and a whole attribute, which hardly any input has by chance. */
+void appendWhole(const Kind& kind, std::vector<std::uint8_t>& bytes) {
+  const nlattr attribute = {static_cast<std::uint16_t>(NLA_HDRLEN + kind.size), kind.type};
+  bytes.resize(bytes.size() + GENL_HDRLEN);
+  const auto* const begin = reinterpret_cast<const std::uint8_t*>(&attribute);
+  bytes.insert(bytes.end(), begin, begin + sizeof(attribute));
+  bytes.resize(bytes.size() + kind.size);
+}
+
 template <typename Result>
 void parse(nl_msg* message) {
   Result result{};
@@ -38,24 +52,29 @@ void parse(nl_msg* message) {
 
 }  // namespace
 
-/** The first byte chooses the request; the rest is what follows the netlink header. */
+/** The first byte chooses the request and what the message begins with; the rest is what follows. */
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size < 1) {
     return 0;
   }
-  // Exactly as long as the message, so that nothing outside can be touched unseen.
-  const std::size_t length = NLMSG_HDRLEN + size - 1;
-  const auto bytes = std::make_unique<std::uint8_t[]>(length);
-  auto* const header = reinterpret_cast<nlmsghdr*>(bytes.get());
-  header->nlmsg_len = static_cast<std::uint32_t>(length);
-  std::memcpy(bytes.get() + NLMSG_HDRLEN, data + 1, size - 1);
-  constexpr int kTypes[] = {1, 3, 4, 5};
-  const int kept = kTypes[data[0] % 4];
-  if (size > 1 + GENL_HDRLEN) {
-    keepType(bytes.get() + NLMSG_HDRLEN + GENL_HDRLEN, size - 1 - GENL_HDRLEN, kept);
+  constexpr Kind kKinds[] = {{1, sizeof(PidStatsRecord)},
+                             {3, sizeof(PidStatsRecord)},
+                             {4, sizeof(SysStatsRecord)},
+                             {5, sizeof(sysstats_pid)}};
+  const Kind& kind = kKinds[data[0] % 4];
+  std::vector<std::uint8_t> bytes(NLMSG_HDRLEN);
+  if ((data[0] & 4) != 0) {
+    appendWhole(kind, bytes);
   }
-  nl_msg* const message = nlmsg_convert(header);
-  switch (kept) {
+  bytes.insert(bytes.end(), data + 1, data + size);
+  if (constexpr std::size_t kBegin = NLMSG_HDRLEN + GENL_HDRLEN; bytes.size() > kBegin) {
+    keepType(bytes.data() + kBegin, bytes.size() - kBegin, kind.type);
+  }
+  auto* const header = reinterpret_cast<nlmsghdr*>(bytes.data());
+  header->nlmsg_len = static_cast<std::uint32_t>(bytes.size());
+  nl_msg* const message =
+      nlmsg_convert(header);  // a copy that is no longer, so no byte is read behind
+  switch (kind.type) {
     case 1:
       parse<PidStatsRecord>(message);
       break;
