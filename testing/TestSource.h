@@ -11,19 +11,26 @@
 #include "testing/FrameParserReference.h"
 #include "testing/HostNameNode.h"
 
-/** A vsync source that can be destroyed in any state: it wakes and notifies its thread a last time. */
-class TestSource : public VsyncEvent {
+/** A source whose thread a derived class can wake for the last time, before Source waits for it. */
+template <typename Source>
+class EndableSource : public Source {
+ protected:
+  void wakeToEnd() {
+    this->setThreadState(THREAD_EXIT);
+    std::lock_guard lock(this->mThreadCondLck);
+    this->mThreadCond.notify_all();
+  }
+};
+
+/** A vsync source that can be destroyed in any state. */
+class TestSource : public EndableSource<VsyncEvent> {
  public:
   explicit TestSource(const HostNameNode& node) : mNode(node) {}
 
   ~TestSource() override {
-    setThreadState(THREAD_EXIT);
-    std::lock_guard lock(mThreadCondLck);
-    mThreadCond.notify_all();
+    wakeToEnd();
     mNode.notify();
   }
-
-  bool hasThread() const { return mThread != nullptr; }
 
  private:
   const HostNameNode& mNode;
@@ -35,7 +42,7 @@ class FrameNode {
   explicit FrameNode(const std::string& fifo)
       : mFd(open(fifo.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC)) {}
 
-  /** Drops the text where so much is unread that it does not fit. */
+  /** Drops text that does not fit, because too much is unread. */
   void report(const std::string& text) const {
     [[maybe_unused]] const ssize_t ignored = write(mFd.get(), text.data(), text.size());
   }
@@ -44,30 +51,22 @@ class FrameNode {
   const android::base::unique_fd mFd;
 };
 
-/** The same with a graphics source; its thread may open the node until it has ended. */
-class TestGfxSource : public FrameNode, public OpenGfxEvent {
+/** A graphics source that can be destroyed in any state, and its node, which must exist. */
+class TestGfxSource : public FrameNode, public EndableSource<OpenGfxEvent> {
  public:
   using FrameNode::FrameNode;
 
   ~TestGfxSource() override {
-    setThreadState(THREAD_EXIT);
-    std::lock_guard lock(mThreadCondLck);
-    mThreadCond.notify_all();
+    wakeToEnd();
     report(":");
   }
-
-  bool hasThread() const { return mThread != nullptr; }
 };
 
-/** The same with a thermal source, whose thread rests for a while before it ends. */
-class TestThermalSource : public ThermalEvent {
+/** A thermal source that can be destroyed in any state. Its thread ends after the period under way. */
+class TestThermalSource : public EndableSource<ThermalEvent> {
  public:
   ~TestThermalSource() override {
-    setThreadState(THREAD_EXIT);
-    {
-      std::lock_guard lock(mThreadCondLck);
-      mThreadCond.notify_all();
-    }
+    wakeToEnd();
     if (mThread != nullptr) {
       mThread->join();
       delete mThread;

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <random>
 
 #include "HostCore.h"
 #include "testing/FailingNew.h"
@@ -59,63 +58,51 @@ TEST(GfxFrameParser, AShortageOfMemoryLosesOnlyTheRestOfTheText) {
   EXPECT_GT(told, 0u);
 }
 
-/** A text that is mostly right, of few frames so that their stages meet. */
-std::string randomText(std::mt19937_64& random) {
-  static constexpr const char* kOddFields[] = {"\t",
-                                               "\n1",
-                                               "\v\f\r 2",
-                                               "+1",
-                                               "-1",
-                                               "- 1",
-                                               "-18446744073709551615",
-                                               "0x1",
-                                               "0X2",
-                                               "0xg",
-                                               "0x",
-                                               "02",
-                                               "08",
-                                               "00",
-                                               "2x",
-                                               "x",
-                                               "1\t",
-                                               "\x80",
-                                               "9999999999999999999",
-                                               "18446744073709551614",
-                                               "18446744073709551616",
-                                               "00000000000000000000000001",
-                                               "99999999999999999999999999"};
-  static constexpr const char* kSeparators[] = {":", ":", ":", "::", ": :", " :\n", "", " "};
-  std::string text;
-  for (auto records = random() % 16; records > 0; --records) {
-    const unsigned long limits[] = {9, 3, 3, 5, random() % 2 ? 100000UL : 10000000000UL, 9, 9, 9};
-    const auto fields = random() % 8 == 0 ? random() % 9 : 6;
-    for (std::size_t i = 0; i < fields; ++i) {
-      text.append(random() % 16 == 0 ? 3 : i > 0, ' ');
-      text += random() % 24 == 0 ? kOddFields[random() % std::size(kOddFields)]
-                                 : std::to_string(random() % limits[i]);
-    }
-    text += kSeparators[random() % std::size(kSeparators)];
-  }
-  return text;
-}
-
-TEST(GfxFrameParser, AgreesWithStrtokAndStrtoulOnAnyText) {
-  hostcore::setItem(8, "/dev/null");
-  const auto seed = std::random_device{}();
-  std::mt19937_64 random(seed);
+/** Text that drivers do not write, in place of each part of a record that is written as usual. */
+TEST(GfxFrameParser, ReadsUnusualTextAsStrtokAndStrtoulWould) {
   OpenGfxEvent source;
   FrameParserReference reference;
-  for (int i = 1; i <= 20000; ++i) {
-    const std::string text = randomText(random);
-    SCOPED_TRACE(testing::Message() << "seed " << seed << ", text " << text);
-    ASSERT_TRUE(reference.agreesWith(source, text));
-    if (i % 64 == 0) {  // both forget
-      const auto unknown = [](int, void*, int, void*) {};
-      i % 128 == 0 ? source.startEvent(unknown, 1) : source.pauseEvent(unknown);
-      reference.mFrameStages.clear();
+  const auto expectAgreement = [&](const std::string& text) {
+    EXPECT_TRUE(reference.agreesWith(source, text)) << text;
+  };
+  for (const std::string field : {"",
+                                  "\t",
+                                  "\n1",
+                                  "\v\f\r 2",
+                                  "+1",
+                                  "-1",
+                                  "- 1",
+                                  "-18446744073709551615",
+                                  "0x1",
+                                  "0X2",
+                                  "0xg",
+                                  "0x",
+                                  "02",
+                                  "08",
+                                  "00",
+                                  "2x",
+                                  "x",
+                                  "1\t",
+                                  "\x80",
+                                  "9999999999999999999",
+                                  "18446744073709551614",
+                                  "18446744073709551616",
+                                  "00000000000000000000000001",
+                                  "99999999999999999999999999",
+                                  "3",
+                                  "1 ",
+                                  " 1",
+                                  "1 1"}) {
+    for (const std::string separator : {":", "::", ": :", " :\n", "", " "}) {
+      for (const std::string stage : {"1", "2", "3"}) {
+        expectAgreement(field + " 1 1 " + stage + " 9000" + separator);
+        expectAgreement("0 " + field + " 1 " + stage + " 19000" + separator);
+        expectAgreement("0 1 " + field + " " + stage + " 29000" + separator);
+        expectAgreement("0 1 1 " + field + " 39000" + separator);
+        expectAgreement("0 1 1 " + stage + " " + field + separator + "0 1 1 " + stage);
+      }
     }
   }
-  EXPECT_GT(reference.mLastFrameStart, 0);
 }
 
 TEST(GfxDeathTest, OverflowsEndTheProcess) {
@@ -126,17 +113,19 @@ TEST(GfxDeathTest, OverflowsEndTheProcess) {
     GfxFrameData data;
     EXPECT_EXIT(GfxEvent().stringParser(text.data(), data), abort, "") << text;
   }
-  const std::tuple<unsigned long, int, unsigned long> gaps[] = {
-      {0, 0, ULONG_MAX}, {ULONG_MAX, 0, ULONG_MAX}, {5, 0, ULONG_MAX}, {5, -1, 6}};
-  for (const auto& [expected, lost, seq] : gaps) {
-    std::tie(GfxEvent::sExpectedSeq, GfxEvent::sLostCount) = std::tuple(expected, lost);
-    EXPECT_EXIT(GfxEvent().dataLossCounter(seq), abort, "") << expected;
-  }
+  const auto count = [](unsigned long expected, int lost, unsigned long seq) {
+    GfxEvent::sExpectedSeq = expected;
+    GfxEvent::sLostCount = lost;
+    GfxEvent().dataLossCounter(seq);
+  };
+  EXPECT_EXIT(count(0, 0, ULONG_MAX), abort, "");
+  EXPECT_EXIT(count(ULONG_MAX, 0, ULONG_MAX), abort, "");
+  EXPECT_EXIT(count(5, 0, ULONG_MAX), abort, "");
+  EXPECT_EXIT(count(5, -1, 6), abort, "");
 }
 
 TEST(GfxDataLoss, CountsGapsAndResynchronisesAfterAStepBack) {
   auto counters = std::tie(GfxEvent::sExpectedSeq, GfxEvent::sLostCount);
-  counters = std::tuple(0, 0);
   const std::tuple<unsigned long, unsigned long, int> steps[] = {
       {5, 6, 0},   {6, 7, 0}, {9, 10, 2}, {3, 0, 2},
       {42, 43, 2}, {0, 0, 2}, {0, 1, 2},  {0x80000002, 0x80000003, -0x7ffffffd}};
@@ -144,6 +133,7 @@ TEST(GfxDataLoss, CountsGapsAndResynchronisesAfterAStepBack) {
     GfxEvent().dataLossCounter(seq);
     EXPECT_EQ(counters, std::tie(expected, lost)) << seq;
   }
+  counters = std::tuple(0, 0);  // as at first
 }
 
 }  // namespace
