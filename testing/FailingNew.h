@@ -2,13 +2,13 @@
 
 #include <utility>
 
-/** Operator new of this thread: the nth allocation of a kind from now on fails; 0 for none. */
+/** Lets allocations fail: on this thread the nth from now on, or with 0 none. */
 namespace failingnew {
 
-inline thread_local int gThrowing = 0;
-inline thread_local int gNothrow = 0;
+inline thread_local int gThrowing = 0;  ///< of operator new, which then throws
+inline thread_local int gNothrow = 0;   ///< of operator new(std::nothrow), which then returns null
 
-/** Keeps what the tests' own code allocates out of the count. */
+/** While it lives, allocations are neither counted nor fail: for those of the tests' own code. */
 class Pause {
  public:
   Pause() = default;

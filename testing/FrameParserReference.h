@@ -12,7 +12,7 @@ inline auto figures(const GfxFrameData& data) {
   return std::tie(data.secondToThirdStage, data.frameStartIntervals, data.firstToSecondStage);
 }
 
-/** A source whose insides can be seen. */
+/** A source whose members can be seen. */
 class OpenGfxEvent : public GfxEvent {
  public:
   using GfxEvent::mFrameStages;
@@ -20,9 +20,9 @@ class OpenGfxEvent : public GfxEvent {
   using GfxEvent::mLastFrameStart;
 };
 
-/** GfxEvent::stringParser the plain way. */
+/** GfxEvent::stringParser, written with strtok_r and strtoul. */
 struct FrameParserReference {
-  /** Takes text apart. Returns false at a record for which stringParser aborts. */
+  /** Changes text. Returns false at a record for which stringParser aborts. */
   bool parse(char* text, GfxFrameData& out) {
     char* next = nullptr;
     for (char* record; (record = strtok_r(text, ":", &next)) != nullptr; text = nullptr) {
@@ -65,8 +65,8 @@ struct FrameParserReference {
   }
 
   /**
-   * Lets both parse text and returns whether they still agree. Where source would abort, it gets the
-   * reference's state instead.
+   * Lets both parse text and returns whether their results and states are the same. Text for which
+   * source would abort is kept from it; it takes over the reference's state.
    */
   bool agreesWith(OpenGfxEvent& source, std::string_view text) {
     std::string copy(text);
@@ -77,7 +77,7 @@ struct FrameParserReference {
       return true;
     }
     copy = text;
-    copy.shrink_to_fit();  // so that a sanitizer sees a step beyond its end
+    copy.shrink_to_fit();  // so that a sanitizer notices a read beyond its end
     GfxFrameData data;
     source.stringParser(copy.data(), data);
     return figures(data) == figures(expected) && copy == text &&

@@ -4,26 +4,31 @@
 
 #include <string>
 
-/** For functions of shared libraries that the tests put themselves in front of. */
+/** @file For test programs that interpose functions of shared libraries. */
 
-/** The function that is stood in front of. */
+/** The library's function of that name, which a function of the program interposes. */
 #define REAL(name) reinterpret_cast<decltype(&name)>(dlsym(RTLD_NEXT, #name))
 
 namespace hooks {
 
-/** Lets the nth call of that name from now on fail; none for an empty name. */
+/** Lets the nth call of that name from now on fail. An empty name lets no call fail any more. */
 void failCall(const std::string& call, int nth = 1);
 
-/** The call that was to fail and has not been made since; empty if there is none. */
+/** The name of the call that is still to fail; empty if there is none. */
 std::string callAwaited();
 
-/** One call of a hooked function. Libraries call themselves too: those calls are not counted. */
+/**
+ * One call of an interposed function, as long as it lives. A library may call its own functions within
+ * that: such inner calls never fail.
+ */
 class Call {
  public:
   Call();
   ~Call();
 
   bool isOutermost() const;
+
+  /** Counts the call; returns whether it is the one that failCall lets fail. */
   bool fails(const std::string& call) const;
 };
 

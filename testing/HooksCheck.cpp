@@ -1,6 +1,6 @@
-// Fails a program whose functions do not take the place of those of other libraries. On Android a
-// library calls them only from the program's own linker namespace: elsewhere, a test of a failing call
-// would meet none, and pass without having tested anything.
+// Checks that this program's functions do take the place of those of other libraries. On Android that is
+// so only for libraries in the program's own linker namespace. For others, a call that is to fail would
+// succeed, and the test of its failure would test nothing.
 
 #include <gtest/gtest.h>
 
@@ -18,56 +18,44 @@
 namespace {
 
 constexpr char kAdvice[] =
-    " is not taken over by this program: run it where it shares a linker namespace with that "
-    "library";
+    " is not replaced by this program: run it where it shares a linker namespace with that library";
 
-/** Before the first test; if it fails, none is run. */
-class HooksAreTaken : public testing::Environment {
+/** Runs before the first test. If it fails, no test is run. */
+class HooksAreUsed : public testing::Environment {
  public:
   void SetUp() override {
-    checkNetlink();
-    checkSqlite();
-    checkNew();
-    ASSERT_FALSE(testing::Test::HasFailure());
-  }
-
- private:
-  static void checkNetlink() {
     FakeKernel kernel;
     StatsProvider().isApiSupported(1);
     EXPECT_FALSE(kernel.request.empty()) << "libnl's sendmsg" << kAdvice;
     EXPECT_FALSE(kernel.released.empty()) << "the library's nl_socket_free" << kAdvice;
-  }
 
-  static void checkSqlite() {
     const LogCapture log;
     LMDatabase<_preKill_User_Launched_Data>("t", "/nowhere/", "t.db").LMDatabaseInit();
     EXPECT_FALSE(log.texts().empty()) << "the library's __android_log_print" << kAdvice;
     gSql.clear();
     LMDatabase<_preKill_User_Launched_Data>("t", "", ":memory:").LMDatabaseInit();
     EXPECT_FALSE(gSql.empty()) << "the library's sqlite3_exec" << kAdvice;
-  }
 
-  static void checkNew() {
     gSql.resize(1);
     failingnew::gThrowing = 1;
     EXPECT_THROW(gSql[0].assign(1000, 'x'), std::bad_alloc)
         << "the C++ library's operator new" << kAdvice;
     failingnew::gThrowing = 0;
+    ASSERT_FALSE(testing::Test::HasFailure());
   }
 };
 
-/** After each test. */
-class FailuresAreMet : public testing::EmptyTestEventListener {
+/** Fails a test in which a call that was to fail was never made. */
+class FailuresHappen : public testing::EmptyTestEventListener {
   void OnTestEnd(const testing::TestInfo&) override {
-    EXPECT_EQ(hooks::callAwaited(), "") << "which was to fail" << kAdvice;
+    EXPECT_EQ(hooks::callAwaited(), "") << "was to fail, but was not called or" << kAdvice;
     hooks::failCall("");
   }
 };
 
-const auto* const gEnvironment = testing::AddGlobalTestEnvironment(new HooksAreTaken);
+const auto* const gEnvironment = testing::AddGlobalTestEnvironment(new HooksAreUsed);
 const bool gIsListening = [] {
-  testing::UnitTest::GetInstance()->listeners().Append(new FailuresAreMet);
+  testing::UnitTest::GetInstance()->listeners().Append(new FailuresHappen);
   return true;
 }();
 

@@ -20,7 +20,7 @@ HostNameNode::HostNameNode() {
   const bool isPrivate = unshare(CLONE_NEWUTS) == 0 || unshare(CLONE_NEWUTS | CLONE_NEWUSER) == 0;
   if (!isPrivate || !setHostName()) {
     throw std::system_error(errno, std::system_category(),
-                            "no private UTS name space; run as root or allow user name spaces");
+                            "no private UTS namespace; run as root or allow user namespaces");
   }
 }
 

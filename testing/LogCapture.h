@@ -4,8 +4,8 @@
 #include <vector>
 
 /**
- * The log lines written since it was made, each as "component: function() message" without the line
- * number, and checked to be an ERROR with its tag.
+ * The log lines written since its construction, each as "component: function() message" without the line
+ * number. The test fails if one is not of priority ERROR or has not its component's tag.
  */
 class LogCapture {
  public:
@@ -14,6 +14,6 @@ class LogCapture {
   /** The lines so far. */
   std::vector<std::string> texts() const;
 
-  /** The same, once there are count lines or five seconds have passed. */
+  /** Waits for count lines, up to five seconds, and returns the lines so far. */
   std::vector<std::string> waitFor(std::size_t count) const;
 };

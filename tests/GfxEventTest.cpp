@@ -217,6 +217,7 @@ TEST_F(Gfx, AReadForWhichMemoryIsShortLosesItsRestOnly) {
   EXPECT_TRUE(mFirst.waitFor({}));
   mSource->report("0 1 1 1 20000:");
   EXPECT_THAT(mLog.waitFor(1), testing::ElementsAre(kNoMemory));
+  mSource->pauseEvent(greedy);
   mSource->report("0 2 2 1 40000");
   EXPECT_TRUE(mFirst.waitFor({{}, {31}, {}}));
 }

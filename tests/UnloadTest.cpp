@@ -1,5 +1,5 @@
-// A plugin of a process may bring the library in, start a source and be unloaded: the source's thread
-// then still runs the library's code. Links nothing of the library, which would keep it loaded.
+// A plugin may load the library, start a source and be unloaded, but the library must stay: the source's
+// thread still runs its code. This program does not link the library, because that would keep it loaded.
 // Usage: unload_test LIBRARY
 
 #include <dlfcn.h>
@@ -11,12 +11,16 @@ using Callback = void (*)(int, void*, int, void*);
 
 static void ignore(int, void*, int, void*) {}
 
+[[noreturn]] static void fail(const char* reason) {
+  std::fprintf(stderr, "unload_test: %s\n", reason);
+  _exit(1);
+}
+
 template <typename Function>
 static Function find(void* library, const char* name) {
   void* const found = dlsym(library, name);
   if (found == nullptr) {
-    std::fprintf(stderr, "unload_test: %s\n", dlerror());
-    _exit(2);
+    fail(dlerror());
   }
   return reinterpret_cast<Function>(found);
 }
@@ -24,8 +28,7 @@ static Function find(void* library, const char* name) {
 int main(int, char** arguments) {
   void* const library = dlopen(arguments[1], RTLD_NOW);
   if (library == nullptr) {
-    std::fprintf(stderr, "unload_test: %s\n", dlerror());
-    return 2;
+    fail(dlerror());
   }
   const auto getInstance = find<void* (*)()>(library, "_ZN12ThermalEvent11getInstanceEv");
   const auto registerCallBack = find<int (*)(void*, Callback, void*)>(
@@ -37,8 +40,7 @@ int main(int, char** arguments) {
   startEvent(source, ignore);
   dlclose(library);
   if (dlopen(arguments[1], RTLD_NOW | RTLD_NOLOAD) == nullptr) {
-    std::fprintf(stderr, "unload_test: the library is unloaded below its thread\n");
-    _exit(1);
+    fail("the library is unloaded while its thread runs");
   }
   _exit(0);  // as advised to a program that started a source
 }
