@@ -6,10 +6,10 @@
 #include <stdexcept>
 
 #include "AsyncEventsMgr.h"
+#include "testing/BackgroundCall.h"
 #include "testing/FailingNew.h"
 #include "testing/LogCapture.h"
 #include "testing/TemporaryFolder.h"
-#include "testing/Threads.h"
 
 namespace {
 

@@ -10,11 +10,11 @@
 
 #include "HostCore.h"
 #include "config/DynamicLoader.h"
+#include "testing/BackgroundCall.h"
 #include "testing/FailingNew.h"
 #include "testing/LogCapture.h"
 #include "testing/TemporaryFolder.h"
 #include "testing/TestSource.h"
-#include "testing/Threads.h"
 
 namespace {
 

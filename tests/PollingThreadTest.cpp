@@ -7,6 +7,7 @@
 
 #include "HostCore.h"
 #include "config/DynamicLoader.h"
+#include "testing/BackgroundCall.h"
 #include "testing/FailingNew.h"
 #include "testing/LogCapture.h"
 #include "testing/TemporaryFolder.h"
@@ -77,10 +78,11 @@ TEST_F(PollingThread, IsTriedAgainByTheNextStartIfItCannotBeCreated) {
 TEST_F(PollingThread, EndsForGoodIfItsNodeCannotBeOpened) {
   const int input = dup(STDIN_FILENO);
   const std::pair<std::string, std::string> pathsAndDescriptors[] = {
-      {"", "-1"}, {"/nowhere/node", "-1"}, {"/dev/null", "0"}};
+      {"/nowhere/node", "-1"}, {"/dev/null", "0"}, {"", "-1"}};
   for (const Kind* const kind : {&mVsync, &mGfx}) {
     for (const auto& [path, descriptor] : pathsAndDescriptors) {
       hostcore::setItem(kind->nodeItem, path);
+      hostcore::enableStore(!path.empty());  // without a store, there is no path
       const LogCapture log;
       auto source = kind->make();
       source->registerCallBack(onEvent, nullptr);
@@ -96,6 +98,7 @@ TEST_F(PollingThread, EndsForGoodIfItsNodeCannotBeOpened) {
       dup2(input, STDIN_FILENO);
     }
   }
+  hostcore::enableStore(true);
   close(input);
 }
 

@@ -7,6 +7,7 @@
 
 #include "HostCore.h"
 #include "config/DynamicLoader.h"
+#include "testing/BackgroundCall.h"
 #include "testing/Hooks.h"
 #include "testing/TestSource.h"
 #include "testing/Threads.h"
