@@ -10,7 +10,6 @@
 #include "ConfigOverrides.h"
 #include "Lmctl.h"
 #include "db/Db.h"
-#include "db/Favourites.h"
 #include "demo/Demo.h"
 #include "report/Report.h"
 #include "watch/Watch.h"

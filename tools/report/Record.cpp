@@ -7,7 +7,7 @@
 
 #include "FetchPreferredApps.h"
 #include "Stats.h"
-#include "db/Favourites.h"
+#include "db/Db.h"
 #include "watch/Summary.h"
 
 using Json = nlohmann::ordered_json;

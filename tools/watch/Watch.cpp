@@ -47,7 +47,7 @@ int watch(WatchedSource& source, const StopSignals& signals, const WatchOptions&
           Console& console) {
   const Clock::time_point begin = Clock::now();
   const Clock::time_point end = endAfter(options.seconds, begin);
-  const bool isTraceOnly = options.trace == "-";
+  const bool isTraceOnly = isStandardOutput(options.trace);
   std::optional<TraceWriter> trace;
   if (!options.trace.empty()) {
     trace.emplace(options.trace, begin, console.out);
