@@ -25,15 +25,3 @@ std::string Distribution::summary() const {
        << largest() << " " << mUnit.name;
   return line.str();
 }
-
-Distribution latencies(const std::vector<Clock::time_point>& notified,
-                       const std::vector<Clock::time_point>& arrivals) {
-  std::vector<double> valuesUs;
-  for (const Clock::time_point arrival : arrivals) {
-    const auto next = std::upper_bound(notified.begin(), notified.end(), arrival);
-    if (next != notified.begin()) {
-      valuesUs.push_back(toUs(arrival - *std::prev(next)));
-    }
-  }
-  return {std::move(valuesUs), kMicroseconds};
-}

@@ -3,8 +3,6 @@
 #include <string>
 #include <vector>
 
-#include "testing/Clock.h"
-
 /** How values are printed. */
 struct Unit {
   const char* name;
@@ -35,10 +33,3 @@ class Distribution {
   std::vector<double> mSorted;
   Unit mUnit;
 };
-
-/**
- * From each event's notification to its arrival, both lists in order of time: an event belongs to
- * the last notification before it.
- */
-Distribution latencies(const std::vector<Clock::time_point>& notified,
-                       const std::vector<Clock::time_point>& arrivals);

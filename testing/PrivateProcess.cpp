@@ -2,7 +2,6 @@
 
 #include <sched.h>
 #include <sys/mount.h>
-#include <unistd.h>
 
 #include <fstream>
 

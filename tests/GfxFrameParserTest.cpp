@@ -3,6 +3,7 @@
 #include <climits>
 
 #include "HostCore.h"
+#include "testing/FailingNew.h"
 #include "testing/FrameParserReference.h"
 
 namespace {
@@ -37,6 +38,24 @@ TEST(GfxFrameParser, PairsStagesByFrameAndCountsStarts) {
       EXPECT_EQ(source.mFrameStages.count(key), 1u) << text;
     }
   }
+}
+
+TEST(GfxFrameParser, AShortageOfMemoryLosesOnlyTheRestOfTheText) {
+  std::string text = "0 1 1 1 9000:0 1 1 2 11000:0 2 2 1 20000:";
+  std::size_t told = 0;
+  for (int allocation = 1; allocation < 20; ++allocation) {
+    OpenGfxEvent source;
+    GfxFrameData data;
+    failingnew::gThrowing = allocation;
+    try {
+      source.stringParser(text.data(), data);
+    } catch (const std::bad_alloc&) {
+      told += data.firstToSecondStage.size();
+    }
+    failingnew::gThrowing = 0;
+    source.stringParser(text.data(), data);  // would hang if the frames were still locked
+  }
+  EXPECT_GT(told, 0u);
 }
 
 /** Text that drivers do not write, in place of each part of a record that is written as usual. */

@@ -135,16 +135,8 @@ int writeNode(const NodeOptions& options, Console& console) {
   const std::string path = lmsupport::configuredNodePath(options.item);
   writeThroughController(options.item, path, options.value);
   const ordered_json contents = contentsOf(path);
-  if (options.json) {
-    printJson(
-        {{"item", options.item}, {"node", path}, {"written", options.value}, {"read", contents}},
-        console.out);
-    return kSuccess;
-  }
-  console.out << visible(path) << ": written";
-  if (contents.is_string()) {
-    console.out << ", reads " << visible(contents.get<std::string>());
-  }
-  console.out << "\n";
+  const ordered_json row = {
+      {"item", options.item}, {"node", path}, {"written", options.value}, {"read", contents}};
+  printRows(options.json ? row : ordered_json::array({row}), options.json, console.out);
   return kSuccess;
 }

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
 #include "Console.h"
+#include "StatsProvider.h"
 
 /**
  * @file
@@ -37,6 +39,15 @@ int statsName(const StatsOptions& options, Console& console);
 
 /** Prints swap and vmalloc figures, which need no netlink family. */
 int showMemory(const StatsOptions& options, Console& console);
+
+/** A provider that does not log what the kernel cannot be asked. */
+StatsProvider probeQuietly();
+
+/** The slots with a known meaning, by their names; null for a figure that is not known. */
+nlohmann::ordered_json memoryFigures(const SysStatsRecord& record);
+
+/** All slots: each one's number or name, and its value. */
+nlohmann::ordered_json systemSlots(const SysStatsRecord& record);
 
 struct ServicesOptions {
   std::string name;

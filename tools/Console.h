@@ -20,14 +20,18 @@ struct Style {
   std::string apply(const char* code, const std::string& text) const;
 };
 
+struct TerminalSize {
+  std::size_t columns = 80;
+  std::size_t rows = 24;
+};
+
 /** Where a command writes: results to out, one-line errors to err. */
 struct Console {
   std::ostream& out;
   std::ostream& err;
-  bool live;             ///< out is a terminal, on which lines may be redrawn in place
-  int terminal = -1;     ///< its file; -1 for one of 80 columns and 24 lines
-  bool unicode = false;  ///< it shows UTF-8
-  Style style{};         ///< of out
+  bool live;          ///< out is a terminal, on which lines may be redrawn in place
+  int terminal = -1;  ///< its file
+  Style style{};      ///< of out
   Style errStyle{};
 
   /** err, on which the beginning of a line with an error was written. */
@@ -35,6 +39,9 @@ struct Console {
 
   /** The same for what is worth knowing, but no failure. */
   std::ostream& beginNote() const;
+
+  /** The terminal's size as it is now. */
+  TerminalSize size() const;
 };
 
 /** The process's own: standard output and error, with what the terminal and environment allow. */
@@ -45,19 +52,6 @@ bool isCapableTerminal(int file);
 
 /** Whether it may show colour, too; not where NO_COLOR is set to something. */
 bool mayColor(int file);
-
-/** What lines on a console's terminal have to fit in. */
-struct Screen {
-  explicit Screen(const Console& console);
-
-  /** Columns for a line; the last one stays free, lest the terminal break the line. */
-  std::size_t width() const { return columns - 1; }
-
-  std::size_t columns = 80;
-  std::size_t rows = 24;
-  bool unicode;
-  Style style;
-};
 
 /** Keeps this process's log quiet while it lives, where failures are expected and told otherwise. */
 class QuietLog {

@@ -60,83 +60,70 @@ Finding node(const char* service, int item, const std::string& problem, const ch
               : "set item " + number + " in the core library, or give --item " + number + "=PATH"};
 }
 
-void addNodes(Report& report) {
-  report.push_back(node("vsync", kVsyncNodeItem, notifyingNodeProblem(kVsyncNodeItem), "vsync"));
-  report.push_back(
-      node("frames", kGfxDataNodeItem, blockingNodeProblem(kGfxDataNodeItem), "frame_data"));
-  report.push_back(
-      node("frame-switch", kGfxCtrlNodeItem, nodeProblem(kGfxCtrlNodeItem, W_OK), "frame_ctrl"));
+Finding file(const char* service, const char* path, const char* whatToDo) {
+  return {service, path, accessProblem(path, R_OK), whatToDo};
 }
 
-void addThermal(Report& report) {
-  const int zones = ThermalListenerV2::getInstance()->getThermalData();
-  report.push_back({"thermal", std::to_string(zones) + " zones",
-                    zones > 0 ? "" : "no zone can be read",
-                    "run it where the kernel has thermal zones; virtual machines have none"});
+/** A request of the kernel's statistics; each needs another version of their family. */
+Finding statistics(const char* service, bool isSupported, int version) {
+  const std::string family = "netlink family SYSSTATS";
+  const std::string found = family + ", version " + std::to_string(version);
+  const std::string problem = version < 0 ? "no " + family : found + " is too old";
+  return {service, found, isSupported ? "" : problem, "load the kernel's module for it"};
 }
 
-/** The kernel's statistics; requests need different versions of their family. */
-void addStatistics(Report& report) {
-  StatsProvider stats;
+int familyVersion(StatsProvider& stats) {
   int version = -1;
   while (version < kHighestFamilyVersion && stats.isApiSupported(version + 1)) {
     ++version;
   }
-  const std::string family = "netlink family SYSSTATS";
-  const std::string found = family + ", version " + std::to_string(version);
-  const std::string problem = version < 0 ? "no " + family : found + " is too old";
-  const auto add = [&](const char* service, bool supported) {
-    report.push_back({service, found, supported ? "" : problem, "load the kernel's module for it"});
-  };
-  add("stats-pid", stats.supportsPidStats);
-  add("stats-sys", stats.supportsSysStats);
-  add("stats-range", stats.supportsPidStatsRange);
-  add("stats-name", stats.supportsPidsByName);
+  return version;
 }
 
-void addTracker(Report& report) {
-  DependentServices().getSTServiceAndLinkToDeath();
-  std::shared_lock lock(DependentServices::gST_lock);
-  const auto add = [&](const char* service, const auto& proxy) {
-    report.push_back({service, proxy != nullptr ? proxy->descriptor : "",
-                      proxy != nullptr ? "" : "it cannot be reached",
-                      "start the platform's service tracker"});
-  };
-  add("tracker-1.0", DependentServices::gServiceTrackerHalObject);
-  add("tracker-1.1", DependentServices::gServiceTrackerHalObject_v1_1);
+template <typename Proxy>
+Finding tracker(const char* service, const Proxy& proxy) {
+  return {service, proxy != nullptr ? proxy->descriptor : "",
+          proxy != nullptr ? "" : "it cannot be reached", "start the platform's service tracker"};
 }
 
-void addFavourites(Report& report) {
-  const std::size_t size = FetchPreferredApps().getWeekTimePreferredApps().size();
-  const std::string key = "key " + std::to_string(kPreferredAppsKey);
-  report.push_back({"favourites", key + ", " + std::to_string(size) + " bytes",
-                    size > 0 ? "" : key + " has no text",
-                    "set it in the core library, or see 'lmctl favourites rebuild --help'"});
-}
-
-void addRowStore(Report& report) {
-  const bool good =
-      sqlite3_libversion_number() >= kRowValuesSince && sqlite3_compileoption_used("OMIT_WAL") == 0;
+Finding rowStore() {
   const std::string version = std::string("SQLite ") + sqlite3_libversion();
-  report.push_back({"row-store", version + " with row values and WAL",
-                    good ? "" : version + " lacks row values or WAL",
-                    "install 3.15 or later, with WAL"});
+  const bool isGood =
+      sqlite3_libversion_number() >= kRowValuesSince && sqlite3_compileoption_used("OMIT_WAL") == 0;
+  return {"row-store", version + " with row values and WAL",
+          isGood ? "" : version + " lacks row values or WAL", "install 3.15 or later, with WAL"};
 }
 
 Report examineAll() {
   const QuietLog quiet;
-  Report report = {{"core-library", coreLibraryFile()}};
-  addNodes(report);
-  addThermal(report);
-  report.push_back({"process-lookup", kForegroundTasks, accessProblem(kForegroundTasks, R_OK),
-                    "run it where Android mounts its cpusets, or as a user who may read it"});
-  addStatistics(report);
-  report.push_back({"memory", "/proc/meminfo", accessProblem("/proc/meminfo", R_OK),
-                    "mount /proc, or run it as a user who may read it"});
-  addTracker(report);
-  addFavourites(report);
-  addRowStore(report);
-  return report;
+  StatsProvider stats;
+  const int version = familyVersion(stats);
+  const int zones = ThermalListenerV2::getInstance()->getThermalData();
+  const std::size_t textSize = FetchPreferredApps().getWeekTimePreferredApps().size();
+  const std::string key = "key " + std::to_string(kPreferredAppsKey);
+  DependentServices().getSTServiceAndLinkToDeath();
+  std::shared_lock lock(DependentServices::gST_lock);
+  return {
+      {"core-library", coreLibraryFile()},
+      node("vsync", kVsyncNodeItem, notifyingNodeProblem(kVsyncNodeItem), "vsync"),
+      node("frames", kGfxDataNodeItem, blockingNodeProblem(kGfxDataNodeItem), "frame_data"),
+      node("frame-switch", kGfxCtrlNodeItem, nodeProblem(kGfxCtrlNodeItem, W_OK), "frame_ctrl"),
+      {"thermal", std::to_string(zones) + " zones", zones > 0 ? "" : "no zone can be read",
+       "run it where the kernel has thermal zones; virtual machines have none"},
+      file("process-lookup", kForegroundTasks,
+           "run it where Android mounts its cpusets, or as a user who may read it"),
+      statistics("stats-pid", stats.supportsPidStats, version),
+      statistics("stats-sys", stats.supportsSysStats, version),
+      statistics("stats-range", stats.supportsPidStatsRange, version),
+      statistics("stats-name", stats.supportsPidsByName, version),
+      file("memory", "/proc/meminfo", "mount /proc, or run it as a user who may read it"),
+      tracker("tracker-1.0", DependentServices::gServiceTrackerHalObject),
+      tracker("tracker-1.1", DependentServices::gServiceTrackerHalObject_v1_1),
+      {"favourites", key + ", " + std::to_string(textSize) + " bytes",
+       textSize > 0 ? "" : key + " has no text",
+       "set it in the core library, or see 'lmctl favourites rebuild --help'"},
+      rowStore(),
+  };
 }
 
 /** Leaves only what was asked about in the report, if anything was. */

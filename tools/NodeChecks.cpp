@@ -16,7 +16,7 @@
 
 namespace {
 
-/** The kind of file at path, and its device when it stands for one; zeros when there is none. */
+/** What kind of file is at path, and the device that it stands for; zeros when there is none. */
 struct stat fileAt(const std::string& path) {
   struct stat file = {};
   stat(path.c_str(), &file);
@@ -25,19 +25,11 @@ struct stat fileAt(const std::string& path) {
 
 /** Whether it is one of the kernel's own nodes, which look like plain files. */
 bool isKernelNode(const std::string& path) {
-  struct statfs fileSystem;
-  if (!S_ISREG(fileAt(path).st_mode) || statfs(path.c_str(), &fileSystem) != 0) {
-    return false;
-  }
-  switch (fileSystem.f_type) {
-    case SYSFS_MAGIC:
-    case PROC_SUPER_MAGIC:
-    case DEBUGFS_MAGIC:
-    case TRACEFS_MAGIC:
-      return true;
-    default:
-      return false;
-  }
+  struct statfs fileSystem = {};
+  statfs(path.c_str(), &fileSystem);
+  const auto type = fileSystem.f_type;
+  return S_ISREG(fileAt(path).st_mode) && (type == SYSFS_MAGIC || type == PROC_SUPER_MAGIC ||
+                                           type == DEBUGFS_MAGIC || type == TRACEFS_MAGIC);
 }
 
 /** Whether reading may mean to wait. */
@@ -47,14 +39,11 @@ bool mayBlock(const std::string& path) {
   return isDevice || S_ISFIFO(file.st_mode) || isKernelNode(path);
 }
 
-/** What nodeProblem() tells of reading, or kind, which the node must be of, when it is not. */
+/** Why the item's node cannot be read, or kind, which it must be of, when it is not. */
 std::string kindProblem(int item, bool (*isOfKind)(const std::string& path), const char* kind) {
-  std::string problem = nodeProblem(item, R_OK);
+  const std::string problem = nodeProblem(item, R_OK);
   const std::string path = lmsupport::configuredNodePath(item);
-  if (problem.empty() && !isOfKind(path)) {
-    problem = path + ": " + kind;
-  }
-  return problem;
+  return problem.empty() && !isOfKind(path) ? path + ": " + kind : problem;
 }
 
 }  // namespace
@@ -64,12 +53,11 @@ std::string accessProblem(const std::string& path, int access) {
   if (S_ISDIR(mode)) {
     return path + ": " + std::strerror(EISDIR);
   }
-  if (S_ISFIFO(mode)) {  // opening one may wait, and writers are ended by a reader that leaves
-    return ::access(path.c_str(), access) == 0 ? "" : path + ": " + std::strerror(errno);
-  }
   const int flags = (access == W_OK ? O_WRONLY : O_RDONLY) | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  const android::base::unique_fd file(open(path.c_str(), flags));
-  return file.ok() ? "" : path + ": " + std::strerror(errno);
+  // Opening a FIFO may wait, and writers are ended by a reader that leaves.
+  const bool isGood = S_ISFIFO(mode) ? ::access(path.c_str(), access) == 0
+                                     : android::base::unique_fd(open(path.c_str(), flags)).ok();
+  return isGood ? "" : path + ": " + std::strerror(errno);
 }
 
 void requireReadable(const std::string& path) {

@@ -1,5 +1,6 @@
-#include "Stats.h"
+#include "Commands.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
@@ -9,7 +10,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "Commands.h"
 #include "Output.h"
 
 using nlohmann::ordered_json;
@@ -44,10 +44,11 @@ void require(bool supported) {
   }
 }
 
+/** Whether it has nothing but zeros, as when the kernel did not answer. */
 template <typename Record>
-bool isZero(const Record& record) {
-  const Record zero = {};
-  return std::memcmp(&record, &zero, sizeof(record)) == 0;
+bool isEmpty(const Record& record) {
+  return std::all_of(std::begin(record.slots), std::end(record.slots),
+                     [](std::uint64_t slot) { return slot == 0; });
 }
 
 }  // namespace
@@ -78,7 +79,7 @@ int statsPid(const StatsOptions& options, Console& console) {
   StatsProvider stats = probeQuietly();
   require(stats.supportsPidStats);
   const PidStatsRecord record = stats.getPIDStats(options.pid);
-  if (isZero(record)) {
+  if (isEmpty(record)) {
     throw std::runtime_error("the kernel tells nothing of process " + std::to_string(options.pid) +
                              "; check that it runs");
   }
@@ -90,7 +91,7 @@ int statsSys(const StatsOptions& options, Console& console) {
   StatsProvider stats = probeQuietly();
   require(stats.supportsSysStats);
   const SysStatsRecord record = stats.getSysStats();
-  if (isZero(record)) {
+  if (isEmpty(record)) {
     throw std::runtime_error("the kernel did not answer");
   }
   printRows(systemSlots(record), options.json, console.out);

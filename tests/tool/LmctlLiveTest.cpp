@@ -9,9 +9,8 @@
 
 #include <android-base/unique_fd.h>
 
-#include "Output.h"
-#include "watch/LiveView.h"
 #include "watch/Progress.h"
+#include "watch/Summary.h"
 
 namespace {
 
@@ -24,64 +23,44 @@ long linesDown(const std::string& text) {
   return down;
 }
 
-/** A terminal to write to, whose size a test sets. */
-struct Terminal {
-  void resize(unsigned short columns) const {
-    const winsize size = {24, columns, 0, 0};
-    EXPECT_EQ(ioctl(file.get(), TIOCSWINSZ, &size), 0);
-  }
-
-  const android::base::unique_fd file{posix_openpt(O_RDWR | O_NOCTTY)};
-  std::ostringstream out{};
-  Console console{out, out, true, file.get(), true, {true}};
-};
-
-TEST(LmctlLive, TheFirstLineSaysWhatThereIsAndHowToStop) {
-  Terminal terminal;
-  terminal.console.style = {};
-  terminal.resize(80);
+TEST(LmctlLive, LinesTellWhatThereIs) {
   struct Case {
     const char* name;
     EventRecorder::Latest latest;
-    const char* line;
+    std::vector<std::string> lines;
   };
-  for (const auto& [name, latest, line] : {
-           Case{"nothing", {0, {}, {}}, "vsync      no event yet   Ctrl-C ends"},
-           Case{"one event", {1, {}, {}}, "vsync      1 event   Ctrl-C ends"},
-           Case{"stalled",
-                {9, 60.0, {}},
-                "vsync      9 events   60.0 Hz in all   none in the last 5 s   Ctrl-C ends"},
-           Case{"running",
-                {3, 50.0, {20000, 20000}},
-                "vsync      3 events   50.0 Hz in all   50.0 Hz now   Ctrl-C ends"},
+  for (const auto& [name, latest, lines] : {
+           Case{"nothing", {0, {}, {}}, {"vsync      no event yet"}},
+           Case{"one event", {1, {}, {}}, {"vsync      1 event"}},
+           Case{"a late one",
+                {4, 40.0, {20, 20, 35}},
+                {"vsync      4 events   40.0 Hz", "interval   ▅▅\033[33m█\033[0m",
+                 "last 3     1 late   median 20.0 us   p99 35.0 us   largest 35.0 us"}},
        }) {
-    const auto lines =
-        liveLines({"vsync", "event", latest, kMicroseconds}, Screen(terminal.console));
-    EXPECT_EQ(lines[0], line) << name;
-    EXPECT_EQ(lines.size() > 1, !latest.intervals.empty()) << name;
+    Style style;
+    style.color = !latest.intervals.empty();
+    auto found = liveLines({"vsync", "event", latest, kMicroseconds}, style, 14);
+    EXPECT_THAT(found[0], testing::HasSubstr(lines[0])) << name;
+    found[0] = lines[0];
+    EXPECT_EQ(found, lines) << name;
   }
 }
 
-TEST(LmctlLive, ABlockIsRedrawnInPlace) {
-  Terminal terminal;
-  LiveBlock block(terminal.console);
-  Screen screen(terminal.console);
-  block.draw({std::string(60, 'x'), "y"}, screen);
-  screen.columns = 25;  // in which the terminal breaks the first line
-  block.draw({"x"}, screen);
-  EXPECT_EQ(linesDown(terminal.out.str()), 2 - 4 + 1);
-}
-
-TEST(LmctlLive, ProgressIsALineEachSecondElsewhereThanOnATerminal) {
-  Terminal terminal;
+TEST(LmctlLive, ProgressIsRedrawnInPlaceOnATerminalAndALineEachSecondElsewhere) {
+  const android::base::unique_fd terminal(posix_openpt(O_RDWR | O_NOCTTY));
+  const winsize size = {24, 25, 0, 0};
+  ASSERT_EQ(ioctl(terminal.get(), TIOCSWINSZ, &size), 0);
   const StopSignals signals;
   for (const bool live : {true, false}) {
-    terminal.out.str("");
-    terminal.console.live = live;
-    showProgress(terminal.console, signals, Clock::now() + std::chrono::milliseconds(1050),
-                 [] { return "a line"; });
-    EXPECT_EQ(linesDown(terminal.out.str()), live ? 0 : 1) << terminal.out.str();
-    EXPECT_EQ(terminal.out.str() == "a line\n", !live);
+    std::ostringstream out;
+    Console console{out, out, live, terminal.get()};
+    showProgress(console, signals, Clock::now() + std::chrono::milliseconds(1050), [](std::size_t) {
+      return std::vector<std::string>{std::string(60, 'x'), "y"};
+    });
+    // A line of 60 columns takes three of the terminal's rows: two more than it has line ends.
+    const std::string text = out.str();
+    EXPECT_EQ(linesDown(text), live ? -2 * std::count(text.begin(), text.end(), 'y') : 1) << text;
+    EXPECT_EQ(text == std::string(60, 'x') + "\n", !live);
   }
 }
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <map>
 #include <nlohmann/json.hpp>
 
 #include "HostCore.h"
@@ -22,41 +21,49 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
   hostcore::clearItem(kVsyncNodeItem);
   hostcore::clearItem(kGfxDataNodeItem);
   hostcore::clearText(kPreferredAppsKey);
-  const std::string longPath(150, 'x');
-  using Case = std::tuple<std::vector<const char*>, int, const char*>;
-  for (const auto& [words, status, error] :
-       {Case{{}, kUsage, "lmctl: .*see 'lmctl --help'"},
-        Case{{"watch"}, kUsage, "lmctl watch: name a command; see"},
-        Case{{"nonsense"}, kUsage, "lmctl: .*nonsense"},
-        Case{{"watch", "vsync", "--seconds", "x"}, kUsage, "'x' is not a number from 0.1 to 86400"},
-        Case{{"watch", "gfx", "--seconds", "nan"}, kUsage, "gfx: --seconds: 'nan' is not a number"},
-        Case{{"watch", "gfx", "--seconds"}, kUsage, "gfx: --seconds needs a value; see"},
-        Case{{"report", "-o", "a", "-o", "b"}, kUsage, "--output is given more than once"},
-        Case{{"--json", "mem"}, kUsage, "lmctl mem: '--json' belongs after the command and"},
-        Case{{"stats", "pid", "0"}, kUsage, "PID: '0' is not a whole number from 1 to 4194304"},
-        Case{{"db", "dump", "", "t"}, kUsage, "lmctl db dump: FILE: the name is empty"},
-        Case{{"db", "dump", "/\n", "t"}, kFailure, "lmctl db dump: /.x0a: No such file"},
-        Case{{"favourites", "rebuild", "--dir", "/none"}, kFailure, "rebuild: no text of key 5638"},
-        Case{{"favourites", "rebuild", "--dir", ""}, kUsage, "--dir: the name is empty"},
-        Case{{"watch", "vsync", "--node", longPath.c_str()}, kUsage, "vsync: .*than 149 bytes"},
-        Case{{"demo", "--seconds", "0"}, kUsage, "lmctl demo: .*--seconds"},
-        Case{{"nonsense", "--help"}, kUsage, "lmctl: no command 'nonsense'"},
-        Case{{"--item", "22", "mem"}, kUsage, "'22' is not an item's number, '=' and a path"},
-        Case{{"mem", "--item", "-5=/x"}, kUsage, "'-5=/x' is not an item's number"},
-        Case{{"mem", "--", "--json"}, kUsage, "'--json' belongs after the command and before any"},
-        Case{{"mem", "--json=x"}, kUsage, "lmctl mem: a flag takes no value"},
-        Case{{"stats", "range", "2", "1"}, kUsage, "lmctl stats range: FIRST is above LAST"},
-        Case{{"services", "pids"}, kUsage, "NAME is required"},
-        Case{{"doctor", "vsync", "nonsense"},
-             kUsage,
-             "no service 'nonsense'; there are core-library"},
-        Case{{"node", "write", "3", "x", "--item", "3=/proc"}, kFailure, "/proc: Is a directory"},
-        Case{{"watch", "vsync", "--help"}, kSuccess, "--node PATH"}}) {
-    const LmctlResult result = runLmctl(words);
-    EXPECT_EQ(result.status, status);
-    const std::string& text = status == kSuccess ? result.out : result.err;
-    EXPECT_THAT(text, ContainsRegex(error));
-    EXPECT_EQ(status != kSuccess, std::count(text.begin(), text.end(), '\n') == 1) << text;
+  const std::string node = HostNameNode::kPath;
+  struct Case {
+    const char* name;
+    std::string line;
+    int status;
+    const char* error;
+  };
+  for (const auto& [name, line, status, error] : {
+           Case{"no command", "", kUsage, "lmctl: .*see 'lmctl --help'"},
+           Case{"no command below", "watch", kUsage, "lmctl watch: .*see 'lmctl watch --help'"},
+           Case{"unknown command", "nonsense --help", kUsage, "lmctl: unexpected 'nonsense'"},
+           Case{"misplaced flag", "--json mem", kUsage, "lmctl mem: unexpected '--json'"},
+           Case{"not a number", "watch gfx --seconds nan", kUsage,
+                "'nan' is not a number from 0.1"},
+           Case{"out of range", "stats pid 0", kUsage,
+                "PID: '0' is not a number from 1 to 4194304"},
+           Case{"not an item", "mem --item -5=/x", kUsage, "'-5=/x' is not an item's number"},
+           Case{"no path", "mem --item 22", kUsage, "'22' is not an item's number, '=' and a path"},
+           Case{"long path", "mem --item 2=" + std::string(150, 'x'), kUsage, "than 149 bytes"},
+           Case{"quote in SQL", "db dump f t --app a'b", kUsage, "--app: a quote cannot be part"},
+           Case{"SQL for a table", "db dump f t;", kUsage, "TABLE: a table's name is letters"},
+           Case{"wrong order", "stats range 2 1", kUsage, "lmctl stats range: FIRST is above LAST"},
+           Case{"no service", "doctor nonsense", kUsage, "no service 'nonsense'; there are core-"},
+           Case{"two sources", "watch vsync --sample --node " + node, kUsage, "excludes"},
+           Case{"no result", "report", kUsage, "--output FILE, .*--json"},
+           Case{"no text", "favourites rebuild --dir /none", kFailure, "no text of key 5638"},
+           Case{"node is a folder", "node write 3 x --item 3=/proc", kFailure, "/proc: Is a direc"},
+           Case{"no vsync item", "watch vsync", kFailure, "item 22 is not .*--node PATH.*--sample"},
+           Case{"no frame item", "watch gfx", kFailure, "item 7 is not .*--node PATH"},
+           Case{"no items", "report --json", kFailure, "nothing to watch: item 22.*item 7.*"},
+           Case{"no vsync node", "watch vsync --node /none", kFailure, "/none: No such file"},
+           Case{"no frame node", "report --json --frame-node /none", kFailure, "/none: No such"},
+           Case{"never blocks", "watch gfx --node /dev/null", kFailure, "neither .* nor a FIFO"},
+           Case{"no control", "watch gfx --ctrl /none --node " + node, kFailure, "--ctrl PATH"},
+           Case{"no place", "report -o /none/x --node " + node, kFailure, "/none/x: No such file"},
+           Case{"no folder", "demo --output /dev/null/x", kFailure, "folder.*--output"},
+           Case{"no device", "demo --device /proc", kFailure, "/proc/vsync: No such file"},
+       }) {
+    const LmctlResult result = runLine(line);
+    EXPECT_EQ(result.status, status) << name;
+    EXPECT_THAT(result.err, ContainsRegex(error)) << name;
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    EXPECT_EQ(result.out, "") << name;
   }
 }
 
@@ -89,10 +96,10 @@ TEST(Lmctl, HelpOfAllCommandsFitsATerminal) {
 TEST(Lmctl, DoctorTellsWhatIsThereFromWhatIsMissing) {
   const std::string node = HostNameNode::kPath;
   for (const auto& [item, finding] :
-       std::map<std::string, std::string>{{"23=/x", "missing: item 22 is not configured"},
-                                          {"22=/x", "missing: /x: No such file or directory"},
-                                          {"22=/dev/null", "missing: /dev/null: not a kernel node"},
-                                          {"22=" + node, "ok: item 22, " + node}}) {
+       {std::pair<std::string, std::string>{"23=/x", "missing: item 22 is not configured"},
+        {"22=/x", "missing: /x: No such file or directory"},
+        {"22=/dev/null", "missing: /dev/null: not a kernel node"},
+        {"22=" + node, "ok: item 22, " + node}}) {
     const LmctlResult result = runLine("doctor vsync --json --item " + item);
     const auto lines = nlohmann::json::parse(result.out);
     ASSERT_EQ(lines.size(), 1u);
@@ -116,33 +123,34 @@ TEST(Lmctl, NodeWriteTellsWhatTheDriverMadeOfIt) {
   const LmctlResult refused = runLine("node write 3 x --item 3=/proc/self/oom_score_adj");
   EXPECT_EQ(refused.status, kFailure);
   EXPECT_THAT(refused.err, HasSubstr("/proc/self/oom_score_adj: not written: Invalid argument\n"));
-  EXPECT_EQ(runLine("node write 3 x --item 3=/dev/null").out, "/dev/null: written\n");
+  EXPECT_THAT(runLine("node write 3 x --item 3=/dev/null").out, HasSubstr("/dev/null  x        -"));
 }
 
 TEST(Lmctl, MembersOfJsonKeepTheirNames) {
   const TemporaryFolder folder;
-  runLine("db put " + folder.path() + "/db t 1 --app a");
-  for (const auto& [words, names] : std::vector<std::pair<std::string, std::string>>{
-           {"mem", "swap_used_kb swap_total_kb vmalloc_used_kb"},
-           {"db tables " + folder.path() + "/db", "table payload rows"},
-           {"db dump " + folder.path() + "/db t", "rowid int app rsvd launches"},
-           {"db delete --all " + folder.path() + "/db t", "deleted"}}) {
-    EXPECT_EQ(memberNames(runLine(words + " --json").out), names) << words;
-  }
+  const std::string file = folder.path() + "/db";
+  runLine("db put " + file + " t 1 --app a");
   FakeKernel kernel;
-  using Case = std::tuple<std::vector<const char*>, Attributes::value_type, const char*>;
-  for (auto [words, answer, names] : {Case{{"pid", "1"}, {1, Bytes(152, 'p')}, "slot hex decimal"},
-                                      Case{{"sys"}, {4, Bytes(288, 's')}, "slot hex decimal"},
-                                      Case{{"range", "1", "2"},
-                                           {3, Bytes(152, 'r')},
-                                           "0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18"},
-                                      Case{{"name", "init"}, {5, Bytes(8, 'n')}, "pid entry"}}) {
+  struct Case {
+    std::string line;
+    Attributes::value_type answer;
+    const char* names;
+  };
+  for (const auto& [line, answer, names] :
+       {Case{"mem", {}, "swap_used_kb swap_total_kb vmalloc_used_kb"},
+        Case{"db tables " + file, {}, "table payload rows"},
+        Case{"db dump " + file + " t", {}, "rowid int app rsvd launches"},
+        Case{"db delete --all " + file + " t", {}, "deleted"},
+        Case{"stats pid 1", {1, Bytes(152, 'p')}, "slot hex decimal"},
+        Case{"stats sys", {4, Bytes(288, 's')}, "slot hex decimal"},
+        Case{"stats range 1 2",
+             {3, Bytes(152, 'r')},
+             "0 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18"},
+        Case{"stats name init", {5, Bytes(8, 'n')}, "pid entry"}}) {
     kernel.answer = {kernel.message({answer}, NLM_F_MULTI), kernel.done()};
-    words.insert(words.begin(), "stats");
-    words.push_back("--json");
-    const LmctlResult result = runLmctl(words);
+    const LmctlResult result = runLine(line + " --json");
     ASSERT_EQ(result.status, kSuccess) << result.err;
-    EXPECT_EQ(memberNames(result.out), names);
+    EXPECT_EQ(memberNames(result.out), names) << line;
   }
 }
 

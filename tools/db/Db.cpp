@@ -51,13 +51,12 @@ bool printLine(const ordered_json& row, std::ostream& out) try {
 int dbTables(const DbOptions& options, Console& console) {
   const Database database(options.file);
   ordered_json rows = ordered_json::array();
-  database.each(kTableNames, [&](sqlite3_stmt* table) {
-    const std::string name = bytesOf(table, 0);
-    database.each("SELECT count(*) FROM " + quoted(name), [&](sqlite3_stmt* count) {
+  for (const std::string& table : database.tables()) {
+    database.each("SELECT count(*) FROM " + quoted(table), [&](sqlite3_stmt* row) {
       rows.push_back(
-          {{"table", name}, {"payload", database.kindOf(name).name}, {"rows", cellOf(count, 0)}});
+          {{"table", table}, {"payload", database.kindOf(table).name}, {"rows", cellOf(row, 0)}});
     });
-  });
+  }
   printRows(rows, options.json, console.out);
   return kSuccess;
 }

@@ -1,3 +1,5 @@
+#include "db/Favourites.h"
+
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -11,7 +13,6 @@
 #include "NodeChecks.h"
 #include "Output.h"
 #include "db/Database.h"
-#include "db/Db.h"
 
 using nlohmann::ordered_json;
 

@@ -65,10 +65,10 @@ void setPayload(SlotPayload& payload, const json& row) {
 /** A row for the store. Throws what cannot be put into one. */
 template <typename T>
 std::unique_ptr<LMDBDataRow<T>> rowFrom(const json& object, const TableKind& kind) {
+  const std::set<std::string> columns = {"rowid", "int", kind.nameColumn, "rsvd",
+                                         kind.payloadColumn};
   for (const auto& [name, value] : object.items()) {
-    const bool isColumn = name == "rowid" || name == "int" || name == kind.nameColumn ||
-                          name == "rsvd" || name == kind.payloadColumn;
-    require(isColumn, name, "is not a column of this kind of rows");
+    require(columns.count(name) != 0, name, "is not a column of this kind of rows");
   }
   auto row = std::make_unique<LMDBDataRow<T>>();
   row->intcol1 = isGiven(object, "int") ? integerOf(object, "int", kNoIntcol1 - 1) : kNoIntcol1;
@@ -87,7 +87,7 @@ void check(const json& row, const TableKind& kind) {
   }
 }
 
-/** Parses one object. Throws also for a member that is given twice. */
+/** Parses one object. Throws json::exception, and also for a member that is given twice. */
 json parseObject(const std::string& line) {
   std::set<std::string> names;
   const auto checkName = [&](int depth, json::parse_event_t event, const json& value) {
@@ -96,31 +96,35 @@ json parseObject(const std::string& line) {
     }
     return true;
   };
-  json object = json::parse(line, checkName, false);
+  json object = json::parse(line, checkName);
   if (!object.is_object()) {
-    throw std::runtime_error("not a JSON object");
+    throw std::runtime_error("not an object");
   }
   return object;
 }
 
-/** Reads a row from each line that is not blank. Throws what is wrong, and in which line. */
+/** Adds the row of a line that is at a place. */
+void addRow(const std::string& line, NewRows& rows, const std::string& place) try {
+  const json row = parseObject(line);
+  if (rows.rows.empty() && row.contains(kSlots.nameColumn)) {
+    rows.kind = &kSlots;
+  }
+  check(row, *rows.kind);
+  rows.rows.push_back(row);
+} catch (const json::exception& e) {
+  const std::string what = e.what();  // names the parser and a line of its own first
+  throw std::runtime_error(place + what.substr(std::min(what.find("column"), what.size())));
+} catch (const std::runtime_error& e) {
+  throw std::runtime_error(place + e.what());
+}
+
 NewRows readRows(std::istream& text, const std::string& name) {
   NewRows rows = {&kLaunches};
   std::string line;
-  std::size_t number = 0;
-  try {
-    while (++number, std::getline(text, line)) {
-      if (line.find_first_not_of(" \t\r") == std::string::npos) {
-        continue;
-      }
-      const json& row = rows.rows.emplace_back(parseObject(line));
-      if (rows.rows.size() == 1 && row.contains(kSlots.nameColumn)) {
-        rows.kind = &kSlots;
-      }
-      check(row, *rows.kind);
+  for (std::size_t number = 1; std::getline(text, line); ++number) {
+    if (line.find_first_not_of(" \t\r") != std::string::npos) {
+      addRow(line, rows, name + ": line " + std::to_string(number) + ": ");
     }
-  } catch (const std::runtime_error& e) {
-    throw std::runtime_error(name + ": line " + std::to_string(number) + ": " + e.what());
   }
   return rows;
 }

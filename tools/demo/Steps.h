@@ -15,7 +15,7 @@ struct DemoScene {
   const StopSignals& signals;
   bool isStopped = false;                     ///< by a signal; no step follows
   Watched watched{};                          ///< for the report
-  std::vector<Clock::time_point> notified{};  ///< when vsyncs were raised
+  std::vector<Clock::time_point> notified{};  ///< when vsyncs were raised, as far as is known
 };
 
 enum class Outcome {
@@ -33,16 +33,11 @@ struct StepResult {
 /** The outcome of something that should work everywhere. */
 inline Outcome outcomeOf(bool worked) { return worked ? Outcome::kOk : Outcome::kFailed; }
 
-/** Leaves a step out that needs a namespace of its own, and says how it would get one. */
-inline StepResult noNamespaces(DemoScene& scene) {
-  scene.console.out << "left out   run as root or allow user namespaces\n";
-  return {"needs a namespace of its own", Outcome::kMissing};
-}
-
 /**
- * The steps, each of which prints what it shows. They throw std::runtime_error when they cannot go
- * on. In this order: the first, in a child process, and the two after it make namespaces of their own,
- * which the kernel allows anybody only while the process has no other thread.
+ * The steps, each of which prints what it shows. They throw std::system_error when they are refused a
+ * namespace, and std::runtime_error when they cannot go on. In this order: the first, in a child
+ * process, and the two after it make namespaces of their own, which the kernel allows anybody only
+ * while the process has no other thread.
  */
 StepResult demonstrateLookup(DemoScene& scene);
 StepResult demonstrateThermal(DemoScene& scene);

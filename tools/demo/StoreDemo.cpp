@@ -3,7 +3,7 @@
 #include "ConfigOverrides.h"
 #include "LMDatabase.h"
 #include "Output.h"
-#include "db/Db.h"
+#include "db/Favourites.h"
 #include "demo/Steps.h"
 #include "testing/TemporaryFolder.h"
 #include "watch/Summary.h"
@@ -17,11 +17,10 @@ constexpr int kRows = 10000;
 
 void cacheNewRows(Store& store) {
   for (int i = 0; i < kRows; ++i) {
-    if (std::unique_ptr<Store::Row> row(store.getRow()); row != nullptr) {
-      row->appName = "com.example.app" + std::to_string(i);
-      row->payload.launchCount = i;
-      store.cacheRow(std::move(row));
-    }
+    std::unique_ptr<Store::Row> row(store.getRow());
+    row->appName = "com.example.app" + std::to_string(i);
+    row->payload.launchCount = i;
+    store.cacheRow(std::move(row));
   }
 }
 

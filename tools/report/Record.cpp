@@ -6,8 +6,8 @@
 #include <fstream>
 
 #include "FetchPreferredApps.h"
-#include "Stats.h"
-#include "db/Db.h"
+#include "Commands.h"
+#include "db/Favourites.h"
 #include "watch/Summary.h"
 
 using Json = nlohmann::ordered_json;

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "testing/EventRecorder.h"
+#include "watch/EventRecorder.h"
 
 /** The machine's model, or else its host name. */
 std::string deviceName();

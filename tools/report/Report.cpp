@@ -60,8 +60,8 @@ void requireUse(const ReportOptions& options) {
     throw UsageError(
         "no file for the page: name one with --output FILE, or print its record with --json");
   }
-  if (isStandardOutput(options.output) && options.json) {
-    throw UsageError("--json and --output both mean standard output");
+  if (options.output == "-" && options.json) {
+    throw UsageError("--json and --output - both mean standard output");
   }
 }
 
@@ -69,7 +69,7 @@ void requireUse(const ReportOptions& options) {
 
 int makeReport(const ReportOptions& options, Console& console) {
   requireUse(options);
-  const bool isQuiet = options.json || isStandardOutput(options.output);
+  const bool isQuiet = options.json || options.output == "-";
   const StopSignals signals;
   Watched watched;
   WatchedVsyncs vsyncs(options.sample ? std::make_unique<HostNameDisplay>() : nullptr,
@@ -88,7 +88,7 @@ int makeReport(const ReportOptions& options, Console& console) {
   }
   showProgress(
       console, signals, endAfter(options.seconds, begin),
-      isQuiet ? ProgressLine() : [&] { return countsLine(sources); });
+      isQuiet ? ProgressLines() : [&](std::size_t) { return std::vector{countsLine(sources)}; });
   for (WatchedSource* const source : sources) {
     source->pause();
     auto& events = source == &vsyncs ? watched.vsync : watched.frames;

@@ -4,7 +4,7 @@
 #include <ctime>
 #include <ostream>
 
-#include "watch/LiveView.h"
+#include "Output.h"
 
 using std::chrono::duration_cast;
 
@@ -17,6 +17,41 @@ bool isIgnored(int signal) {
   struct sigaction action = {};
   return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
+
+/** Lines at the end of a terminal's output. The cursor rests at the beginning of the line below. */
+class LiveBlock {
+ public:
+  explicit LiveBlock(const Console& console) : mConsole(console) {}
+
+  /** Draws what lines gives over those of the last call, as many as the terminal has room for. */
+  void draw(const ProgressLines& lines) {
+    const TerminalSize size = mConsole.size();
+    const std::string erased = eraseText(size.columns);
+    mLines = lines(size.columns - 1);  // in the last column a terminal would break the line
+    mLines.push_back("Ctrl-C ends");
+    mLines.resize(std::min(mLines.size(), size.rows - 1));
+    mConsole.out << erased;
+    for (const std::string& line : mLines) {
+      mConsole.out << line << "\n";
+    }
+    mConsole.out << std::flush;
+  }
+
+  void erase() const { mConsole.out << eraseText(mConsole.size().columns) << std::flush; }
+
+ private:
+  /** In a narrow terminal lines were broken to take several rows. */
+  std::string eraseText(std::size_t columns) const {
+    std::size_t rows = 0;
+    for (const std::string& line : mLines) {
+      rows += std::max((displayWidth(line) + columns - 1) / columns, std::size_t{1});
+    }
+    return rows > 0 ? "\r\033[" + std::to_string(rows) + "A\033[J" : "";
+  }
+
+  const Console& mConsole;
+  std::vector<std::string> mLines;
+};
 
 }  // namespace
 
@@ -41,31 +76,23 @@ bool StopSignals::waitUntil(Clock::time_point end) const {
 }
 
 bool showProgress(Console& console, const StopSignals& signals, Clock::time_point end,
-                  const ProgressLine& line, const ProgressBlock& block) {
-  if (!line) {
+                  const ProgressLines& lines) {
+  if (!lines) {
     return signals.waitUntil(end);
   }
-  LiveBlock live(console);
-  const auto show = [&] {
-    if (!console.live) {
-      console.out << line() << "\n" << std::flush;
-      return;
-    }
-    const Screen screen(console);
-    live.draw(block ? block(screen) : std::vector{fitted(line(), screen.width())}, screen);
-  };
+  LiveBlock block(console);
   const Clock::duration period = console.live ? Clock::duration(kRedrawPeriod) : kLinePeriod;
-  bool stopped = false;
-  for (auto next = Clock::now() + period; next < end && !stopped;
-       next = std::max(next + period, Clock::now())) {
-    stopped = signals.waitUntil(next);
-    if (!stopped) {
-      show();
+  auto next = Clock::now() + period;
+  for (; next < end && !signals.waitUntil(next); next = std::max(next + period, Clock::now())) {
+    if (console.live) {
+      block.draw(lines);
+    } else {
+      console.out << lines(std::string::npos).front() << "\n" << std::flush;
     }
   }
-  stopped = stopped || signals.waitUntil(end);
+  const bool isStopped = next < end || signals.waitUntil(end);
   if (console.live) {
-    live.erase();
+    block.erase();
   }
-  return stopped;
+  return isStopped;
 }

@@ -35,16 +35,13 @@ inline Clock::time_point endAfter(double seconds, Clock::time_point begin) {
   return seconds > 0 ? begin + fromSeconds(seconds) : Clock::time_point::max();
 }
 
-/** What is shown during long work, one line. */
-using ProgressLine = std::function<std::string()>;
-
-/** The same for a terminal: lines no wider than Screen::width(). */
-using ProgressBlock = std::function<std::vector<std::string>(const Screen&)>;
+/** What is shown during long work, at least one line, for a terminal of so many columns. */
+using ProgressLines = std::function<std::vector<std::string>(std::size_t width)>;
 
 /**
- * Waits until a point in time or a signal. Meanwhile it shows block() on a terminal, or line() when
- * there is no block, redrawn in place; elsewhere line() as a plain line each second. Nothing is shown
- * when line is empty. Returns whether it was a signal.
+ * Waits until a point in time or a signal; returns whether it was a signal. Meanwhile it redraws lines
+ * in place on a terminal, with how to end it, and erases them afterwards; elsewhere it prints the first
+ * one each second. Nothing is shown when lines is empty.
  */
 bool showProgress(Console& console, const StopSignals& signals, Clock::time_point end,
-                  const ProgressLine& line, const ProgressBlock& block = {});
+                  const ProgressLines& lines);

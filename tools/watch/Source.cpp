@@ -1,7 +1,6 @@
 #include "watch/Source.h"
 
 #include <nlohmann/json.hpp>
-#include <stdexcept>
 
 #include "AsyncEventsMgr.h"
 #include "NodeChecks.h"
@@ -11,31 +10,36 @@
 
 namespace {
 
+constexpr auto kOpenTime = std::chrono::milliseconds(50);    ///< for a source to open its node
 constexpr auto kDrainTime = std::chrono::milliseconds(200);  ///< for events on their way
 
-const WatchedSource::Kind kVsyncs = {"vsync",
-                                     "event",
-                                     kVsyncNodeItem,
-                                     kMicroseconds,
-                                     printVsyncs,
-                                     vsyncFigures,
-                                     [](TraceWriter& trace, const Recording& vsyncs) {
-                                       trace.addInstants("vsync", vsyncs.arrivals);
-                                     }};
+const WatchedSource::Kind kVsyncs = {
+    "vsync",     "event",      kVsyncNodeItem,          kMicroseconds,
+    printVsyncs, vsyncFigures, &TraceWriter::addVsyncs,
+};
 const WatchedSource::Kind kFrames = {
-    "gfx",
-    "frame",
-    kGfxDataNodeItem,
-    kMilliseconds,
-    printFrames,
-    frameFigures,
-    [](TraceWriter& trace, const Recording& frames) { trace.addFrames(frames); }};
+    "gfx",       "frame",      kGfxDataNodeItem,        kMilliseconds,
+    printFrames, frameFigures, &TraceWriter::addFrames,
+};
 
 }  // namespace
 
+WatchedSource::WatchedSource(const Kind& kind, std::unique_ptr<Feed> feed, const std::string& path)
+    : mKind(kind), mFeed(std::move(feed)), mRecorder(kind.unit) {
+  setNode(kind.item, mFeed ? mFeed->node() : path);
+}
+
+void WatchedSource::pause() {
+  if (mFeed) {
+    mFeed->stop();
+    mRecorder.waitFor(mFeed->count(), kDrainTime);
+  }
+  pauseCallback();
+}
+
 std::string WatchedSource::node() const { return lmsupport::configuredNodePath(mKind.item); }
 
-std::string WatchedSource::counts() const { return countText(mRecorder.latest({}, 0), mKind.noun); }
+std::string WatchedSource::counts() const { return countText(mRecorder.latest(0), mKind.noun); }
 
 void WatchedSource::setNode(int item, const std::string& path) {
   if (!path.empty()) {
@@ -43,54 +47,28 @@ void WatchedSource::setNode(int item, const std::string& path) {
   }
 }
 
-WatchedVsyncs::WatchedVsyncs(std::unique_ptr<Display> display, const std::string& path)
-    : WatchedSource(kVsyncs), mDisplay(std::move(display)) {
-  setNode(kVsyncNodeItem, mDisplay ? mDisplay->node() : path);
-}
+WatchedVsyncs::WatchedVsyncs(std::unique_ptr<Feed> feed, const std::string& path)
+    : WatchedSource(kVsyncs, std::move(feed), path) {}
 
 std::string WatchedVsyncs::problem() const { return notifyingNodeProblem(kVsyncNodeItem); }
 
 void WatchedVsyncs::start() {
-  VsyncEvent& source = *VsyncEvent::getInstance();
-  source.registerCallBack(EventRecorder::onEvent, &mRecorder);
-  source.startEvent(EventRecorder::onEvent);
-  if (!mDisplay) {
-    return;
+  VsyncEvent::getInstance()->registerCallBack(EventRecorder::onEvent, &mRecorder);
+  VsyncEvent::getInstance()->startEvent(EventRecorder::onEvent);
+  if (mFeed) {
+    mRecorder.waitFor(1, kOpenTime);  // a sysfs node's first poll is answered without an event
+    mRecorder.clear();
+    mFeed->start();
   }
-  if (!waitUntilPolled()) {
-    source.pauseEvent(EventRecorder::onEvent);
-    throw std::runtime_error("no event arrives from " + node());
-  }
-  mDisplay->start(source);
 }
 
-void WatchedVsyncs::pause() {
-  if (mDisplay) {
-    mDisplay->stop();
-    mRecorder.waitFor(mDisplay->count(), kDrainTime);
-  }
+void WatchedVsyncs::pauseCallback() {
   VsyncEvent::getInstance()->pauseEvent(EventRecorder::onEvent);
 }
 
-bool WatchedVsyncs::waitUntilPolled() {
-  constexpr int kAttempts = 200;
-  for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    mDisplay->raise();
-    if (mRecorder.waitFor(1, std::chrono::milliseconds(10))) {
-      mRecorder.waitFor(2, kDrainTime);
-      mRecorder.clear();
-      return true;
-    }
-  }
-  return false;
-}
-
-WatchedFrames::WatchedFrames(std::unique_ptr<FrameFeed> feed, const std::string& path,
+WatchedFrames::WatchedFrames(std::unique_ptr<Feed> feed, const std::string& path,
                              const std::string& controlPath, int value)
-    : WatchedSource(kFrames),
-      mFeed(std::move(feed)),
-      mControlValue(mFeed ? mFeed->controlValue() : value) {
-  setNode(kGfxDataNodeItem, mFeed ? mFeed->node() : path);
+    : WatchedSource(kFrames, std::move(feed), path), mControlValue(mFeed ? Feed::kRateHz : value) {
   setNode(kGfxCtrlNodeItem, mFeed ? mFeed->controlNode() : controlPath);
 }
 
@@ -109,10 +87,4 @@ void WatchedFrames::start() {
   }
 }
 
-void WatchedFrames::pause() {
-  if (mFeed) {
-    mFeed->stop();
-    mRecorder.waitFor(mFeed->count(), kDrainTime);
-  }
-  GfxEvent::getInstance()->pauseEvent(EventRecorder::onEvent);
-}
+void WatchedFrames::pauseCallback() { GfxEvent::getInstance()->pauseEvent(EventRecorder::onEvent); }

@@ -8,9 +8,8 @@
 #include <android-base/unique_fd.h>
 
 #include "ConfigOverrides.h"
-#include "testing/EventRecorder.h"
-#include "watch/Display.h"
-#include "watch/FrameFeed.h"
+#include "watch/EventRecorder.h"
+#include "watch/Feed.h"
 
 class TraceWriter;
 
@@ -27,7 +26,7 @@ class WatchedSource {
     Unit unit;         ///< of its recording
     void (*print)(const Recording& recording, std::ostream& out);
     nlohmann::ordered_json (*figures)(const Recording& recording);
-    void (*addTo)(TraceWriter& trace, const Recording& recording);
+    void (TraceWriter::*addToTrace)(const Recording& recording);
   };
 
   virtual ~WatchedSource() = default;
@@ -35,8 +34,11 @@ class WatchedSource {
   /** Why it cannot be watched; empty when it can. */
   virtual std::string problem() const = 0;
 
+  /** Starts the callback, then the feed. */
   virtual void start() = 0;
-  virtual void pause() = 0;
+
+  /** Stops the feed, then pauses the callback. */
+  void pause();
 
   std::string node() const;
 
@@ -47,50 +49,46 @@ class WatchedSource {
   const EventRecorder& recorder() const { return mRecorder; }
 
  protected:
-  explicit WatchedSource(const Kind& kind) : mKind(kind), mRecorder(kind.unit) {}
+  /** Watches the node of a feed, or without one that at path, or else the configured one. */
+  WatchedSource(const Kind& kind, std::unique_ptr<Feed> feed, const std::string& path);
 
   /** Takes path for an item, unless it is empty. */
   void setNode(int item, const std::string& path);
 
+  virtual void pauseCallback() = 0;
+
   const Kind& mKind;
+  const std::unique_ptr<Feed> mFeed;
   EventRecorder mRecorder;
   ConfigOverrides mOverrides{};
 };
 
 class WatchedVsyncs final : public WatchedSource {
  public:
-  /** Watches a display of lmctl's, or without one the node at path, or else the configured one. */
-  explicit WatchedVsyncs(std::unique_ptr<Display> display, const std::string& path = "");
+  explicit WatchedVsyncs(std::unique_ptr<Feed> feed, const std::string& path = "");
 
   std::string problem() const override;
-
-  /** Also starts the display, when the source polls its node. Throws when it never does. */
   void start() override;
 
-  void pause() override;
-
  private:
-  bool waitUntilPolled();
-
-  const std::unique_ptr<Display> mDisplay;
+  void pauseCallback() override;
 };
 
 class WatchedFrames final : public WatchedSource {
  public:
-  /** Likewise; without a feed, value at the control node switches reports on. */
-  explicit WatchedFrames(std::unique_ptr<FrameFeed> feed, const std::string& path = "",
+  /** Without a feed, value at the control node switches reports on. */
+  explicit WatchedFrames(std::unique_ptr<Feed> feed, const std::string& path = "",
                          const std::string& controlPath = "", int value = 0);
 
   std::string problem() const override;
+  void start() override;
 
   /** Why reports cannot be switched on; empty when they can. */
   std::string controlProblem() const;
 
-  void start() override;
-  void pause() override;
-
  private:
-  const std::unique_ptr<FrameFeed> mFeed;
+  void pauseCallback() override;
+
   const int mControlValue;
   android::base::unique_fd mWriter{};  ///< of a FIFO, which would be at its end without one
 };

@@ -3,8 +3,10 @@
 #include <iosfwd>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
+#include <vector>
 
-#include "testing/EventRecorder.h"
+#include "Console.h"
+#include "watch/EventRecorder.h"
 
 /** Events that came late for the display's refresh, whose period is the median of the intervals. */
 struct Lateness {
@@ -23,6 +25,21 @@ std::string fixed(double value, int digits);
 
 /** "118 events   60.0 Hz", as far as that is known; noun is of one event. */
 std::string countText(const EventRecorder::Latest& latest, const std::string& noun);
+
+/** What is shown of a source while it is watched. */
+struct LiveView {
+  std::string source;
+  std::string noun;  ///< of one event
+  EventRecorder::Latest latest;
+  Unit unit;  ///< of its intervals
+};
+
+/**
+ * Count and rate; a bar, one column wide, for each of the latest intervals, the highest of which stands
+ * for 1.75 medians and more; percentiles. Without an interval only the first line. The bars of late
+ * events are marked by style.
+ */
+std::vector<std::string> liveLines(const LiveView& view, const Style& style, std::size_t width);
 
 /** Prints a summary for a person. @{ */
 void printVsyncs(const Recording& vsyncs, std::ostream& out);

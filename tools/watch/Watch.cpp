@@ -6,7 +6,6 @@
 #include <stdexcept>
 
 #include "Output.h"
-#include "watch/LiveView.h"
 #include "watch/Progress.h"
 #include "watch/Source.h"
 #include "watch/Summary.h"
@@ -14,22 +13,14 @@
 
 namespace {
 
+/** So many a live view shows, that it costs the same after a second and after a day. */
+constexpr std::size_t kRecentIntervals = 300;
+
 void requireSource(const WatchedSource& source) {
   if (const std::string problem = source.problem(); !problem.empty()) {
     throw std::runtime_error("cannot watch " + std::string(source.kind().name) + ": " + problem +
                              "; name a node with --node PATH, or try --sample");
   }
-}
-
-void showEvents(const WatchedSource& source, const StopSignals& signals, Clock::time_point end,
-                Console& console) {
-  const WatchedSource::Kind& kind = source.kind();
-  showProgress(
-      console, signals, end, [&] { return source.counts(); },
-      [&](const Screen& screen) {
-        const auto latest = source.recorder().latest(Clock::now() - kRecent, kRecentEvents);
-        return liveLines({kind.name, kind.noun, latest, kind.unit}, screen);
-      });
 }
 
 void printSummary(const WatchedSource& source, const Recording& recording, double seconds,
@@ -45,25 +36,26 @@ void printSummary(const WatchedSource& source, const Recording& recording, doubl
 
 int watch(WatchedSource& source, const StopSignals& signals, const WatchOptions& options,
           Console& console) {
+  const WatchedSource::Kind& kind = source.kind();
   const Clock::time_point begin = Clock::now();
-  const Clock::time_point end = endAfter(options.seconds, begin);
-  const bool isTraceOnly = isStandardOutput(options.trace);
+  const bool isTraceOnly = options.trace == "-";
   std::optional<TraceWriter> trace;
   if (!options.trace.empty()) {
     trace.emplace(options.trace, begin, console.out);
   }
+  const auto lines = [&](std::size_t width) {
+    const auto latest = source.recorder().latest(kRecentIntervals);
+    return liveLines({kind.name, kind.noun, latest, kind.unit}, console.style, width);
+  };
   source.start();
-  if (options.json || isTraceOnly) {
-    signals.waitUntil(end);
-  } else {
-    showEvents(source, signals, end, console);
-  }
+  showProgress(console, signals, endAfter(options.seconds, begin),
+               options.json || isTraceOnly ? ProgressLines() : lines);
   source.pause();
 
   const Recording recording = source.recorder().recording();
   const double seconds = toSeconds(Clock::now() - begin);
   if (trace) {
-    source.kind().addTo(*trace, recording);
+    ((*trace).*kind.addToTrace)(recording);
     trace->finish();
   }
   if (!isTraceOnly) {
@@ -88,10 +80,11 @@ int watchGfx(const WatchOptions& options, Console& console) {
                        options.control, options.controlValue);
   requireSource(source);
   if (const std::string problem = source.controlProblem(); !problem.empty()) {
+    const std::string text = "no control node: " + problem;
     if (!options.control.empty()) {
-      throw std::runtime_error("no control node: " + problem + "; name another with --ctrl PATH");
+      throw std::runtime_error(text + "; name another with --ctrl PATH");
     }
-    console.beginNote() << "no control node: " << visible(problem)
+    console.beginNote() << visible(text)
                         << "; reports are not switched on, name one with --ctrl PATH\n";
   }
   return watch(source, signals, options, console);

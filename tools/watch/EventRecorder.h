@@ -16,7 +16,6 @@ struct Durations {
   std::vector<Clock::time_point> arrivals{};
   double sum = 0;
 
-  void add(double value, Clock::time_point arrival);
   void add(const std::vector<double>& sample, Clock::time_point arrival);
 };
 
@@ -32,7 +31,7 @@ struct Recording {
   void addVsync(Clock::time_point arrival);
 
   /**
-   * The unit of a sample is the driver's. It is assumed that the node's times are microseconds, which
+   * Adds a sample, whose unit is the driver's: the node's times are taken for microseconds, which
    * makes the library's values milliseconds. The first start's value is dropped: it is no interval.
    */
   void addFrames(const GfxFrameData& sample, Clock::time_point arrival);
@@ -45,15 +44,13 @@ struct Recording {
 class EventRecorder {
  public:
   /** Unit is that of the recording: microseconds for vsyncs, milliseconds for frames. */
-  explicit EventRecorder(Unit unit = kMicroseconds) : mRecording{unit} {}
+  explicit EventRecorder(Unit unit) : mRecording{unit} {}
 
   /** The callback to register, with the recorder as its user pointer. */
   static void onEvent(int event, void* payload, int zero, void* recorder);
 
-  std::size_t count() const;
-
-  /** Waits until count events have arrived; false when that takes longer than limit. */
-  bool waitFor(std::size_t count, Clock::duration limit) const;
+  /** Waits until count events have arrived, but no longer than limit. */
+  void waitFor(std::size_t count, Clock::duration limit) const;
 
   Recording recording() const;
 
@@ -63,8 +60,8 @@ class EventRecorder {
     std::vector<double> intervals;
   };
 
-  /** Counts, and the intervals since then, but not more than the last most of them. */
-  Latest latest(Clock::time_point since, std::size_t most) const;
+  /** Count and rate, and the last intervals, at most so many. */
+  Latest latest(std::size_t most) const;
 
   /** Forgets the events so far. */
   void clear();

@@ -1,24 +1,20 @@
-#include "testing/EventRecorder.h"
+#include "watch/EventRecorder.h"
 
 #include <algorithm>
 
 #include "AsyncEventsMgr.h"
 
-void Durations::add(double value, Clock::time_point arrival) {
-  values.push_back(value);
-  arrivals.push_back(arrival);
-  sum += value;
-}
-
 void Durations::add(const std::vector<double>& sample, Clock::time_point arrival) {
   for (const double value : sample) {
-    add(value, arrival);
+    values.push_back(value);
+    arrivals.push_back(arrival);
+    sum += value;
   }
 }
 
 void Recording::addVsync(Clock::time_point arrival) {
   if (events++ > 0) {
-    intervals.add(toSeconds(arrival - arrivals.back()) * unit.perSecond, arrival);
+    intervals.add({toSeconds(arrival - arrivals.back()) * unit.perSecond}, arrival);
   }
   arrivals.push_back(arrival);
 }
@@ -54,14 +50,9 @@ void EventRecorder::onEvent(int, void* payload, int, void* recorder) {
   self->mArrived.notify_all();
 }
 
-std::size_t EventRecorder::count() const {
-  std::lock_guard lock(mRecordingLck);
-  return mRecording.events;
-}
-
-bool EventRecorder::waitFor(std::size_t count, Clock::duration limit) const {
+void EventRecorder::waitFor(std::size_t count, Clock::duration limit) const {
   std::unique_lock lock(mRecordingLck);
-  return mArrived.wait_for(lock, limit, [&] { return mRecording.events >= count; });
+  mArrived.wait_for(lock, limit, [&] { return mRecording.events >= count; });
 }
 
 Recording EventRecorder::recording() const {
@@ -69,14 +60,11 @@ Recording EventRecorder::recording() const {
   return mRecording;
 }
 
-EventRecorder::Latest EventRecorder::latest(Clock::time_point since, std::size_t most) const {
+EventRecorder::Latest EventRecorder::latest(std::size_t most) const {
   std::lock_guard lock(mRecordingLck);
-  const auto& [values, arrivals, sum] = mRecording.intervals;
-  const auto last = static_cast<std::ptrdiff_t>(std::min(most, values.size()));
-  const auto first = std::lower_bound(arrivals.end() - last, arrivals.end(), since);
-  return {mRecording.events,
-          mRecording.rateHz(),
-          {values.end() - (arrivals.end() - first), values.end()}};
+  const std::vector<double>& all = mRecording.intervals.values;
+  const auto last = static_cast<std::ptrdiff_t>(std::min(most, all.size()));
+  return {mRecording.events, mRecording.rateHz(), {all.end() - last, all.end()}};
 }
 
 void EventRecorder::clear() {
