@@ -110,16 +110,15 @@ TEST_F(Services, AMissingVersionIsLookedForByEachQuery) {
 TEST_F(Services, NothingFoundIsLoggedByEachQuery) {
   offer1_1();
   mScript.status = Status::NOT_FOUND;
-  const std::string connections = "Service Tracker HAL could not find Client Connections";
-  const std::string all = "Could not get pids of all active services";
-  go({{"clients", nothing, clients, 1, "1.0+1.1", {kPrefix + "getServices() " + connections}},
-      {"pids",
-       nothing,
-       pids,
-       1,
-       "1.0+1.1",
-       {kPrefix + "getServicePIDs() Could not get pids of services"}},
-      {"active", nothing, active, 1, "1.0+1.1", {kPrefix + "getAllActiveServicePIDs() " + all}}});
+  EXPECT_EQ(clients(), 1);
+  EXPECT_EQ(pids(), 1);
+  EXPECT_EQ(active(), 1);
+  const std::string notFound =
+      "getServices() Service Tracker HAL could not find Client Connections";
+  EXPECT_THAT(
+      mLog.texts(),
+      ElementsAre(kPrefix + notFound, kPrefix + "getServicePIDs() Could not get pids of services",
+                  kPrefix + "getAllActiveServicePIDs() Could not get pids of all active services"));
 }
 
 TEST_F(Services, AFailureInTransportDropsTheProxyThatWasUsed) {
@@ -221,7 +220,7 @@ TEST_F(Services, QueriesRunSideBySideAndADeathWaitsForThem) {
       other = std::async(std::launch::async, pids);
       EXPECT_EQ(other.wait_for(std::chrono::seconds(10)), std::future_status::ready);
       death.emplace(kill);
-      EXPECT_TRUE(death->fallsAsleep());
+      EXPECT_TRUE(death->waitsFor(DependentServices::gST_lock));
     }
   };
   EXPECT_EQ(clients(), 0);
@@ -230,13 +229,25 @@ TEST_F(Services, QueriesRunSideBySideAndADeathWaitsForThem) {
   EXPECT_EQ(proxies(), "");
 }
 
+TEST_F(Services, AProxyIsDroppedWhenNoOtherQueryIsUnderWay) {
+  offer1_1();
+  EXPECT_EQ(connect(), 0);
+  mScript.failsInTransport = true;
+  std::shared_lock other(DependentServices::gST_lock);
+  const BackgroundCall failing([] { EXPECT_EQ(pids(), 4); });
+  EXPECT_TRUE(failing.waitsFor(DependentServices::gST_lock));
+  EXPECT_EQ(proxies(), "1.0+1.1");
+  other.unlock();
+}
+
 TEST_F(Services, ThreadsThatFindNoProxyConnectOnce) {
   offer1_1();
   {
     std::shared_lock query(DependentServices::gST_lock);
     const BackgroundCall first([] { EXPECT_EQ(connect(), 0); });
     const BackgroundCall second([] { EXPECT_EQ(connect(), 0); });
-    EXPECT_TRUE(first.fallsAsleep() && second.fallsAsleep());
+    EXPECT_TRUE(first.waitsFor(DependentServices::gST_lock));
+    EXPECT_TRUE(second.waitsFor(DependentServices::gST_lock));
     query.unlock();
   }
   EXPECT_EQ(mScript.links.size(), 2u);

@@ -77,7 +77,7 @@ TEST_F(FavouriteApps, ClearingDeletesWhatOneOfTheTablesHas) {
 TEST_F(FavouriteApps, AProducerMayAppendDuringAPopulation) {
   std::unique_lock producer(mFavourites.mRowCacheLck);
   const BackgroundCall population([&] { populate("a/"); });
-  EXPECT_TRUE(population.fallsAsleep());
+  EXPECT_TRUE(population.waitsFor(mFavourites.mRowCacheLck));
   EXPECT_THAT(mFavourites.mRowCache, IsEmpty());
   producer.unlock();
 }

@@ -194,25 +194,26 @@ TEST_F(RowStore, AStoreIsOpenWithoutAWriteAheadLogAndFailsToOpenWithoutATable) {
 }
 
 TEST_F(RowStore, MemoryThatRunsOutAnywhereLosesNoRow) {
-  add(mStore, {.appName = "first", .payload = {0}});
-  mStore.writeCachedDRToDisk();
+  LaunchStore store("tt", mDirectory, "store.db");  // its query needs no memory, the clause does
+  store.openLMdb();
+  add(store, {.appName = "first", .payload = {0}});
+  store.writeCachedDRToDisk();
   for (int nth = 1; nth < 40; ++nth) {
     SCOPED_TRACE(nth);
-    add(mStore, {.appName = std::string(100, 'n'), .payload = {1}});
-    const lmdbError written = withoutMemory(nth, [&] { return mStore.writeCachedDRToDisk(); });
+    add(store, {.appName = std::string(100, 'n'), .payload = {1}});
+    const lmdbError written = withoutMemory(nth, [&] { return store.writeCachedDRToDisk(); });
     EXPECT_EQ(written, LMDB_SUCCESS);
     // Without its clause, the deletion would empty the table.
-    const int deleted =
-        withoutMemory(nth, [&] { return remove(mStore, {.appName = "not there"}); });
+    const int deleted = withoutMemory(nth, [&] { return remove(store, {.appName = "not there"}); });
     EXPECT_THAT(deleted, testing::AnyOf(0, -1));
     const std::size_t logged = mLog.texts().size();
     LMDBDataRowKey everything;
     const lmsupport::Owned<LaunchStore::vecT> rows(withoutMemory(
-        nth, [&] { return mStore.readAllocateDR(everything, 0, LMDB_COL_ROWID, LMDB_ASCENDING); }));
+        nth, [&] { return store.readAllocateDR(everything, 0, LMDB_COL_ROWID, LMDB_ASCENDING); }));
     EXPECT_EQ(rows.empty(), mLog.texts().size() > logged);
   }
-  mStore.writeCachedDRToDisk();
-  EXPECT_EQ(read(mStore).size(), 40u);  // each was kept in the cache or written
+  store.writeCachedDRToDisk();
+  EXPECT_EQ(read(store).size(), 40u);  // each was kept in the cache or written
   EXPECT_THAT(mLog.texts(),
               testing::IsSupersetOf(
                   {caught("writeCachedDRToDisk"), caught("readAllocateDR"), caught("deleteAllDR"),
