@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 
 #include <cstdio>
-#include <memory>
 
 void makeFolders(const std::string& path) {
   for (std::size_t end = 0; end != std::string::npos;) {
@@ -23,17 +22,16 @@ void removeFolder(const std::string& path) {
 
 std::vector<std::string> namesIn(const std::string& folder) {
   std::vector<std::string> names;
-  const auto close = [](DIR* directory) { closedir(directory); };
-  const std::unique_ptr<DIR, decltype(close)> directory(opendir(folder.c_str()), close);
-  while (directory != nullptr) {
-    const dirent* const entry = readdir(directory.get());
-    if (entry == nullptr) {
-      break;
-    }
+  DIR* const directory = opendir(folder.c_str());
+  if (directory == nullptr) {
+    return names;
+  }
+  while (const dirent* const entry = readdir(directory)) {
     const std::string name = entry->d_name;
     if (name != "." && name != "..") {
       names.push_back(name);
     }
   }
+  closedir(directory);
   return names;
 }

@@ -10,7 +10,7 @@ using namespace std::string_literals;
 
 namespace {
 
-/** What operation returns while the nth allocation from now on fails. */
+/** What operation returns while its nth allocation fails; with 0 none does. */
 template <typename Operation>
 auto withoutMemory(int nth, Operation operation) {
   failingnew::gThrowing = nth;
@@ -287,7 +287,7 @@ TEST_F(RowStore, DestructionWritesAndCloses) {
     LaunchStore store("t", mDirectory, "store.db");
     store.openLMdb();
     add(store, {.appName = "a", .payload = {1}});
-    hooks::failCall("close");
+    hooks::failCall("close");  // so that it is logged
   }
   EXPECT_EQ(read(mStore).size(), 1u);
   EXPECT_THAT(mLog.texts(), ElementsAre("LMDB: closeLMdb() ERROR:Db=" + mDirectory +
@@ -295,15 +295,21 @@ TEST_F(RowStore, DestructionWritesAndCloses) {
 }
 
 TEST_F(RowStore, ACloseKeepsTheHandle) {
-  LaunchStore store("t", "", "");
-  for (const auto& [call, result] : {std::pair{"", LMDB_SUCCESS}, {"close", LMDB_FAILURE}}) {
+  LaunchStore store("t", mDirectory, "store.db");
+  const std::string failed =
+      "LMDB: closeLMdb() ERROR:Db=" + mDirectory + "store.db sql close failed";
+  using Case = std::tuple<const char*, int, lmdbError, std::vector<std::string>>;
+  for (const auto& [call, nthAllocation, result, lines] :
+       {Case{"", 0, LMDB_SUCCESS, {}}, Case{"close", 0, LMDB_FAILURE, {failed + ", err=10\n"}},
+        Case{"close", 1, LMDB_FAILURE, {caught("closeLMdb")}}}) {
+    const LogCapture log;
     store.openLMdb();
     hooks::failCall(call);
-    EXPECT_EQ(store.closeLMdb(), result);
+    const lmdbError closed = withoutMemory(nthAllocation, [&] { return store.closeLMdb(); });
+    EXPECT_EQ(closed, result);
     EXPECT_NE(std::exchange(store.mDb, nullptr), nullptr);  // a stale handle is not destroyed
+    EXPECT_EQ(log.texts(), lines);
   }
-  EXPECT_THAT(mLog.texts(),
-              ElementsAre("LMDB: closeLMdb() ERROR:Db=:memory: sql close failed, err=10\n"));
 }
 
 }  // namespace

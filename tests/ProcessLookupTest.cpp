@@ -58,7 +58,7 @@ TEST_F(ProcessLookup, AScanEndsAtTheFirstTaskOfThatNameWithAReadableStatus) {
   const std::string app = mName + "\0-v"s;
   struct Task {
     int id;
-    std::string cmdline;  // "folder" makes one instead of a file
+    std::string cmdline;  // "none" for none
     const char* status;   // null for none
   };
   struct Case {
@@ -69,9 +69,9 @@ TEST_F(ProcessLookup, AScanEndsAtTheFirstTaskOfThatNameWithAReadableStatus) {
   };
   const Case cases[] = {
       {"a thread", "13\n12\n", {{13, app, "Name:\tx\nTgid:\t12\nPid:\t13\n"}}, 12},
-      {"unreadable files",
+      {"missing files",
        "9 8\t5\n3",
-       {{8, "folder", "Tgid:8"}, {5, app, nullptr}, {3, app, "Tgid: 4"}},
+       {{8, "none", "Tgid:8"}, {5, app, nullptr}, {3, app, "Tgid: 4"}},
        4},
       {"empty fields",
        "1 2 3",
@@ -103,8 +103,10 @@ TEST_F(ProcessLookup, AScanEndsAtTheFirstTaskOfThatNameWithAReadableStatus) {
     coverProc();
     for (const auto& [id, cmdline, status] : tasks) {
       const std::string folder = "/proc/" + std::to_string(id);
-      makeFolders(folder + (cmdline == "folder" ? "/cmdline" : ""));
-      std::ofstream(folder + "/cmdline") << cmdline;
+      makeFolders(folder);
+      if (cmdline != "none") {
+        std::ofstream(folder + "/cmdline") << cmdline;
+      }
       if (status != nullptr) {
         std::ofstream(folder + "/status") << status;
       }

@@ -14,6 +14,7 @@
 #include "Output.h"
 #include "StatsProvider.h"
 #include "config/Nodes.h"
+#include "demo/RunInChild.h"
 #include "demo/Steps.h"
 #include "testing/PrivateProcess.h"
 #include "testing/TemporaryFolder.h"
