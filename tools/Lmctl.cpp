@@ -72,7 +72,8 @@ CLI::Validator numberFrom(Number low, Number high) {
     Number value = 0;
     std::istringstream input(text);
     std::ostringstream output;
-    if (!(input >> value) || !input.eof() || value < low || value > high) {
+    const bool isNumber = (input >> value) && input.eof();
+    if (!isNumber || !(value >= low && value <= high)) {  // NaN is not in any range
       output << "'" << text << "' is not a number from " << low << " to " << high;
       return output.str();
     }

@@ -36,19 +36,24 @@ ordered_json slotRows(std::span<const std::uint64_t> slots) {
   return rows;
 }
 
-/** Throws when the kernel cannot be asked. */
-void require(bool supported) {
-  if (!supported) {
+/** A provider for a request; throws when the kernel cannot be asked. */
+StatsProvider providerFor(bool StatsProvider::*isSupported) {
+  StatsProvider stats = probeQuietly();
+  if (!(stats.*isSupported)) {
     throw std::runtime_error(
         "the kernel's netlink family SYSSTATS is missing or too old; load its module");
   }
+  return stats;
 }
 
-/** Whether it has nothing but zeros, as when the kernel did not answer. */
-template <typename Record>
-bool isEmpty(const Record& record) {
-  return std::all_of(std::begin(record.slots), std::end(record.slots),
-                     [](std::uint64_t slot) { return slot == 0; });
+/** Prints slots; throws when all are zero, as they are when the kernel did not answer. */
+int printSlots(const ordered_json& rows, std::span<const std::uint64_t> slots,
+               const StatsOptions& options, Console& console) {
+  if (std::all_of(slots.begin(), slots.end(), [](std::uint64_t slot) { return slot == 0; })) {
+    throw std::runtime_error("the kernel tells nothing of it");
+  }
+  printRows(rows, options.json, console.out);
+  return kSuccess;
 }
 
 }  // namespace
@@ -76,34 +81,21 @@ StatsProvider probeQuietly() {
 }
 
 int statsPid(const StatsOptions& options, Console& console) {
-  StatsProvider stats = probeQuietly();
-  require(stats.supportsPidStats);
-  const PidStatsRecord record = stats.getPIDStats(options.pid);
-  if (isEmpty(record)) {
-    throw std::runtime_error("the kernel tells nothing of process " + std::to_string(options.pid) +
-                             "; check that it runs");
-  }
-  printRows(slotRows(record.slots), options.json, console.out);
-  return kSuccess;
+  const PidStatsRecord record =
+      providerFor(&StatsProvider::supportsPidStats).getPIDStats(options.pid);
+  return printSlots(slotRows(record.slots), record.slots, options, console);
 }
 
 int statsSys(const StatsOptions& options, Console& console) {
-  StatsProvider stats = probeQuietly();
-  require(stats.supportsSysStats);
-  const SysStatsRecord record = stats.getSysStats();
-  if (isEmpty(record)) {
-    throw std::runtime_error("the kernel did not answer");
-  }
-  printRows(systemSlots(record), options.json, console.out);
-  return kSuccess;
+  const SysStatsRecord record = providerFor(&StatsProvider::supportsSysStats).getSysStats();
+  return printSlots(systemSlots(record), record.slots, options, console);
 }
 
 int statsRange(const StatsOptions& options, Console& console) {
   if (options.first > options.last) {
     throw UsageError("FIRST is above LAST");
   }
-  StatsProvider stats = probeQuietly();
-  require(stats.supportsPidStatsRange);
+  StatsProvider stats = providerFor(&StatsProvider::supportsPidStatsRange);
   ordered_json rows = ordered_json::array();
   for (const PidStatsRecord& record : stats.getPIDStatsRange(options.first, options.last)) {
     ordered_json& row = rows.emplace_back();
@@ -116,8 +108,7 @@ int statsRange(const StatsOptions& options, Console& console) {
 }
 
 int statsName(const StatsOptions& options, Console& console) {
-  StatsProvider stats = probeQuietly();
-  require(stats.supportsPidsByName);
+  StatsProvider stats = providerFor(&StatsProvider::supportsPidsByName);
   std::vector<sysstats_pid> entries;
   if (stats.getPIDsRange(options.name.c_str(), entries) != 0) {
     throw std::runtime_error("the kernel did not answer");

@@ -67,15 +67,10 @@ StepResult run(const Step& step, DemoScene& scene) {
 }
 
 std::string outcomeText(Outcome outcome, const Style& style) {
-  switch (outcome) {
-    case Outcome::kOk:
-      return style.good("ok");
-    case Outcome::kMissing:
-      return style.warning("missing");
-    case Outcome::kFailed:
-      break;
+  if (outcome == Outcome::kFailed) {
+    return style.error("failed");
   }
-  return style.error("failed");
+  return outcome == Outcome::kOk ? style.good("ok") : style.warning("missing");
 }
 
 void printSummary(const std::vector<StepResult>& results, Console& console) {
