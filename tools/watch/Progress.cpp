@@ -28,7 +28,7 @@ class LiveBlock {
     const TerminalSize size = mConsole.size();
     const std::string erased = eraseText(size.columns);
     mLines = lines(size.columns - 1);  // in the last column a terminal would break the line
-    mLines.push_back("Ctrl-C ends");
+    mLines.emplace_back("Ctrl-C ends");
     mLines.resize(std::min(mLines.size(), size.rows - 1));
     mConsole.out << erased;
     for (const std::string& line : mLines) {
