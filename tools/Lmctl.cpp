@@ -14,7 +14,6 @@
 #include "ConfigOverrides.h"
 #include "Output.h"
 #include "db/Db.h"
-#include "db/Favourites.h"
 #include "demo/Demo.h"
 #include "report/Report.h"
 #include "watch/Watch.h"

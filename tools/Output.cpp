@@ -1,6 +1,9 @@
 #include "Output.h"
 
 #include <algorithm>
+#include <clocale>
+#include <cstdio>
+#include <cwchar>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <ostream>
@@ -14,50 +17,25 @@ namespace {
 constexpr std::size_t kWidestPaddedCell = 32;
 constexpr std::uint64_t kFirstRoundedNumber = std::uint64_t{1} << 53;
 
-unsigned byteAt(std::string_view text, std::size_t index) {
-  return static_cast<unsigned char>(text[index]);
+/** Control characters, line breaks, what hides or reorders text, and codes that Unicode lacks. */
+bool isTreacherous(wchar_t code) {
+  static constexpr wchar_t kRanges[][2] = {
+      {0, 0x1f},          {0x7f, 0x9f},          {0x61c, 0x61c},   {0x200b, 0x200f},
+      {0x2028, 0x202e},   {0x2060, 0x206f},      {0xfeff, 0xfeff}, {0xfff9, 0xfffb},
+      {0xe0000, 0xe007f}, {0x110000, 0x7fffffff}};
+  return std::any_of(std::begin(kRanges), std::end(kRanges),
+                     [code](const auto& range) { return range[0] <= code && code <= range[1]; });
 }
 
-/** A text's first character; of length 0 when there is none in UTF-8. */
-struct Character {
-  explicit Character(std::string_view text) : code(byteAt(text, 0)) {
-    const std::size_t expected = code < 0x80 ? 1 : code < 0xe0 ? 2 : code < 0xf0 ? 3 : 4;
-    if (expected > 1) {
-      code = code < 0xc2 || code > 0xf4 ? kNone : code & (0x7fU >> expected);
-    }
-    for (std::size_t i = 1; i < expected && code != kNone; ++i) {
-      const unsigned byte = i < text.size() ? byteAt(text, i) : 0;
-      code = (byte & 0xc0) == 0x80 ? code << 6 | (byte & 0x3f) : kNone;
-    }
-    constexpr char32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
-    const bool isSurrogate = code >= 0xd800 && code < 0xe000;
-    length = code >= kLeast[expected] && code <= 0x10ffff && !isSurrogate ? expected : 0;
-  }
-
-  static constexpr char32_t kNone = 0xffffffff;
-  char32_t code;
-  std::size_t length = 0;
-};
-
-/** Control characters, line breaks, and characters that hide or reorder text. */
-bool isTreacherous(char32_t code) {
-  struct Range {
-    char32_t first, last;
-  };
-  static constexpr Range kRanges[] = {{0, 0x1f},        {0x7f, 0x9f},     {0x61c, 0x61c},
-                                      {0x200b, 0x200f}, {0x2028, 0x202e}, {0x2060, 0x206f},
-                                      {0xfeff, 0xfeff}, {0xfff9, 0xfffb}, {0xe0000, 0xe007f}};
-  return std::any_of(std::begin(kRanges), std::end(kRanges), [code](const Range& range) {
-    return code >= range.first && code <= range.last;
-  });
-}
-
-void appendBytes(std::string_view bytes, std::string& text) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  for (std::size_t i = 0; i < bytes.size(); ++i) {
-    const unsigned byte = byteAt(bytes, i);
-    text.append("\\x").append(1, kDigits[byte >> 4]).append(1, kDigits[byte & 0xf]);
-  }
+/** The length of a text's first character; 0 unless it is UTF-8 and harmless. */
+std::size_t harmlessLength(std::string_view text) {
+  static const locale_t kUtf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  const locale_t previous = uselocale(kUtf8);
+  std::mbstate_t state = {};
+  wchar_t code = 0;
+  const std::size_t length = std::mbrtowc(&code, text.data(), text.size(), &state);
+  uselocale(previous);
+  return length <= text.size() && !isTreacherous(code) ? length : 0;
 }
 
 std::string cellText(const ordered_json& cell) {
@@ -86,14 +64,15 @@ std::vector<Line> cellTexts(const ordered_json& rows) {
 std::string visible(const std::string& text) {
   std::string result;
   for (std::string_view rest = text; !rest.empty();) {
-    const Character character(rest);
-    const std::string_view bytes = rest.substr(0, std::max(character.length, std::size_t{1}));
-    if (character.length == 0 || isTreacherous(character.code)) {
-      appendBytes(bytes, result);
+    const std::size_t length = harmlessLength(rest);
+    if (length > 0) {
+      result += rest.substr(0, length);
     } else {
-      result += bytes;
+      char escaped[sizeof("\\xff")];
+      std::snprintf(escaped, sizeof(escaped), "\\x%02x", static_cast<unsigned char>(rest.front()));
+      result += escaped;
     }
-    rest.remove_prefix(bytes.size());
+    rest.remove_prefix(std::max(length, std::size_t{1}));
   }
   return result;
 }
@@ -103,7 +82,7 @@ std::size_t displayWidth(const std::string& text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (text[i] == '\033') {
       i = std::min(text.find('m', i), text.size());
-    } else if ((byteAt(text, i) & 0xc0) != 0x80) {
+    } else if ((text[i] & 0xc0) != 0x80) {
       ++width;
     }
   }

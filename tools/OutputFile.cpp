@@ -5,91 +5,45 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 
-#include <android-base/unique_fd.h>
-
 namespace {
 
-/** Whether path leads to the file that is this process's standard output. */
+void require(bool isDone, const std::string& path) {
+  if (!isDone) {
+    throw std::runtime_error("cannot write " + path +
+                             (errno != 0 ? std::string(": ") + std::strerror(errno) : ""));
+  }
+}
+
+}  // namespace
+
 bool isStandardOutput(const std::string& path) {
   struct stat named, own;
   return path == "-" || (stat(path.c_str(), &named) == 0 && fstat(STDOUT_FILENO, &own) == 0 &&
                          named.st_dev == own.st_dev && named.st_ino == own.st_ino);
 }
 
-/** The mode of a file that is made without a wish for another. */
-mode_t defaultMode() {
-  const mode_t mask = umask(0);
-  umask(mask);
-  return DEFFILEMODE & ~mask;
-}
-
-[[noreturn]] void failToWrite(const std::string& path) {
-  throw std::runtime_error("cannot write " + path +
-                           (errno != 0 ? std::string(": ") + std::strerror(errno) : ""));
-}
-
-}  // namespace
-
 OutputFile::OutputFile(const std::string& path, std::ostream& standardOutput)
-    : mPath(path), mStream(isStandardOutput(path) ? standardOutput : mFile) {
-  if (&mStream != &mFile) {
+    : mPath(path), mStandardOutput(standardOutput), mFile(nullptr, std::fclose) {
+  if (isStandardOutput(path)) {
     return;
   }
-  beginTemporary();
-  errno = 0;
-  mFile.open(mTemporaryPath.empty() ? mPath : mTemporaryPath);
-  if (!mFile.is_open()) {
-    failToWrite(mPath);
-  }
-}
-
-OutputFile::~OutputFile() {
-  if (!mTemporaryPath.empty()) {
-    unlink(mTemporaryPath.c_str());
-  }
-}
-
-void OutputFile::beginTemporary() {
-  struct stat old;
-  const bool exists = lstat(mPath.c_str(), &old) == 0;
-  char target[PATH_MAX];
-  if (exists && (realpath(mPath.c_str(), target) == nullptr || stat(target, &old) != 0 ||
-                 !S_ISREG(old.st_mode) || access(target, W_OK) != 0)) {
-    return;
-  }
-  mTarget = exists ? target : mPath;
-  std::string path = mTarget + ".XXXXXX";
-  const android::base::unique_fd file(mkostemp(path.data(), O_CLOEXEC));
-  if (!file.ok()) {
-    return;
-  }
-  const bool keepsOwner = !exists || fchown(file.get(), old.st_uid, old.st_gid) == 0;
-  const mode_t mode = exists ? old.st_mode & ALLPERMS : defaultMode();
-  if (keepsOwner && fchmod(file.get(), mode) == 0) {
-    mTemporaryPath = path;
-  } else {
-    unlink(path.c_str());
-  }
+  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, DEFFILEMODE);
+  require(file >= 0, path);
+  mFile.reset(fdopen(file, "w"));
+  require(mFile != nullptr, path);
 }
 
 void OutputFile::finish() {
+  const std::string text = mText.str();
   errno = 0;
-  mStream.flush();
-  if (mFile.is_open()) {
-    mFile.close();
+  if (mFile == nullptr) {
+    require((mStandardOutput << text).flush().good(), mPath);
+    return;
   }
-  if (!mStream.good()) {
-    failToWrite(mPath);
-  }
-  if (!mTemporaryPath.empty()) {
-    if (rename(mTemporaryPath.c_str(), mTarget.c_str()) != 0) {
-      failToWrite(mPath);
-    }
-    mTemporaryPath.clear();
-  }
+  require(ftruncate(fileno(mFile.get()), 0) == 0 || errno == EINVAL, mPath);  // no plain file
+  require(std::fwrite(text.data(), 1, text.size(), mFile.get()) == text.size(), mPath);
+  require(std::fclose(mFile.release()) == 0, mPath);
 }

@@ -1,38 +1,35 @@
 #pragma once
 
-#include <fstream>
+#include <cstdio>
+#include <memory>
+#include <sstream>
 #include <string>
 
+/** Whether path is "-" or leads to the file that is this process's standard output. */
+bool isStandardOutput(const std::string& path);
+
 /**
- * A file that a command makes. A plain file is written beside its place and only takes it when whole;
- * links are followed, and a file that was there keeps its mode and owner. What is not a plain file, as
- * a FIFO, and a file that cannot be replaced or is made through a link, is written straight.
+ * A file that a command makes. It is opened at once, so that a place that cannot be written is known
+ * before the work, and written when its text is complete. What was there keeps its links, mode and
+ * owner, since it is written in place.
  */
 class OutputFile {
  public:
   /**
-   * Begins the file; "-" and the process's own standard output are standardOutput. Throws
-   * std::runtime_error when it cannot be written.
+   * Opens the file, or takes standardOutput where that is meant. Throws std::runtime_error when the
+   * file cannot be written.
    */
   OutputFile(const std::string& path, std::ostream& standardOutput);
 
-  /** Without finish(), leaves a plain file as it was. */
-  ~OutputFile();
-  OutputFile(const OutputFile&) = delete;
-  OutputFile& operator=(const OutputFile&) = delete;
+  /** Takes the text. Without finish(), a file that was there stays as it was, and a new one empty. */
+  std::ostream& stream() { return mText; }
 
-  std::ostream& stream() { return mStream; }
-
-  /** Puts the file in its place. Throws std::runtime_error when not all of it was written. */
+  /** Writes the file. Throws std::runtime_error when not all of it was written. */
   void finish();
 
  private:
-  /** Makes the temporary file; leaves its path empty when the file has to be written straight. */
-  void beginTemporary();
-
   const std::string mPath;
-  std::string mTarget{};         ///< mPath without links
-  std::string mTemporaryPath{};  ///< empty when the file is written straight
-  std::ofstream mFile{};
-  std::ostream& mStream;
+  std::ostringstream mText{};
+  std::ostream& mStandardOutput;
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> mFile;  ///< null for standard output
 };

@@ -3,18 +3,6 @@
 #include <cstring>
 #include <stdexcept>
 
-namespace {
-
-std::string joined(const std::vector<std::string>& texts) {
-  std::string result;
-  for (const std::string& text : texts) {
-    result += (result.empty() ? "" : ", ") + text;
-  }
-  return result.empty() ? "none" : result;
-}
-
-}  // namespace
-
 // A connection that could not write at all would leave files of the write-ahead log behind.
 Database::Database(const std::string& file) : Database(file, SQLITE_OPEN_READWRITE) {
   each("PRAGMA query_only = 1", {});
@@ -52,14 +40,10 @@ void Database::each(const std::string& query, const Visitor& visit) const {
   }
 }
 
-std::vector<std::string> Database::texts(const std::string& query) const {
-  std::vector<std::string> texts;
-  each(query, [&](sqlite3_stmt* row) { texts.push_back(bytesOf(row, 0)); });
-  return texts;
-}
-
-std::vector<std::string> Database::tables() const {
-  return texts("SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name");
+std::string Database::text(const std::string& query) const {
+  std::string text;
+  each(query, [&](sqlite3_stmt* row) { text = bytesOf(row, 0); });
+  return text;
 }
 
 bool Database::hasTable(const std::string& name) const {
@@ -67,10 +51,10 @@ bool Database::hasTable(const std::string& name) const {
                                        nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
-std::vector<std::string> Database::missingColumns(const std::string& table) const {
-  return texts(
+std::string Database::missingColumns(const std::string& table) const {
+  return text(
       "WITH needed(name) AS (VALUES ('intcol1'), ('appName'), ('rsvdName'), ('blob')) "
-      "SELECT name FROM needed WHERE name COLLATE NOCASE NOT IN "
+      "SELECT group_concat(name, ', ') FROM needed WHERE name COLLATE NOCASE NOT IN "
       "(SELECT name FROM pragma_table_info(" +
       quoted(table) + "))");
 }
@@ -79,25 +63,27 @@ const TableKind& Database::kindOf(const std::string& table) const {
   if (!missingColumns(table).empty()) {
     return kForeign;
   }
-  const TableKind* kind = &kEmpty;
-  each("SELECT length(blob) FROM " + quoted(table) + " WHERE blob NOT NULL LIMIT 1",
-       [&](sqlite3_stmt* row) {
-         const int size = sqlite3_column_int(row, 0);
-         kind = size == sizeof(LaunchPayload) ? &kLaunches
-                : size == sizeof(SlotPayload) ? &kSlots
-                                              : &kUnknown;
-       });
-  return *kind;
+  const std::string size =
+      text("SELECT length(blob) FROM " + quoted(table) + " WHERE blob NOT NULL LIMIT 1");
+  if (size.empty()) {
+    return kEmpty;
+  }
+  if (size == std::to_string(sizeof(LaunchPayload))) {
+    return kLaunches;
+  }
+  return size == std::to_string(sizeof(SlotPayload)) ? kSlots : kUnknown;
 }
 
 const TableKind& Database::requireStore(const std::string& table) const {
   if (!hasTable(table)) {
-    throw std::runtime_error(mFile + " has no table " + table + "; it has " + joined(tables()));
+    throw std::runtime_error(mFile + " has no table " + table + "; it has " +
+                             text("SELECT ifnull(group_concat(name, ', '), 'none') FROM (" +
+                                  std::string(kTableNames) + ")"));
   }
   const TableKind& kind = kindOf(table);
   if (&kind == &kForeign) {
     throw std::runtime_error(mFile + ": table " + table + " is not a row store's; it lacks " +
-                             joined(missingColumns(table)));
+                             missingColumns(table));
   }
   return kind;
 }

@@ -5,7 +5,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "LMDatabase.h"
 
@@ -28,6 +27,10 @@ inline constexpr TableKind kForeign = {"not a row store's", "", ""};  ///< it la
 
 inline constexpr int kBusyLimitMs = 1000;  ///< the table's own program may be writing
 
+/** Finds the names of a file's tables. */
+inline constexpr char kTableNames[] =
+    "SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name";
+
 /** A connection of lmctl's own, which only looks at a file. Failures throw std::runtime_error. */
 class Database {
  public:
@@ -42,12 +45,6 @@ class Database {
   /** Calls visit with each row that a query finds. */
   void each(const std::string& query, const Visitor& visit) const;
 
-  /** The first columns of the rows that a query finds. */
-  std::vector<std::string> texts(const std::string& query) const;
-
-  /** The names of the file's tables. */
-  std::vector<std::string> tables() const;
-
   /** Whether there is a table with a name, which may differ in case. */
   bool hasTable(const std::string& name) const;
 
@@ -60,8 +57,11 @@ class Database {
   /** Opens a file with sqlite3_open_v2()'s flags. */
   Database(const std::string& file, int flags);
 
-  /** Which columns of a row store's table a table lacks. */
-  std::vector<std::string> missingColumns(const std::string& table) const;
+  /** The first column of a query's only row; empty for none. */
+  std::string text(const std::string& query) const;
+
+  /** Which columns of a row store's table a table lacks, ", " between them. */
+  std::string missingColumns(const std::string& table) const;
 
   [[noreturn]] void fail() const;
 

@@ -51,12 +51,13 @@ bool printLine(const ordered_json& row, std::ostream& out) try {
 int dbTables(const DbOptions& options, Console& console) {
   const Database database(options.file);
   ordered_json rows = ordered_json::array();
-  for (const std::string& table : database.tables()) {
-    database.each("SELECT count(*) FROM " + quoted(table), [&](sqlite3_stmt* row) {
+  database.each(kTableNames, [&](sqlite3_stmt* table) {
+    const std::string name = bytesOf(table, 0);
+    database.each("SELECT count(*) FROM " + quoted(name), [&](sqlite3_stmt* count) {
       rows.push_back(
-          {{"table", table}, {"payload", database.kindOf(table).name}, {"rows", cellOf(row, 0)}});
+          {{"table", name}, {"payload", database.kindOf(name).name}, {"rows", cellOf(count, 0)}});
     });
-  }
+  });
   printRows(rows, options.json, console.out);
   return kSuccess;
 }

@@ -1,5 +1,3 @@
-#include "db/Favourites.h"
-
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -13,6 +11,7 @@
 #include "NodeChecks.h"
 #include "Output.h"
 #include "db/Database.h"
+#include "db/Db.h"
 
 using nlohmann::ordered_json;
 

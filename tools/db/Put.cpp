@@ -29,7 +29,7 @@ void require(bool isGood, const std::string& name, const std::string& rule) {
 }
 
 bool isGiven(const json& row, const char* name) {
-  return row.contains(name) && !row[name].is_null() && row[name] != "";
+  return row.count(name) != 0 && !row[name].is_null();
 }
 
 std::int32_t integerOf(const json& row, const std::string& name, int highest) {
@@ -43,9 +43,9 @@ std::int32_t integerOf(const json& row, const std::string& name, int highest) {
 
 std::string textOf(const json& row, const std::string& name) {
   const json value = row.value(name, json());
-  const std::string text = value.is_string() ? value.get<std::string>() : std::string(1, '\0');
-  require(text.find('\0') == std::string::npos, name, "must be a text without zero bytes");
-  return text;
+  const bool isGood = value.is_string() && value.get<std::string>().find('\0') == std::string::npos;
+  require(isGood, name, "must be a text without zero bytes");
+  return value;
 }
 
 void setPayload(LaunchPayload& payload, const json& row) {
@@ -65,10 +65,10 @@ void setPayload(SlotPayload& payload, const json& row) {
 /** A row for the store. Throws what cannot be put into one. */
 template <typename T>
 std::unique_ptr<LMDBDataRow<T>> rowFrom(const json& object, const TableKind& kind) {
-  const std::set<std::string> columns = {"rowid", "int", kind.nameColumn, "rsvd",
-                                         kind.payloadColumn};
   for (const auto& [name, value] : object.items()) {
-    require(columns.count(name) != 0, name, "is not a column of this kind of rows");
+    const bool isColumn = name == "rowid" || name == "int" || name == kind.nameColumn ||
+                          name == "rsvd" || name == kind.payloadColumn;
+    require(isColumn, name, "is not a column of this kind of rows");
   }
   auto row = std::make_unique<LMDBDataRow<T>>();
   row->intcol1 = isGiven(object, "int") ? integerOf(object, "int", kNoIntcol1 - 1) : kNoIntcol1;
@@ -87,7 +87,7 @@ void check(const json& row, const TableKind& kind) {
   }
 }
 
-/** Parses one object. Throws json::exception, and also for a member that is given twice. */
+/** Parses one object. Throws also for a member that is given twice. */
 json parseObject(const std::string& line) {
   std::set<std::string> names;
   const auto checkName = [&](int depth, json::parse_event_t event, const json& value) {
@@ -96,35 +96,31 @@ json parseObject(const std::string& line) {
     }
     return true;
   };
-  json object = json::parse(line, checkName);
+  json object = json::parse(line, checkName, false);
   if (!object.is_object()) {
-    throw std::runtime_error("not an object");
+    throw std::runtime_error("not a JSON object");
   }
   return object;
 }
 
-/** Adds the row of a line that is at a place. */
-void addRow(const std::string& line, NewRows& rows, const std::string& place) try {
-  const json row = parseObject(line);
-  if (rows.rows.empty() && row.contains(kSlots.nameColumn)) {
-    rows.kind = &kSlots;
-  }
-  check(row, *rows.kind);
-  rows.rows.push_back(row);
-} catch (const json::exception& e) {
-  const std::string what = e.what();  // names the parser and a line of its own first
-  throw std::runtime_error(place + what.substr(std::min(what.find("column"), what.size())));
-} catch (const std::runtime_error& e) {
-  throw std::runtime_error(place + e.what());
-}
-
+/** Reads a row from each line that is not blank. Throws what is wrong, and in which line. */
 NewRows readRows(std::istream& text, const std::string& name) {
   NewRows rows = {&kLaunches};
   std::string line;
-  for (std::size_t number = 1; std::getline(text, line); ++number) {
-    if (line.find_first_not_of(" \t\r") != std::string::npos) {
-      addRow(line, rows, name + ": line " + std::to_string(number) + ": ");
+  std::size_t number = 0;
+  try {
+    while (++number, std::getline(text, line)) {
+      if (line.find_first_not_of(" \t\r") == std::string::npos) {
+        continue;
+      }
+      const json& row = rows.rows.emplace_back(parseObject(line));
+      if (rows.rows.size() == 1 && row.count(kSlots.nameColumn) != 0) {
+        rows.kind = &kSlots;
+      }
+      check(row, *rows.kind);
     }
+  } catch (const std::runtime_error& e) {
+    throw std::runtime_error(name + ": line " + std::to_string(number) + ": " + e.what());
   }
   return rows;
 }

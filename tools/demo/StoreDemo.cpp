@@ -5,7 +5,7 @@
 #include "ConfigOverrides.h"
 #include "LMDatabase.h"
 #include "Output.h"
-#include "db/Favourites.h"
+#include "db/Db.h"
 #include "demo/Steps.h"
 #include "testing/TemporaryFolder.h"
 #include "watch/Summary.h"

@@ -5,9 +5,9 @@
 #include <cmath>
 #include <fstream>
 
-#include "FetchPreferredApps.h"
 #include "Commands.h"
-#include "db/Favourites.h"
+#include "FetchPreferredApps.h"
+#include "db/Db.h"
 #include "watch/Summary.h"
 
 using Json = nlohmann::ordered_json;

@@ -60,8 +60,8 @@ void requireUse(const ReportOptions& options) {
     throw UsageError(
         "no file for the page: name one with --output FILE, or print its record with --json");
   }
-  if (options.output == "-" && options.json) {
-    throw UsageError("--json and --output - both mean standard output");
+  if (isStandardOutput(options.output) && options.json) {
+    throw UsageError("--json and --output both mean standard output");
   }
 }
 
@@ -69,7 +69,7 @@ void requireUse(const ReportOptions& options) {
 
 int makeReport(const ReportOptions& options, Console& console) {
   requireUse(options);
-  const bool isQuiet = options.json || options.output == "-";
+  const bool isQuiet = options.json || isStandardOutput(options.output);
   const StopSignals signals;
   Watched watched;
   WatchedVsyncs vsyncs(options.sample ? std::make_unique<HostNameDisplay>() : nullptr,

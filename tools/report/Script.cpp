@@ -57,7 +57,7 @@ const scale = (low, high, from, to) => (value) =>
 const percentile = (sorted, percent) =>
     sorted[Math.max(Math.ceil(sorted.length * percent / 100) - 1, 0)];
 
-/** The next of 1, 2, 5, 10, 20, ... and of their parts from value on. */
+/** The smallest of ..., 0.5, 1, 2, 5, 10, 20, ... that is not below a value. */
 function roundUp(value) {
   const power = 10 ** Math.floor(Math.log10(value));
   return power * [1, 2, 5, 10].find((factor) => factor * power >= value * (1 - 1e-9));
@@ -84,7 +84,7 @@ function binsOf(sorted, atLeast) {
   return {low: first * step, step, count: Math.floor(top / step + 1e-9) + 1 - first};
 }
 
-/** Groups values by their keys: equal parts of a range, the outer ones with what is beyond it. */
+/** Groups values by their keys, in equal parts of a range. What is beyond it goes into the outer ones. */
 function inParts(values, keys, low, step, count) {
   const parts = Array.from({length: count}, () => []);
   const indexOf = (key) => clamp(Math.floor((key - low) / step + 1e-9), 0, count - 1);
@@ -135,12 +135,24 @@ function drawColumns({svg, columns, x, y, box}, values, ends, seconds, limit) {
       box('band', from, to, greatest, least);
       box('bar', from, to, median - 1, median + 1);
     }
-    for (const value of isBand ? column.slice(-1) : column) {
+    const dots = isBand ? column.slice(-1) : column;
+    for (const value of dots) {
       const isLate = value > limit;
       add(svg, 'circle', {class: isLate ? 'late' : 'bar', r: isLate ? 2.5 : 1.8,
                           cx: (from + to) / 2, cy: y(value)});
     }
     add(svg, 'g', {'data-late': column.filter((value) => value > limit).length});
+  });
+}
+
+/** Draws how many values are in each bin. */
+function drawBins({amount, y, box}, bins, low, step, limit, unit) {
+  bins.forEach((bin, i) => {
+    const [from, to] = [low + i * step, low + (i + 1) * step];
+    const name = from >= limit ? 'late' : 'bar';
+    const bar = box(name, amount(0), amount(bin.length), y(to), y(from));
+    bar.dataset.count = bin.length;
+    add(bar, 'title', {}, `${from.toFixed(2)} to ${to.toFixed(2)} ${unit}: ${bin.length}`);
   });
 }
 
@@ -158,17 +170,13 @@ function drawChart(figure) {
   const bins = inParts(values, values, low, step, count);
   const chart = makeChart(figure, seconds, Math.max(...bins.map((bin) => bin.length)), {low, high});
   drawColumns(chart, values, ends, seconds, limit);
-  bins.forEach((bin, i) => {
-    const from = low + i * step;
-    const bar = chart.box(from >= limit ? 'late' : 'bar', chart.amount(0), chart.amount(bin.length),
-                          chart.y(from + step), chart.y(from));
-    bar.dataset.count = bin.length;
-    add(bar, 'title', {}, `${from.toFixed(2)} to ${(from + step).toFixed(2)} ${unit}: ${bin.length}`);
-  });
-  for (const [percent, x, anchor] of [[50, chart.amount(0) + 4, 'start'], [99, chart.width, 'end']]) {
+  drawBins(chart, bins, low, step, limit, unit);
+  for (const percent of [50, 99]) {
     const value = percentile(sorted, percent);
+    const isBelow = chart.y(value) - chart.y(percentile(sorted, 99)) < 16 && percent === 50;
     chart.line('mark', chart.y(value));
-    chart.text(x, chart.y(value) - 4, anchor, `p${percent} ${value.toFixed(2)}`, 'mark');
+    chart.text(chart.width, chart.y(value) + (isBelow ? 14 : -4), 'end',
+               `p${percent} ${value.toFixed(2)}`, 'mark');
   }
   const beyond = values.filter((value) => value < low || value > high).length;
   if (beyond > 0) {

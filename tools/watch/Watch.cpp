@@ -38,7 +38,7 @@ int watch(WatchedSource& source, const StopSignals& signals, const WatchOptions&
           Console& console) {
   const WatchedSource::Kind& kind = source.kind();
   const Clock::time_point begin = Clock::now();
-  const bool isTraceOnly = options.trace == "-";
+  const bool isTraceOnly = isStandardOutput(options.trace);
   std::optional<TraceWriter> trace;
   if (!options.trace.empty()) {
     trace.emplace(options.trace, begin, console.out);
