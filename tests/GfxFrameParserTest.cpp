@@ -8,7 +8,18 @@
 
 namespace {
 
-TEST(GfxFrameParser, PairsStagesByFrameAndCountsStarts) {
+/** A source, and the plain way to read the same text. */
+class GfxFrameParser : public testing::Test {
+ protected:
+  void expectAgreement(const std::string& text) {
+    EXPECT_TRUE(mReference.agreesWith(mSource, text)) << text;
+  }
+
+  OpenGfxEvent mSource;
+  FrameParserReference mReference;
+};
+
+TEST_F(GfxFrameParser, PairsStagesByFrameAndCountsStarts) {
   using Values = std::vector<double>;
   // Second to third stage, intervals, first to second, and the keys of the frames still pending.
   const std::tuple<const char*, Values, Values, Values, std::vector<unsigned long>> cases[] = {
@@ -41,17 +52,26 @@ TEST(GfxFrameParser, PairsStagesByFrameAndCountsStarts) {
   }
 }
 
-/** Records that end early, and text that drivers do not write in place of each field. */
-TEST(GfxFrameParser, ReadsUnusualTextAsStrtokAndStrtoulWould) {
-  OpenGfxEvent source;
-  FrameParserReference reference;
-  const auto expectAgreement = [&](const std::string& text) {
-    EXPECT_TRUE(reference.agreesWith(source, text)) << text;
-  };
-  const std::string usual = "0 1 1 1 9000 0:0 1 1 2 12000 0:0 1 1 3 15000 0";
-  for (std::size_t end = 0; end < usual.size(); ++end) {
-    expectAgreement(usual.substr(0, end) + ":" + usual);
+TEST_F(GfxFrameParser, TakesStagesInAnyOrder) {
+  for (int order = 0; order < 6 * 6 * 6 * 6; ++order) {  // of two frames' three stages
+    std::string text;
+    int time = 0;
+    for (int rest = order; rest > 0; rest /= 6) {
+      text += "0 1 " + std::to_string(rest % 2) + " " + std::to_string(rest % 3 + 1) + " " +
+              std::to_string(time += 5000) + ":";
+    }
+    expectAgreement(text);
   }
+}
+
+TEST_F(GfxFrameParser, TakesRecordsThatEndEarly) {
+  const std::string record = "0 1 1 2 12000 0";
+  for (std::size_t end = 0; end < record.size(); ++end) {
+    expectAgreement("0 1 1 1 9000 0:" + record.substr(0, end) + ":" + record);
+  }
+}
+
+TEST_F(GfxFrameParser, TakesFieldsAndSeparatorsThatDriversDoNotWrite) {
   std::istringstream fields(
       "|\t|\n1|\v\f\r 2|+1|-1|- 1|-18446744073709551615|0x1|0X2|0xg|0x|02|08|00|2x|x|1\t|\x80|3|1 |"
       " 1|1 1|9999999999999999999|18446744073709551614|18446744073709551616|"

@@ -22,6 +22,7 @@ extern "C" int nanosleep(const timespec* duration, timespec* rest) {
   if (gettid() != threadNamed("LmThermalEvent")) {
     return real(duration, rest);
   }
+  EXPECT_GT(gFetches, 0) << "it sleeps before it fetches";
   gPeriodNs = duration->tv_sec * 1000000000L + duration->tv_nsec;
   const timespec shorter = {.tv_sec = 0, .tv_nsec = 1000000};
   return real(&shorter, rest);
@@ -37,6 +38,7 @@ void awaitTwoFetches() {
 }
 
 TEST(Thermal, FetchesEachPeriodWhileStartedAndForgetsTheDataAtEachStart) {
+  gFetches = 0;
   gResets = 0;
   TestThermalSource source;
   source.registerCallBack(first, nullptr);
