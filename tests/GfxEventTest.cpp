@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <fstream>
 #include <functional>
@@ -82,18 +83,15 @@ TEST_F(Gfx, EachReadIsDeliveredAndFramesAreForgottenAtEachStartAndPause) {
   mSource->startEvent(kFirst, 120);
   mSource->report("0 1 1 1 10000:0 1 1 2 12000:0 1 1 3 18000:");
   EXPECT_TRUE(mFirst.waitFor({{6}, {10}, {2}}));
-  const auto start = [this](AsyncEventCallback cb) { mSource->startEvent(cb, 60); };
-  const auto pause = [this](AsyncEventCallback cb) { mSource->pauseEvent(cb); };
-  const std::tuple<const char*, std::function<void(AsyncEventCallback)>, AsyncEventCallback>
-      steps[] = {{"another starts", start, kSecond},
-                 {"another pauses", pause, kSecond},
-                 {"the last pauses", pause, kFirst}};
+  const std::tuple<const char*, std::function<void()>> steps[] = {
+      {"another starts", [this] { mSource->startEvent(kSecond, 60); }},
+      {"another pauses", [this] { mSource->pauseEvent(kSecond); }},
+  };
   std::string time = "20000";
-  for (const auto& [name, operation, cb] : steps) {
+  for (const auto& [name, operation] : steps) {
     mSource->report("0 1 1 1 " + time);
     EXPECT_TRUE(mFirst.waitFor({{}, {10}, {}})) << name;
-    operation(cb);
-    start(kFirst);
+    operation();
     mSource->report("0 1 1 2 99000:0 1 1 3 99000");
     EXPECT_TRUE(mFirst.waitFor({})) << name;
     ++time[0];
@@ -170,11 +168,14 @@ TEST_F(Gfx, SamplesAreDeliveredThoughTheNodesFail) {
 }
 
 TEST_F(Gfx, EachOperationWaitsForTheLocksThatItsDataNeeds) {
+  hostcore::setItem(kGfxDataNodeItem, "/nowhere");
+  mSource->setGfxSysNodes();
   char text[] = ":";
   GfxFrameData data;
   const std::tuple<const char*, std::mutex&, std::function<void()>> cases[] = {
       {"start", mSource->mFrameLock, [&] { mSource->startEvent(nullptr, 1); }},
       {"pause", mSource->mFrameLock, [&] { mSource->pauseEvent(nullptr); }},
+      {"begin to poll", mSource->mFrameLock, [&] { GfxEvent::pollingThreadFunc(&*mSource); }},
       {"parse", mSource->mFrameLock, [&] { mSource->stringParser(text, data); }},
       {"deliver", mSource->mCallbacksLck, [&] { mSource->processCb(data); }},
   };
@@ -202,23 +203,25 @@ TEST_F(Gfx, WithoutMemoryForThePathThereIsNoPolling) {
   EXPECT_THAT(mLog.texts(), testing::ElementsAre(kNoMemory));
 }
 
-/** Memory ends in a client's callback. */
-TEST_F(Gfx, AReadForWhichMemoryIsShortLosesItsRestOnly) {
-  int allocation = 1;  // the one that fails in the next read
+/** A client's callback uses the memory up. */
+TEST_F(Gfx, AReadForWhichMemoryIsShortLosesOnlyTheRestOfItsText) {
+  std::atomic<int> allocation = 0;  // of the next read, which fails; 0 for none
   const AsyncEventCallback greedy = [](int, void*, int, void* next) {
-    failingnew::gThrowing = std::exchange(*static_cast<int*>(next), 0);
+    failingnew::gThrowing = static_cast<std::atomic<int>*>(next)->exchange(0);
   };
   mSource->registerCallBack(greedy, &allocation);
   mSource->startEvent(kFirst, 1);
+  mSource->startEvent(greedy, 1);
   mSource->report("0 1 1 1 9000");
   EXPECT_TRUE(mFirst.waitFor({{}, {9}, {}}));
-  mSource->startEvent(greedy, 1);
+  allocation = 2;
   mSource->report(":");
   EXPECT_TRUE(mFirst.waitFor({}));
-  mSource->report("0 1 1 1 20000:");
-  EXPECT_THAT(mLog.waitFor(1), testing::ElementsAre(kNoMemory));
+  mSource->report("0 1 1 2 11000:0 2 2 1 20000");
+  EXPECT_TRUE(mFirst.waitFor({{}, {}, {2}}));
+  EXPECT_THAT(mLog.texts(), testing::ElementsAre(kNoMemory));
   mSource->pauseEvent(greedy);
-  mSource->report("0 2 2 1 40000");
+  mSource->report("0 3 3 1 40000");
   EXPECT_TRUE(mFirst.waitFor({{}, {31}, {}}));
 }
 
