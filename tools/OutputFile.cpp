@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 
@@ -15,6 +17,29 @@ void require(bool isDone, const std::string& path) {
     throw std::runtime_error("cannot write " + path +
                              (errno != 0 ? std::string(": ") + std::strerror(errno) : ""));
   }
+}
+
+/** Writes text to file and closes it; returns whether all of it was written. */
+bool write(std::FILE* file, const std::string& text) {
+  const bool isWritten = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+  return std::fclose(file) == 0 && isWritten;
+}
+
+/** A new file beside path, with the mode and owner of old; null where there cannot be one. */
+std::FILE* openBeside(std::string& path, const struct stat& old) {
+  path += ".XXXXXX";
+  const int file = mkostemp(path.data(), O_CLOEXEC);
+  if (file < 0) {
+    return nullptr;
+  }
+  const bool isLikeOld =
+      fchown(file, old.st_uid, old.st_gid) == 0 && fchmod(file, old.st_mode) == 0;
+  if (!isLikeOld) {
+    close(file);
+    unlink(path.c_str());
+    return nullptr;
+  }
+  return fdopen(file, "w");
 }
 
 }  // namespace
@@ -43,7 +68,19 @@ void OutputFile::finish() {
     require((mStandardOutput << text).flush().good(), mPath);
     return;
   }
+  struct stat old;
+  char target[PATH_MAX];
+  const bool isReplaceable = fstat(fileno(mFile.get()), &old) == 0 && S_ISREG(old.st_mode) &&
+                             realpath(mPath.c_str(), target) != nullptr;
+  std::string temporary = isReplaceable ? target : "";
+  if (std::FILE* const file = isReplaceable ? openBeside(temporary, old) : nullptr) {
+    const bool isReplaced = write(file, text) && rename(temporary.c_str(), target) == 0;
+    if (!isReplaced) {
+      unlink(temporary.c_str());
+    }
+    require(isReplaced, mPath);
+    return;
+  }
   require(ftruncate(fileno(mFile.get()), 0) == 0 || errno == EINVAL, mPath);  // no plain file
-  require(std::fwrite(text.data(), 1, text.size(), mFile.get()) == text.size(), mPath);
-  require(std::fclose(mFile.release()) == 0, mPath);
+  require(write(mFile.release(), text), mPath);
 }

@@ -10,8 +10,9 @@ bool isStandardOutput(const std::string& path);
 
 /**
  * A file that a command makes. It is opened at once, so that a place that cannot be written is known
- * before the work, and written when its text is complete. What was there keeps its links, mode and
- * owner, since it is written in place.
+ * before the work, and written when its text is complete. A plain file is then replaced as a whole;
+ * it keeps its mode and owner, and a symbolic link to it stays. It is written in place where no other
+ * file can be put beside it.
  */
 class OutputFile {
  public:

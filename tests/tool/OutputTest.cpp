@@ -61,7 +61,7 @@ std::string write(const std::string& path, const std::string& text) {
   return standardOutput.str();
 }
 
-TEST(OutputFile, AFileIsWrittenWhenCompleteAndKeepsItsModeAndItsLinks) {
+TEST(OutputFile, AFileIsReplacedWhenCompleteAndKeepsItsModeOwnerAndLink) {
   const TemporaryFolder folder;
   const std::string link = folder.path() + "/link";
   const std::string target = folder.path() + "/target";
@@ -70,13 +70,18 @@ TEST(OutputFile, AFileIsWrittenWhenCompleteAndKeepsItsModeAndItsLinks) {
   write(link, "first, a longer one");
   EXPECT_EQ(contentsOf(target), "first, a longer one");
   chmod(target.c_str(), 0600);
+  struct stat old = {};
+  EXPECT_EQ(getuid() == 0 ? chown(target.c_str(), 1, 2) : 0, 0);
+  EXPECT_EQ(stat(target.c_str(), &old), 0);
   OutputFile(link, standardOutput).stream() << "half";
   EXPECT_EQ(contentsOf(target), "first, a longer one");
   write(link, "second");
   EXPECT_EQ(contentsOf(target), "second");
   struct stat file = {};
   EXPECT_EQ(stat(target.c_str(), &file), 0);
-  EXPECT_EQ(file.st_mode & ALLPERMS, 0600u);
+  EXPECT_EQ(std::tuple(file.st_mode & ALLPERMS, file.st_uid, file.st_gid),
+            std::tuple(0600u, old.st_uid, old.st_gid));
+  EXPECT_NE(file.st_ino, old.st_ino);
   char linked[16];
   EXPECT_EQ(readlink(link.c_str(), linked, sizeof(linked)), 6);
   EXPECT_EQ(namesIn(folder.path()).size(), 2u);
