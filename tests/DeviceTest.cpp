@@ -100,11 +100,4 @@ TEST(DeviceFrames, EachIsToldOnceAndNoneWhilePaused) {
   writeNumber("frame_ctrl", -1);
 }
 
-TEST(DeviceControls, KeepWhatWasWritten) {
-  const std::size_t writesBefore = readNumber("writes");
-  writeNumber("control2", 5);
-  EXPECT_EQ(readNumber("control2"), 5u);
-  EXPECT_EQ(readNumber("writes"), writesBefore + 1);
-}
-
 }  // namespace

@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <cctype>
 #include <nlohmann/json.hpp>
 
 #include "HostCore.h"
@@ -11,7 +10,6 @@
 #include "testing/HostNameNode.h"
 #include "testing/TemporaryFolder.h"
 
-using testing::Contains;
 using testing::ContainsRegex;
 using testing::HasSubstr;
 
@@ -61,32 +59,6 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
     EXPECT_EQ(result.out, "") << name;
   }
-}
-
-/** The help of a command and of those below it, in the order in which they are listed. */
-std::string allHelp(const std::string& command) {
-  const std::string help = runLine(command + " --help").out;
-  std::string all = help;
-  std::istringstream lines(help);
-  for (std::string line; std::getline(lines, line);) {
-    if (line.starts_with("  ") && std::islower(static_cast<unsigned char>(line[2])) != 0) {
-      all += allHelp(command + " " + line.substr(2, line.find(' ', 2) - 2));
-    }
-  }
-  return all;
-}
-
-TEST(Lmctl, HelpOfAllCommandsFitsATerminal) {
-  std::istringstream help(allHelp(""));
-  std::vector<std::string> usages;
-  for (std::string line; std::getline(help, line);) {
-    EXPECT_LE(line.size(), 80u) << line;
-    if (line.starts_with("Usage: ")) {
-      usages.push_back(line);
-    }
-  }
-  EXPECT_EQ(usages.size(), 28u);
-  EXPECT_THAT(usages, Contains("Usage: lmctl db put [OPTION...] FILE TABLE [VALUE]"));
 }
 
 TEST(Lmctl, DoctorTellsWhatIsThereFromWhatIsMissing) {

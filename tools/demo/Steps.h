@@ -35,9 +35,8 @@ inline Outcome outcomeOf(bool worked) { return worked ? Outcome::kOk : Outcome::
 
 /**
  * The steps, each of which prints what it shows. They throw std::system_error when they are refused a
- * namespace, and std::runtime_error when they cannot go on. In this order: the first, in a child
- * process, and the two after it make namespaces of their own, which the kernel allows anybody only
- * while the process has no other thread.
+ * namespace, and std::runtime_error when they cannot go on. In this order: the first three make
+ * namespaces of their own, which the kernel allows anybody only while the process has one thread.
  */
 StepResult demonstrateLookup(DemoScene& scene);
 StepResult demonstrateThermal(DemoScene& scene);
