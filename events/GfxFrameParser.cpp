@@ -85,10 +85,13 @@ void readAnyRecord(const char* text, Record& record) {
   }
 }
 
-/** Reads the next record and moves to its end; returns false when there is none. */
+/**
+ * Reads the next record and moves to its end; returns false when there is none. Between two ':' is an
+ * empty one, whose stage 0 says nothing.
+ */
 bool readRecord(const char*& text, Record& record) {
-  if (*text == ':' && *++text == ':') {
-    text += std::strspn(text, ":");
+  if (*text == ':') {
+    ++text;
   }
   if (*text == '\0') {
     return false;

@@ -73,8 +73,8 @@ TEST_F(GfxFrameParser, TakesRecordsThatEndEarly) {
 
 TEST_F(GfxFrameParser, TakesFieldsAndSeparatorsThatDriversDoNotWrite) {
   std::istringstream fields(
-      "|\t|\n1|\v\f\r 2|+1|-1|- 1|-18446744073709551615|0x1|0X2|0xg|0x|02|08|00|2x|x|1\t|\x80|3|1 |"
-      " 1|1 1|9999999999999999999|18446744073709551614|18446744073709551616|"
+      "|\t|\n1|\v\f\r 2|+1|-1|- 1|-18446744073709551615|0x1|0X2|0xg|0x|02|08|00|2x|X2|1\t|\x80|3|"
+      "1 | 1|1 1|9999999999999999999|18446744073709551614|18446744073709551616|"
       "00000000000000000000000001");
   for (std::string field; std::getline(fields, field, '|');) {
     for (const std::string separator : {":", "::", ": :", " :\n", "", " "}) {
