@@ -116,12 +116,11 @@ int AsyncEvent::getThreadState() {
 
 int AsyncEvent::analyseThreadState() {
   const int state = getThreadState();
-  if (state != THREAD_PAUSED) {
-    return state;
-  }
-  std::unique_lock lock(mThreadCondLck);
-  while (getThreadState() == THREAD_PAUSED) {
-    mThreadCond.wait(lock);
+  if (state == THREAD_PAUSED) {
+    std::unique_lock lock(mThreadCondLck);
+    while (getThreadState() == THREAD_PAUSED) {
+      mThreadCond.wait(lock);
+    }
   }
   return state;
 }

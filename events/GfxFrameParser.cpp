@@ -85,13 +85,10 @@ void readAnyRecord(const char* text, Record& record) {
   }
 }
 
-/**
- * Reads the next record and moves to its end; returns false when there is none. Between two ':' is an
- * empty one, whose stage 0 says nothing.
- */
+/** Reads the next record and moves to its end; returns false when there is none. */
 bool readRecord(const char*& text, Record& record) {
-  if (*text == ':') {
-    ++text;
+  if (*text == ':' && *++text == ':') {
+    text += std::strspn(text, ":");
   }
   if (*text == '\0') {
     return false;

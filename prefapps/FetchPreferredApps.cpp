@@ -102,10 +102,11 @@ void writeSlots(SlotStore& timeSlots, const std::vector<std::string>& entries) {
   }
 }
 
-/** The launch count of an application; -1 unless the history has exactly one row for it. */
+/** The launch count of an application; -1 unless the history has exactly one row for it, with one. */
 std::int32_t launchCount(LaunchStore& launchHistory, const std::string& app) {
   const auto rows = readRows(launchHistory, app);
-  return rows.size() == 1 ? rows.front()->payload.launchCount : -1;
+  const bool isKnown = rows.size() == 1 && rows.front()->payload.launchCount >= 1;
+  return isKnown ? rows.front()->payload.launchCount : -1;
 }
 
 void writeApps(LaunchStore& favouriteLaunches, LaunchStore& launchHistory,
@@ -118,7 +119,7 @@ void writeApps(LaunchStore& favouriteLaunches, LaunchStore& launchHistory,
       continue;
     }
     row->appName = app;
-    row->payload.launchCount = count >= 1 ? count : -1;
+    row->payload.launchCount = count;
     writeRow(favouriteLaunches, std::move(row));
   }
 }

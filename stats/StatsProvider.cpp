@@ -187,8 +187,8 @@ SysStatsRecord StatsProvider::getSysStats() {
 std::vector<PidStatsRecord> StatsProvider::getPIDStatsRange(int first, int second) {
   std::vector<PidStatsRecord> records;
   if (supportsPidStatsRange) {
-    const std::uint32_t bounds = (static_cast<std::uint32_t>(first) & 0xFFFF) |
-                                 (static_cast<std::uint32_t>(second) & 0xFFFF) << 16;
+    const std::uint32_t bounds =
+        (static_cast<std::uint32_t>(first) & 0xFFFF) | static_cast<std::uint32_t>(second) << 16;
     request(*this, kPidStatsRange, static_cast<int>(bounds), "", &records);
   }
   return records;

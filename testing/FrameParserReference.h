@@ -49,7 +49,9 @@ struct FrameParserReference {
     const auto frame = mFrameStages.find(key);
     const bool known = frame != mFrameStages.end();
     if (stage == 1) {
-      known ? frame->second[0] = time : (mFrameStages[key] = {time, time, time})[0];
+      std::vector<double>& stages = mFrameStages[key];
+      stages.resize(3, time);
+      stages[0] = time;
       const auto interval = static_cast<float>(time - static_cast<double>(mLastFrameStart));
       if (interval > 4.0F) {
         out.frameStartIntervals.push_back(interval);

@@ -89,6 +89,7 @@ TEST_F(PollingThread, EndsForGoodIfItsNodeCannotBeOpened) {
       close(STDIN_FILENO);  // so that a node can be opened as descriptor 0
       source->startEvent(onEvent);
       log.waitFor(1);
+      waitUntil([kind] { return threadNamed(kind->threadName) == 0; });
       source->pauseEvent(onEvent);
       source->startEvent(onEvent);  // creates no other thread, which would log again
       source.reset();
