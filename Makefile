@@ -69,7 +69,7 @@ test-%:
 	@cmake --build --preset $*
 	@ctest --preset $*
 
-soak: ## what only time shows, for MINUTES=10; SEED=N repeats a round of that seed first
+soak: ## repeat long-running tests and fuzz targets for MINUTES=10; SEED=N starts with that round
 	@$(SETUP) build check
 	@for preset in release asan tsan; do cmake --preset $$preset >/dev/null || exit; done
 	@cmake --build --preset release --target lmsupport_soak

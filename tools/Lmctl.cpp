@@ -160,7 +160,7 @@ void addDoctor(CLI::App& app, Command& command) {
 /** The flag that excludes options that name nodes. */
 void addSample(CLI::App& command, bool& sample) {
   CLI::Option* const flag =
-      command.add_flag("--sample", sample, "Watch what lmctl itself makes for it");
+      command.add_flag("--sample", sample, "Watch events that lmctl makes itself");
   for (const char* const node : {"--node", "--frame-node", "--ctrl"}) {
     if (CLI::Option* const option = command.get_option_no_throw(node)) {
       flag->excludes(option);
@@ -179,7 +179,7 @@ void addWatch(CLI::App& app, Command& command) {
       commands.add("gfx", "Show the graphics frames that the kernel reports.", watchGfx, kJson);
   addNode(gfx, "--node", options.node, "Node or FIFO to read, not the configured one");
   addNode(gfx, "--ctrl", options.control, "Node that switches reports on and off");
-  addNumber(gfx, "--value", options.controlValue, "N", "What switches them on [1]", INT_MIN,
+  addNumber(gfx, "--value", options.controlValue, "N", "Value that switches them on [1]", INT_MIN,
             INT_MAX);
   gfx.footer(gfx.get_footer() +
              "\n\nThe node's times are taken for microseconds. A frame is late that starts more\n"
@@ -203,12 +203,13 @@ void addReport(CLI::App& app, Command& command) {
                                   makeReport, "an object, the record that the page shows");
   ReportOptions& options = *commands.options;
   addSeconds(report, options.seconds, "How long to watch [10]");
-  addOption(report, "-o,--output", options.output, "FILE", "HTML file to make; - for output");
+  addOption(report, "-o,--output", options.output, "FILE",
+            "HTML file to make; - for standard output");
   addNode(report, "--node", options.vsyncNode, "Vsync node to poll, not the configured one");
   addNode(report, "--frame-node", options.frameNode, "Frame node or FIFO to read");
-  addNode(report, "--ctrl", options.controlNode, "Node that switches frames' reports on");
-  addNumber(report, "--value", options.controlValue, "N", "What switches them on [1]", INT_MIN,
-            INT_MAX);
+  addNode(report, "--ctrl", options.controlNode, "Node that switches reports on and off");
+  addNumber(report, "--value", options.controlValue, "N", "Value that switches them on [1]",
+            INT_MIN, INT_MAX);
   addSample(report, options.sample);
 }
 
@@ -217,7 +218,7 @@ void addLookup(CLI::App& app, Command& command) {
   CLI::App& pid = commands.add("pid", "Find a process among the foreground tasks.", lookUpProcess,
                                "an object {name, pid}");
   addOption(pid, "NAME", commands.options->name, kNeeded,
-            "Its command's whole first word; an app's package");
+            "First word of its command line; an app's package");
   pid.add_flag("--once", commands.options->once, "Look once, without waiting");
 }
 
@@ -276,12 +277,12 @@ void addKey(CLI::App& command, DbOptions& options) {
   addOption(command, "FILE", options.file, kNeeded, "Database file");
   addOption(command, "TABLE", options.table, kNeeded, "Its table", tableProblem);
   CLI::Option* const app = addOption(command, "--app", options.key.appName, "NAME",
-                                     "Application, of launches", keyProblem);
-  addOption(command, "--slot", options.key.appName, "NAME", "Time slot, of slots' texts",
+                                     "Application, for rows of launches", keyProblem);
+  addOption(command, "--slot", options.key.appName, "NAME", "Time slot, for rows of apps",
             keyProblem)
       ->excludes(app)
       ->each([&options](const std::string&) { options.isSlot = true; });
-  addOption(command, "--rsvd", options.key.rsvdName, "NAME", "Second name", keyProblem);
+  addOption(command, "--rsvd", options.key.rsvdName, "NAME", "Second name column", keyProblem);
   addNumber(command, "--int", options.key.intcol1, "N", "Integer column", INT_MIN, kNoIntcol1 - 1);
 }
 

@@ -50,7 +50,7 @@ StatsProvider providerFor(bool StatsProvider::*isSupported) {
 int printSlots(const ordered_json& rows, std::span<const std::uint64_t> slots,
                const StatsOptions& options, Console& console) {
   if (std::all_of(slots.begin(), slots.end(), [](std::uint64_t slot) { return slot == 0; })) {
-    throw std::runtime_error("the kernel tells nothing of it");
+    throw std::runtime_error("the kernel has no record of it");
   }
   printRows(rows, options.json, console.out);
   return kSuccess;

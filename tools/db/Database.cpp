@@ -96,7 +96,7 @@ void Database::fail() const {
     reason = std::strerror(systemCode);
   }
   if (mIsToRead && code == SQLITE_READONLY) {
-    reason = "even to read it, SQLite has to write files beside it; run this as who may";
+    reason = "SQLite has to write files beside it even to read it; run this as a user who may";
   }
   throw std::runtime_error(mFile + ": " + reason);
 }
