@@ -1,9 +1,7 @@
 #include "Output.h"
 
 #include <algorithm>
-#include <clocale>
 #include <cstdio>
-#include <cwchar>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <ostream>
@@ -18,24 +16,34 @@ constexpr std::size_t kWidestPaddedCell = 32;
 constexpr std::uint64_t kFirstRoundedNumber = std::uint64_t{1} << 53;
 
 /** Control characters, line breaks, what hides or reorders text, and codes that Unicode lacks. */
-bool isTreacherous(wchar_t code) {
-  static constexpr wchar_t kRanges[][2] = {
-      {0, 0x1f},          {0x7f, 0x9f},          {0x61c, 0x61c},   {0x200b, 0x200f},
-      {0x2028, 0x202e},   {0x2060, 0x206f},      {0xfeff, 0xfeff}, {0xfff9, 0xfffb},
-      {0xe0000, 0xe007f}, {0x110000, 0x7fffffff}};
+bool isTreacherous(char32_t code) {
+  static constexpr char32_t kRanges[][2] = {
+      {0, 0x1f},        {0x7f, 0x9f},       {0x61c, 0x61c},      {0x200b, 0x200f},
+      {0x2028, 0x202e}, {0x2060, 0x206f},   {0xd800, 0xdfff},    {0xfeff, 0xfeff},
+      {0xfff9, 0xfffb}, {0xe0000, 0xe007f}, {0x110000, 0x1fffff}};
   return std::any_of(std::begin(kRanges), std::end(kRanges),
                      [code](const auto& range) { return range[0] <= code && code <= range[1]; });
 }
 
-/** The length of a text's first character; 0 unless it is UTF-8 and harmless. */
+/**
+ * The length of a text's first character; 0 unless it is UTF-8 and harmless. The C library would need a
+ * locale for this, and not every system has one.
+ */
 std::size_t harmlessLength(std::string_view text) {
-  static const locale_t kUtf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-  const locale_t previous = uselocale(kUtf8);
-  std::mbstate_t state = {};
-  wchar_t code = 0;
-  const std::size_t length = std::mbrtowc(&code, text.data(), text.size(), &state);
-  uselocale(previous);
-  return length <= text.size() && !isTreacherous(code) ? length : 0;
+  static constexpr char32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};  // of so many bytes
+  const auto first = static_cast<unsigned char>(text.front());
+  if ((first & 0xc0) == 0x80 || first >= 0xf8) {
+    return 0;
+  }
+  const std::size_t length = first < 0x80 ? 1 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : 4;
+  char32_t code = length == 1 ? first : first & (0x7fU >> length);
+  for (std::size_t i = 1; i < length; ++i) {
+    if (i == text.size() || (text[i] & 0xc0) != 0x80) {
+      return 0;
+    }
+    code = code << 6 | (text[i] & 0x3f);
+  }
+  return code >= kLeast[length] && !isTreacherous(code) ? length : 0;
 }
 
 std::string cellText(const ordered_json& cell) {
