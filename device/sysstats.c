@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-2.0
 /*
  * The generic-netlink family SYSSTATS, about the machine's processes and memory; sysstats.h
- * describes its messages. Two parameters of the module are for tests:
+ * describes its messages. Two parameters of the module are for trying clients out:
  *
  *   sysstats_version     the family's version, at loading
  *   sysstats_misbehave   a value of enum sysstats_misbehaviour, at any time
