@@ -57,11 +57,11 @@ TEST_F(MemInfo, FiguresAreTakenFromTheirLines) {
   };
   const Case cases[] = {
       {"the kernel's form",
-       "MemTotal:  9 kB\nSwapTotal:       2097148 kB\nSwapFree:        1048576 kB\n"
+       "MemTotal:  9 kB\nSlab:  4 kB\nSwapTotal:       2097148 kB\nSwapFree:        1048576 kB\n"
        "VmallocTotal: 5 kB\nVmallocUsed:       65536 kB\n",
        1048572, 2097148, 65536},
       {"keys that only hold the name",
-       "SwapCached: 7 kB\n  SwapTotalX: 5\nSwapFree:5\nXSwapTotal: 1\nxVmallocUsed: 2\n", 0, 5,
+       "SwapCached: 7 kB\n\t ~SwapTotalX: 5\nSwapFree:5\nXSwapTotal: 1\nxVmallocUsed: 2\n", 0, 5,
        kNone},
       {"names behind another letter", "VSwapTotal: 1 U\nSwVmallocUsed: 2\n", kNone, kNone, kNone},
       {"a name behind the colon", std::string(20, ' ') + "Swap: 5 SwapTotal\nV: 6 VmallocUsed\n",

@@ -79,7 +79,7 @@ TEST_F(ProcessLookup, AScanEndsAtTheFirstTaskOfThatNameWithAReadableStatus) {
        3},
       {"other lengths",
        "1 2",
-       {{1, "com.example.ap", "Tgid:1"}, {2, "com.example.app2", "Tgid:2"}},
+       {{1, "com.example.ap\0"s, "Tgid:1"}, {2, "com.example.app2", "Tgid:2"}},
        -1},
       {"another case", "1 2 1", {{1, "com.example.App", "Tgid:1"}, {2, app, nullptr}}, -1},
       {"the list's order", "2 1", {{1, app, "Tgid:1"}, {2, app, "Tgid:2"}}, 2},
