@@ -58,10 +58,10 @@ format-check:
 tidy: ## look for suspicious code
 	@scripts/check-names $(filter-out $(HOST_ONLY),$(FORMATTED))
 	@$(SETUP) build check
-	@cmake --preset asan >/dev/null
-	@cmake --build --preset asan --target lmhost_hidl_headers
+	@cmake --preset asan -B build/tidy -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON >/dev/null
+	@cmake --build build/tidy --target lmhost_hidl_headers
 	@echo $(filter %.cpp,$(filter-out bench/% fuzz/% soak/% tests/%,$(FORMATTED))) | \
-	  xargs -n 1 -P $(CTEST_PARALLEL_LEVEL) clang-tidy --quiet -p build/asan
+	  xargs -n 1 -P $(CTEST_PARALLEL_LEVEL) clang-tidy --quiet -p build/tidy
 
 test-%:
 	@$(SETUP) build $(if $(filter asan,$*),check)
