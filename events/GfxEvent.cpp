@@ -1,14 +1,15 @@
 #include <alloca.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <cstring>
 
 #include "AsyncEventsMgr.h"
 #include "config/Nodes.h"
 #include "detail/LMLog.h"
+#include "events/CheckedSum.h"
 #include "events/PollingThread.h"
 
+using lmsupport::checkedSum;
 using lmsupport::guard;
 using lmsupport::kAsyncEventsMgrGfx;
 using lmsupport::kUsualWording;
@@ -19,15 +20,6 @@ namespace {
 constexpr int kGfxEventType = 2;
 constexpr int kReportsOff = -1;
 constexpr char kThreadName[] = "LmGfxEvent";
-
-/** The number after seq in a sequence. There is none after the largest: that ends the process. */
-unsigned long successor(unsigned long seq) {
-  unsigned long next = 0;
-  if (__builtin_add_overflow(seq, 1, &next)) {
-    abort();
-  }
-  return next;
-}
 
 }  // namespace
 
@@ -117,14 +109,11 @@ void GfxEvent::pauseEvent(AsyncEventCallback cb) {
 
 void GfxEvent::dataLossCounter(unsigned long seq) {
   if (sExpectedSeq == 0 || sExpectedSeq == seq) {
-    sExpectedSeq = successor(seq);
+    sExpectedSeq = checkedSum(seq, 1);
   } else if (seq > sExpectedSeq) {
-    unsigned long sum = 0;
-    if (__builtin_add_overflow(static_cast<unsigned long>(sLostCount), seq - sExpectedSeq, &sum)) {
-      abort();
-    }
-    sLostCount = static_cast<int>(sum);
-    sExpectedSeq = successor(seq);
+    const auto lost = static_cast<unsigned long>(sLostCount);
+    sLostCount = static_cast<int>(checkedSum(lost, seq - sExpectedSeq));
+    sExpectedSeq = checkedSum(seq, 1);
   } else {
     sExpectedSeq = 0;
   }

@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "AsyncEventsMgr.h"
+#include "events/CheckedSum.h"
 
 /**
  * The text of the graphics node, split and converted as strtok_r and strtoul would, in one pass that
@@ -102,11 +103,8 @@ bool readRecord(const char*& text, Record& record) {
 
 /** Cantor's pairing, in double precision. A sum that overflows ends the process. */
 unsigned long frameKey(unsigned long a, unsigned long b) {
-  unsigned long sum = 0;
-  unsigned long next = 0;
-  if (__builtin_add_overflow(a, b, &sum) || __builtin_add_overflow(sum, 1, &next)) {
-    abort();
-  }
+  const unsigned long sum = lmsupport::checkedSum(a, b);
+  const unsigned long next = lmsupport::checkedSum(sum, 1);
   const double key =
       static_cast<double>(sum) * 0.5 * static_cast<double>(next) + static_cast<double>(b);
   constexpr double kTooLarge = 0x1p64;

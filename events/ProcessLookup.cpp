@@ -59,15 +59,15 @@ bool readFile(const char* path, std::string& text, IsEnough isEnough) {
 }
 
 constexpr auto kWhole = [](const std::string&) { return false; };
+constexpr auto kToNul = [](const std::string& text) {
+  return text.find('\0') != std::string::npos;
+};
 
 /**
  * Whether the first NUL-terminated field of the task's command line is name. text is scratch space.
  */
 bool isNamed(int task, const std::string& name, std::string& text) {
-  const auto isEnough = [&name](const std::string& line) {
-    return line.size() > name.size() || line.find('\0') != std::string::npos;
-  };
-  if (!readFile(TaskFile(task, "cmdline").path(), text, isEnough)) {
+  if (!readFile(TaskFile(task, "cmdline").path(), text, kToNul)) {
     return false;
   }
   const std::string_view field = std::string_view(text).substr(0, text.find('\0'));
@@ -103,11 +103,12 @@ int threadGroup(const std::string& status) {
 }  // namespace
 
 int AsyncEvent::getPid(std::string& name) {
-  int pid = -1;
-  for (int attempt = 0; attempt < kAttempts && pid <= 0; ++attempt) {
+  int pid;
+  int attempts = 0;
+  do {
     usleep(kAttemptDelayUs);
     pid = getPidExpensive(name);
-  }
+  } while (pid <= 0 && ++attempts < kAttempts);
   setPidOnMap(name, pid);
   return pid;
 }

@@ -59,20 +59,20 @@ using CallbacksPtr = std::unique_ptr<nl_cb, Release<nl_cb_put>>;
 /** What the steps of a request log as. */
 constexpr char kSendRecvData[] = "sendRecvData";
 
-/** Connects to the family whose id it puts into family. */
-int connect(nl_sock* socket, int& family) {
+/** Connects to the kernel; returns the family's identifier. */
+int connect(nl_sock* socket) {
   const int result = genl_connect(socket);
   if (result < 0) {
     LM_LOGE_AS(kStatsProvider, kSendRecvData, __LINE__, "genl_connect() failed return=%d", result);
     return kNotConnected;
   }
-  family = genl_ctrl_resolve(socket, kFamilyName);
+  const int family = genl_ctrl_resolve(socket, kFamilyName);
   if (family < 0) {
     LM_LOGE_AS(kStatsProvider, kSendRecvData, __LINE__, "Unable to resolve taskstats family id %d",
                family);
     return kNotConnected;
   }
-  return 0;
+  return family;
 }
 
 /** Makes message the request of that type to the family. */
@@ -212,9 +212,9 @@ int StatsProvider::sendRecvData(int type, int value, const char* processName, vo
     LM_LOGE(kStatsProvider, "nl_socket_alloc() failed");
     return kNotBegun;
   }
-  int family = -1;
-  if (const int error = connect(socket.get(), family); error != 0) {
-    return error;
+  int family = connect(socket.get());
+  if (family < 0) {
+    return family;
   }
   const MessagePtr message(nlmsg_alloc());
   if (message == nullptr) {
