@@ -88,8 +88,9 @@ device: arm64 ## build the simulated device
 	@device/build build/device
 
 device-test: device ## run all tests on the simulated device
-	@tests/device_run_test.sh
-	@device/run -- sh -c 'status=0; for test in $(DEVICE_TESTS); do $$test || status=1; done; exit $$status'
+	@tests/device_run_test.sh & runner=$$!; \
+	  device/run -- sh -c 'status=0; for test in $(DEVICE_TESTS); do $$test || status=1; done; exit $$status'; \
+	  status=$$?; wait $$runner && exit $$status
 
 device-demo: device ## show the library at work on the simulated device
 	@device/run -o build/device-demo -- lmctl demo --device /sys/kernel/lmdevice --output /results
