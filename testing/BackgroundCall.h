@@ -23,7 +23,7 @@ class BackgroundCall {
     return mEnd.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
   }
 
-  /** Returns true once it waits for this lock or condition, false if it ends instead. */
+  /** Returns true once it waits for this lock or condition; false if it ends, or after 10 s. */
   template <typename Awaited>
   bool waitsFor(const Awaited& awaited) const {
     return waitsIn(reinterpret_cast<std::uintptr_t>(&awaited), sizeof(awaited));
@@ -34,7 +34,8 @@ class BackgroundCall {
 
  private:
   bool waitsIn(std::uintptr_t begin, std::size_t size) const {
-    while (!hasEnded()) {
+    const auto end = Clock::now() + std::chrono::seconds(10);
+    while (!hasEnded() && Clock::now() < end) {
       const auto [call, address] = systemCallOf(mThread);
       if (call == SYS_futex && address - begin < size) {
         return true;

@@ -17,8 +17,6 @@ class Distribution {
  public:
   Distribution(std::vector<double> values, Unit unit);
 
-  bool empty() const { return mSorted.empty(); }
-
   /** The smallest value that a fraction in [0, 1] of the values does not exceed; 0 when empty. */
   double percentile(double fraction) const;
   double median() const { return percentile(0.5); }
@@ -26,8 +24,6 @@ class Distribution {
 
   /** "median 16667.1 us   p99 17012.4 us   largest 18330.0 us" */
   std::string summary() const;
-
-  const Unit& unit() const { return mUnit; }
 
  private:
   std::vector<double> mSorted;

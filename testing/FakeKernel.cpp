@@ -43,12 +43,6 @@ Bytes FakeKernel::message(const Attributes& attributes, std::uint16_t flags, std
   return netlinkMessage(family, flags, bytes);
 }
 
-nlmsghdr FakeKernel::header(const Bytes& message) {
-  nlmsghdr header;
-  std::memcpy(&header, message.data(), sizeof(header));
-  return header;
-}
-
 Bytes FakeKernel::done() { return netlinkMessage(NLMSG_DONE, NLM_F_MULTI, bytesOf(0)); }
 
 Bytes FakeKernel::error(int error) {
@@ -56,11 +50,11 @@ Bytes FakeKernel::error(int error) {
 }
 
 void FakeKernel::take(const Bytes& datagram) {
-  request = datagram;
+  std::memcpy(&header, datagram.data(), sizeof(header));
+  request = datagram.substr(NLMSG_HDRLEN);
   waiting = answer;
-  const nlmsghdr asked = header(request);
-  if (asked.nlmsg_type == GENL_ID_CTRL) {
-    const std::uint16_t multi = (asked.nlmsg_flags & NLM_F_DUMP) != 0 ? NLM_F_MULTI : 0;
+  if (header.nlmsg_type == GENL_ID_CTRL) {
+    const std::uint16_t multi = (header.nlmsg_flags & NLM_F_DUMP) != 0 ? NLM_F_MULTI : 0;
     waiting = {message({{CTRL_ATTR_FAMILY_ID, bytesOf(kFamilyId)},
                         {CTRL_ATTR_FAMILY_NAME, Bytes(name.c_str(), name.size() + 1)},
                         {CTRL_ATTR_VERSION, bytesOf(version)}},
@@ -68,7 +62,8 @@ void FakeKernel::take(const Bytes& datagram) {
                multi != 0 ? done() : error(0)};
   }
   for (Bytes& each : waiting) {
-    each.replace(offsetof(nlmsghdr, nlmsg_seq), sizeof(asked.nlmsg_seq), bytesOf(asked.nlmsg_seq));
+    each.replace(offsetof(nlmsghdr, nlmsg_seq), sizeof(header.nlmsg_seq),
+                 bytesOf(header.nlmsg_seq));
   }
 }
 

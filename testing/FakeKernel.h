@@ -25,15 +25,14 @@ class FakeKernel {
   /** A message of a dump (NLM_F_MULTI) or the only one. */
   static Bytes message(const Attributes& attributes, std::uint16_t flags = 0,
                        std::uint16_t family = kFamilyId);
-  /** A message's header, copied: libc++ keeps a short text where no header may lie. */
-  static nlmsghdr header(const Bytes& message);
   static Bytes done();            ///< the end of a dump
   static Bytes error(int error);  ///< an error, or with 0 an acknowledgement
 
   Bytes name = "SYSSTATS";            ///< the family's
   int version = 2;                    ///< the family's
   std::vector<Bytes> answer;          ///< datagrams that answer every request to the family
-  Bytes request;                      ///< the last one to the family
+  nlmsghdr header = {};               ///< that of the last request
+  Bytes request;                      ///< the rest of it
   std::vector<std::string> released;  ///< names of the functions called
 
   /** For the hooks: takes a request, and the datagrams that wait for a reader. */

@@ -5,13 +5,11 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
-#include <limits>
 #include <string>
 #include <vector>
 
 #include "DependentServices.h"
 #include "TrackerBase.h"
-#include "testing/FailingNew.h"
 
 using Tracker1_0 = DependentServices::IServicetrackerV1_0;
 using Tracker1_1 = DependentServices::IServicetrackerV1_1;
@@ -19,13 +17,14 @@ using android::hardware::hidl_vec;
 using vendor::zeno::hardware::servicetracker::V1_0::ClientConnection;
 using vendor::zeno::hardware::servicetracker::V1_0::Status;
 
+/** What is lost in transport. */
+enum class Loss : int { kNothing, kRequest, kReturn };
+
 /** What a FakeTracker does. */
 struct TrackerScript {
   Status status = Status::SUCCESS;
-  std::atomic<bool> failsInTransport = false;
-  bool failsAfterAnswer = false;
-  bool leavesNoMemory = false;
-  std::ptrdiff_t acceptedLinks = std::numeric_limits<int>::max();
+  std::atomic<Loss> loss = Loss::kNothing;
+  std::size_t acceptedLinks = SIZE_MAX;
   bool linkFailsInTransport = false;
   std::vector<std::string> links;  ///< the versions of the proxies that were linked to
   std::function<void()> whenCalled = [] {};
@@ -58,7 +57,7 @@ class FakeTracker : public TrackerBase<Interface> {
       return kLost;
     }
     mScript.links.push_back(Interface::descriptor);
-    return static_cast<int>(mScript.links.size()) <= mScript.acceptedLinks &&
+    return mScript.links.size() <= mScript.acceptedLinks &&
            Interface::linkToDeath(recipient, cookie);
   }
 
@@ -66,12 +65,11 @@ class FakeTracker : public TrackerBase<Interface> {
   template <typename Done, typename Answer>
   Result answer(const Done& done, const Answer& found) {
     mScript.whenCalled();
-    if (mScript.failsInTransport) {
+    if (mScript.loss == Loss::kRequest) {
       return kLost;
     }
-    failingnew::gThrowing = mScript.leavesNoMemory ? 1 : 0;
     done(mScript.status, found);
-    return mScript.failsAfterAnswer ? Result(kLost) : Result();
+    return mScript.loss == Loss::kReturn ? Result(kLost) : Result();
   }
 
   const android::hardware::Status kLost =

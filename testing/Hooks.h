@@ -11,11 +11,11 @@
 
 namespace hooks {
 
-/** Lets the nth call of that name from now on fail. An empty name lets no call fail any more. */
+/**
+ * Lets the nth call of that name from now on fail; with an empty name none. The test fails if it ends
+ * before that call.
+ */
 void failCall(const std::string& call, int nth = 1);
-
-/** The name of the call that is still to fail; empty if there is none. */
-std::string callAwaited();
 
 /**
  * One call of an interposed function, as long as it lives. A library may call its own functions within

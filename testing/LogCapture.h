@@ -5,7 +5,7 @@
 
 /**
  * The log lines written since its construction, each as "component: function() message" without the line
- * number. The test fails if one is not of priority ERROR or has not its component's tag.
+ * number. A test fails if a line is not of priority ERROR or has not its component's tag.
  */
 class LogCapture {
  public:
@@ -13,7 +13,4 @@ class LogCapture {
 
   /** The lines so far. */
   std::vector<std::string> texts() const;
-
-  /** Waits for count lines, up to five seconds, and returns the lines so far. */
-  std::vector<std::string> waitFor(std::size_t count) const;
 };

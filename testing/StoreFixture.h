@@ -16,10 +16,7 @@ using SlotStore = LMDatabase<_preKill_Favorite_Time_Slot_Data>;
 /** A directory for stores, and plain ways to fill and read them. */
 class StoreFixture : public testing::Test {
  protected:
-  StoreFixture() {
-    hooks::failCall("");
-    gSql.clear();
-  }
+  StoreFixture() { gSql.clear(); }
 
   template <typename T>
   static void add(LMDatabase<T>& store, const LMDBDataRow<T>& row) {

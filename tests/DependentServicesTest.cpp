@@ -123,17 +123,14 @@ TEST_F(Services, NothingFoundIsLoggedByEachQuery) {
 
 TEST_F(Services, AFailureInTransportDropsTheProxyThatWasUsed) {
   offer1_1();
-  const auto lose = [this](bool lost) { return [=, this] { mScript.failsInTransport = lost; }; };
-  const auto loseLater = [this](bool lost) {
-    return [=, this] { mScript.failsAfterAnswer = lost; };
-  };
-  go({{"1.1 fails", lose(true), active, 4, "1.0"},
+  const auto lose = [this](Loss loss) { return [=, this] { mScript.loss = loss; }; };
+  go({{"1.1 fails", lose(Loss::kRequest), active, 4, "1.0"},
       {"1.1 comes back, 1.0 fails", nothing, pids, 4, "+1.1"},
       {"1.0 comes back and fails again", nothing, clients, 4, "+1.1"},
       {"1.0 stays away", withdraw, clients, 4, "+1.1", {kNotFound}},
-      {"1.0 is there", [&] { lose(false)(), offer1_1(); }, clients, 0, "1.0+1.1"},
-      {"1.0 fails behind its answer", loseLater(true), pids, 0, "+1.1"},
-      {"all is well", loseLater(false), pids, 0, "1.0+1.1"}});
+      {"1.0 is there", [&] { lose(Loss::kNothing)(), offer1_1(); }, clients, 0, "1.0+1.1"},
+      {"1.0 fails behind its answer", lose(Loss::kReturn), pids, 0, "+1.1"},
+      {"all is well", lose(Loss::kNothing), pids, 0, "1.0+1.1"}});
 }
 
 TEST_F(Services, ADeathDropsBothProxiesUntilTheNextQuery) {
@@ -151,14 +148,14 @@ TEST_F(Services, EachConnectionLinksANewRecipientTo1_1AndThen1_0) {
       {"connected", nothing, connect, 0, "1.0+1.1"}});
   EXPECT_THAT(mScript.links, ElementsAre(Tracker1_1::descriptor, Tracker1_0::descriptor));
   const sp<STDeathRecipient> first = DependentServices::stDeathRecipient;
-  go({{"1.0 fails", [this] { mScript.failsAfterAnswer = true; }, pids, 0, "+1.1"},
+  go({{"1.0 fails", [this] { mScript.loss = Loss::kReturn; }, pids, 0, "+1.1"},
       {"1.0 is replaced", nothing, connect, 0, "1.0+1.1"}});
   EXPECT_NE(DependentServices::stDeathRecipient, first);
 }
 
 TEST_F(Services, ProxiesThatCannotBeLinkedAreDropped) {
   offer1_1();
-  const auto accept = [this](int links) {
+  const auto accept = [this](std::size_t links) {
     return [=, this] { mScript.links.clear(), mScript.acceptedLinks = links; };
   };
   const auto noMemory = [&] { accept(2)(), failingnew::gNothrow = 1; };
@@ -172,7 +169,7 @@ TEST_F(Services, ProxiesThatCannotBeLinkedAreDropped) {
 
 TEST_F(Services, AnExceptionEndsAQueryWithTheStatusSoFar) {
   offer1_1();
-  mScript.leavesNoMemory = true;
+  mScript.whenCalled = [] { failingnew::gThrowing = 1; };
   std::vector<std::string> services;
   hidl_vec<std::int32_t> pids;
   std::vector<int> active;
@@ -232,7 +229,7 @@ TEST_F(Services, QueriesRunSideBySideAndADeathWaitsForThem) {
 TEST_F(Services, AProxyIsDroppedWhenNoOtherQueryIsUnderWay) {
   offer1_1();
   EXPECT_EQ(connect(), 0);
-  mScript.failsInTransport = true;
+  mScript.loss = Loss::kRequest;
   std::shared_lock other(DependentServices::gST_lock);
   const BackgroundCall failing([] { EXPECT_EQ(pids(), 4); });
   EXPECT_TRUE(failing.waitsFor(DependentServices::gST_lock));

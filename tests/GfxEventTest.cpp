@@ -7,7 +7,6 @@
 #include <fstream>
 #include <functional>
 #include <optional>
-#include <stdexcept>
 
 #include "HostCore.h"
 #include "config/DynamicLoader.h"
@@ -47,7 +46,6 @@ constexpr AsyncEventCallback kSecond = Client::onEvent<2>;
 constexpr AsyncEventCallback kUnknown = Client::onEvent<3>;
 
 struct Source : TestGfxSource {
-  using AsyncEvent::mCallbacks;
   using AsyncEvent::mCallbacksLck;
   using AsyncEvent::mFrameLock;
   using TestGfxSource::TestGfxSource;
@@ -177,19 +175,10 @@ TEST_F(Gfx, EachOperationWaitsForTheLocksThatItsDataNeeds) {
       {"pause", mSource->mFrameLock, [&] { mSource->pauseEvent(nullptr); }},
       {"begin to poll", mSource->mFrameLock, [&] { GfxEvent::pollingThreadFunc(&*mSource); }},
       {"parse", mSource->mFrameLock, [&] { mSource->stringParser(text, data); }},
-      {"deliver", mSource->mCallbacksLck, [&] { mSource->processCb(data); }},
   };
   for (const auto& [name, lock, operation] : cases) {
     EXPECT_TRUE(waitsFor(lock, operation)) << name;
   }
-}
-
-TEST_F(Gfx, DeliveryPassesOnWhatACallbackThrows) {
-  const auto throws = [](int, void*, int, void*) { throw std::runtime_error("client"); };
-  mSource->mCallbacks[throws] = {true, nullptr};
-  GfxFrameData data;
-  EXPECT_THROW(mSource->processCb(data), std::runtime_error);
-  mSource->pauseEvent(throws);  // would hang if the registry were still locked
 }
 
 constexpr char kNoMemory[] =

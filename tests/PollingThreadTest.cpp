@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <stdexcept>
 
 #include "HostCore.h"
 #include "config/DynamicLoader.h"
@@ -13,7 +14,6 @@
 #include "testing/TemporaryFolder.h"
 #include "testing/TestSource.h"
 #include "testing/Threads.h"
-#include "testing/WithoutThreads.h"
 
 namespace {
 
@@ -66,7 +66,8 @@ TEST_F(PollingThread, IsTriedAgainByTheNextStartIfItCannotBeCreated) {
     source->startEvent(onEvent);
     EXPECT_TRUE(log.texts().empty());
     source->pauseEvent(onEvent);
-    withoutThreads([&source] { source->startEvent(onEvent); });
+    failingnew::gThrowing = 1;
+    source->startEvent(onEvent);
     const std::string failure = kind->component + ": startThread() Thread Creation Failed";
     EXPECT_THAT(log.texts(), testing::ElementsAre(failure));
     source->pauseEvent(onEvent);
@@ -88,8 +89,7 @@ TEST_F(PollingThread, EndsForGoodIfItsNodeCannotBeOpened) {
       source->registerCallBack(onEvent, nullptr);
       close(STDIN_FILENO);  // so that a node can be opened as descriptor 0
       source->startEvent(onEvent);
-      log.waitFor(1);
-      waitUntil([kind] { return threadNamed(kind->threadName) == 0; });
+      waitUntil([&] { return !log.texts().empty() && threadNamed(kind->threadName) == 0; });
       source->pauseEvent(onEvent);
       source->startEvent(onEvent);  // creates no other thread, which would log again
       source.reset();
@@ -123,6 +123,26 @@ TEST_F(PollingThread, IsAwaitedButNotWokenByDestruction) {
       waitUntil([&] { return kind->report(), destruction.hasEnded(); });
     }
   }
+}
+
+/** Delivers data to a callback that throws, once it has the registry's lock. */
+template <typename Source, typename... Data>
+void expectLockAndException(Data&... data) {
+  struct Open : Source {
+    using Source::mCallbacks;
+    using Source::mCallbacksLck;
+  } source;
+  EXPECT_TRUE(waitsFor(source.mCallbacksLck, [&] { source.processCb(data...); }));
+  const auto throws = [](int, void*, int, void*) { throw std::runtime_error("client"); };
+  source.mCallbacks[throws] = {true, nullptr};
+  EXPECT_THROW(source.processCb(data...), std::runtime_error);
+  source.registerCallBack(onEvent, nullptr);  // would hang if the registry were still locked
+}
+
+TEST_F(PollingThread, LocksTheRegistryToDeliverAndPassesOnWhatACallbackThrows) {
+  GfxFrameData frames;
+  expectLockAndException<VsyncEvent>();
+  expectLockAndException<GfxEvent>(frames);
 }
 
 TEST_F(PollingThread, BelongsToTheOneInstanceOfEachKind) {

@@ -3,11 +3,9 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <stdexcept>
 
 #include "HostCore.h"
 #include "config/DynamicLoader.h"
-#include "testing/BackgroundCall.h"
 #include "testing/Hooks.h"
 #include "testing/TestSource.h"
 #include "testing/Threads.h"
@@ -94,18 +92,6 @@ TEST_F(Vsync, ANotificationIsConsumedOnceAndAFailedWaitIsNoEvent) {
     EXPECT_EQ(gPolledPosition, 0);
   }
   gPollsAreShort = false;
-}
-
-TEST_F(Vsync, DeliveryLocksTheRegistryAndPassesOnWhatACallbackThrows) {
-  struct Open : VsyncEvent {
-    using AsyncEvent::mCallbacks;
-    using AsyncEvent::mCallbacksLck;
-  } source;
-  EXPECT_TRUE(waitsFor(source.mCallbacksLck, [&] { source.processCb(); }));
-  const auto throws = [](int, void*, int, void*) { throw std::runtime_error("client"); };
-  source.mCallbacks[throws] = {true, nullptr};
-  EXPECT_THROW(source.processCb(), std::runtime_error);
-  source.registerCallBack(kFirst, nullptr);  // would hang if the registry were still locked
 }
 
 }  // namespace
