@@ -115,6 +115,10 @@ TEST_F(FavouriteApps, TextsAreCutToWhatFits) {
   }
   hostcore::enableText(false);
   EXPECT_EQ(mApps.getWeekTimePreferredApps(), "");
+  DynamicLoader::getInstance()->mFetchConfigText = [](int) -> char* { throw 1; };
+  EXPECT_EQ(mApps.getWeekTimePreferredApps(), "");
+  EXPECT_THAT(mLog.texts(), ElementsAre("FetchPreferredApps: getWeekTimePreferredApps() Caught "
+                                        "Exception in getWeekTimePreferredApps"));
   hostcore::enableText(true);
   hostcore::clearText(kPreferredAppsKey);
   EXPECT_EQ(mApps.getWeekTimePreferredApps(), "");

@@ -24,43 +24,11 @@ std::string caught(const std::string& operation) {
   return "LMDB: " + operation + "() Caught exception: std::bad_alloc in " + operation;
 }
 
-/** A SQLite call that fails during an operation, and what that leaves of two rows. */
-struct FailedCall {
-  std::string call;
-  int nth;
-  int result;
-  std::size_t cached;
-  std::size_t written;
-  std::vector<std::string> lines;
-};
-
 class RowStore : public StoreFixture {
  protected:
   RowStore() { EXPECT_EQ(mStore.LMDatabaseInit(), LMDB_SUCCESS); }
 
   static int remove(LaunchStore& store, LMDBDataRowKey key = {}) { return store.deleteAllDR(key); }
-
-  /** Runs operation with each failure on a store of its own, with the rows cached or written. */
-  template <typename Operation>
-  static void expectFailures(const std::vector<FailedCall>& cases, bool areWritten,
-                             Operation operation) {
-    for (const FailedCall& failed : cases) {
-      SCOPED_TRACE(failed.call + " " + std::to_string(failed.nth));
-      LaunchStore store("t", "", "");
-      store.openLMdb();
-      add(store, {.intcol1 = 1, .appName = "a", .payload = {1}});
-      add(store, {.intcol1 = 2, .appName = "b", .payload = {2}});
-      if (areWritten) {
-        store.writeCachedDRToDisk();
-      }
-      const LogCapture log;
-      hooks::failCall(failed.call, failed.nth);
-      EXPECT_EQ(operation(store), failed.result);
-      EXPECT_EQ(log.texts(), failed.lines);
-      EXPECT_EQ(store.mRowCache.size(), failed.cached);
-      EXPECT_EQ(read(store).size(), failed.written);
-    }
-  }
 
   LaunchStore mStore{"t", mDirectory, "store.db"};
 };
@@ -134,49 +102,68 @@ TEST_F(RowStore, SendsTheseTextsInThisOrder) {
                   "CREATE TABLE IF NOT EXISTS m" + columns));
 }
 
-TEST_F(RowStore, AFailedCallIsLoggedAndTheRestOfTheWriteGoesOn) {
-  const std::string start = "writeCachedDRToDisk() sql:ERROR:Dbt=t info=";
-  const std::string code = start + "10\n";
-  const std::string text = start + "not an error\n";
+/** Two rows are cached, or for a read and a deletion written, before a call of SQLite fails. */
+TEST_F(RowStore, AFailedCallIsLoggedAndEndsAReadOrDeletionButNotAWrite) {
+  const auto run = [](const std::string& operation, LaunchStore& store) -> int {
+    if (operation == "write") {
+      return store.LMDatabaseWriteCachedToDisk();
+    }
+    return operation == "read" ? static_cast<int>(read(store).size()) : remove(store);
+  };
+  struct Case {
+    std::string operation;
+    std::string call;
+    int nth;
+    int result;
+    std::size_t cached;
+    std::size_t written;
+    std::vector<std::string> lines;
+  };
   const std::string refused = "writeCachedDRToDisk() ERROR:Dbt=t info=not an error\n";
-  const std::string noRollBack = start + "cannot rollback - no transaction is active\n";
-  const std::string noCommit = start + "cannot commit - no transaction is active\n";
-  expectFailures(
-      {
-          {"prepare", 1, LMDB_FAILURE, 2, 0, {refused}},
-          {"prepare", 2, LMDB_FAILURE, 2, 0, {refused}},
-          {"BEGIN", 1, LMDB_SUCCESS, 0, 2, {text, noRollBack, noCommit, noRollBack}},
-          {"bind_int", 1, LMDB_SUCCESS, 0, 2, {code}},
-          {"bind_text", 2, LMDB_SUCCESS, 0, 2, {code}},
-          {"bind_blob", 2, LMDB_SUCCESS, 0, 2, {code}},
-          {"step", 1, LMDB_SUCCESS, 0, 2, {code}},
-          {"reset", 2, LMDB_SUCCESS, 0, 2, {code}},
-          {"COMMIT", 1, LMDB_SUCCESS, 0, 0, {text}},
-          {"finalize", 1, LMDB_FAILURE, 0, 2, {code}},
-          {"finalize", 2, LMDB_FAILURE, 0, 2, {code}},
-      },
-      false, [](LaunchStore& store) { return store.LMDatabaseWriteCachedToDisk(); });
-}
-
-TEST_F(RowStore, AFailedCallIsLoggedAndEndsAReadOrDeletion) {
+  const std::string writing = "writeCachedDRToDisk() sql:ERROR:Dbt=t info=";
+  const std::string noRollBack = writing + "cannot rollback - no transaction is active\n";
+  const std::string noCommit = writing + "cannot commit - no transaction is active\n";
   const std::string reading = "readAllocateDR() sql:ERROR:Dbt=t info=";
-  expectFailures(
-      {
-          {"prepare", 1, 0, 0, 2, {reading + "not an error\n"}},
-          {"step", 1, 0, 0, 2, {}},
-          {"step", 2, 1, 0, 2, {}},
-          {"reset", 1, 2, 0, 2, {reading + "10\n"}},
-          {"finalize", 1, 2, 0, 2, {reading + "10\n"}},
-      },
-      true, [](LaunchStore& store) { return static_cast<int>(read(store).size()); });
   const std::string removal = "deleteAllDR() sql:ERROR:Dbt=t info=";
-  expectFailures(
-      {
-          {"prepare", 1, -1, 0, 2, {removal + "not an error\n"}},
-          {"step", 1, -1, 0, 0, {removal + "10\n"}},
-          {"finalize", 1, 2, 0, 0, {removal + "10\n"}},
-      },
-      true, [](LaunchStore& store) { return remove(store); });
+  const std::string text = "not an error\n";
+  const std::string code = "10\n";
+  const Case cases[] = {
+      {"write", "prepare", 1, LMDB_FAILURE, 2, 0, {refused}},
+      {"write", "prepare", 2, LMDB_FAILURE, 2, 0, {refused}},
+      {"write", "BEGIN", 1, LMDB_SUCCESS, 0, 2, {writing + text, noRollBack, noCommit, noRollBack}},
+      {"write", "bind_int", 1, LMDB_SUCCESS, 0, 2, {writing + code}},
+      {"write", "bind_text", 2, LMDB_SUCCESS, 0, 2, {writing + code}},
+      {"write", "bind_blob", 2, LMDB_SUCCESS, 0, 2, {writing + code}},
+      {"write", "step", 1, LMDB_SUCCESS, 0, 2, {writing + code}},
+      {"write", "reset", 2, LMDB_SUCCESS, 0, 2, {writing + code}},
+      {"write", "COMMIT", 1, LMDB_SUCCESS, 0, 0, {writing + text}},
+      {"write", "finalize", 1, LMDB_FAILURE, 0, 2, {writing + code}},
+      {"write", "finalize", 2, LMDB_FAILURE, 0, 2, {writing + code}},
+      {"read", "prepare", 1, 0, 0, 2, {reading + text}},
+      {"read", "step", 1, 0, 0, 2, {}},
+      {"read", "step", 2, 1, 0, 2, {}},
+      {"read", "reset", 1, 2, 0, 2, {reading + code}},
+      {"read", "finalize", 1, 2, 0, 2, {reading + code}},
+      {"deletion", "prepare", 1, -1, 0, 2, {removal + text}},
+      {"deletion", "step", 1, -1, 0, 0, {removal + code}},
+      {"deletion", "finalize", 1, 2, 0, 0, {removal + code}},
+  };
+  for (const auto& [operation, call, nth, result, cached, written, lines] : cases) {
+    SCOPED_TRACE(operation + ", " + call + " " + std::to_string(nth));
+    LaunchStore store("t", "", "");
+    store.openLMdb();
+    add(store, {.intcol1 = 1, .appName = "a", .payload = {1}});
+    add(store, {.intcol1 = 2, .appName = "b", .payload = {2}});
+    if (operation != "write") {
+      store.writeCachedDRToDisk();
+    }
+    const LogCapture log;
+    hooks::failCall(call, nth);
+    EXPECT_EQ(run(operation, store), result);
+    EXPECT_EQ(log.texts(), lines);
+    EXPECT_EQ(store.mRowCache.size(), cached);
+    EXPECT_EQ(read(store).size(), written);
+  }
 }
 
 TEST_F(RowStore, AStoreIsOpenWithoutAWriteAheadLogAndFailsToOpenWithoutATable) {

@@ -50,12 +50,8 @@ class MemInfo : public testing::Test {
 
 TEST_F(MemInfo, FiguresAreTakenFromTheirLines) {
   const std::string manyLines(3 * 8192, '\n');  // more than one read takes
-  struct Case {
-    const char* what;
-    std::string text;
-    std::uint64_t used, total, vmalloc;
-  };
-  const Case cases[] = {
+  using Figure = std::uint64_t;
+  const std::tuple<const char*, std::string, Figure, Figure, Figure> cases[] = {
       {"the kernel's form",
        "MemTotal:  9 kB\nSlab:  4 kB\nSwapTotal:       2097148 kB\nSwapFree:        1048576 kB\n"
        "VmallocTotal: 5 kB\nVmallocUsed:       65536 kB\n",

@@ -11,25 +11,22 @@ using Callback = void (*)(int, void*, int, void*);
 
 static void ignore(int, void*, int, void*) {}
 
-[[noreturn]] static void fail(const char* reason) {
-  std::fprintf(stderr, "unload_test: %s\n", reason);
-  _exit(1);
+/** Returns found; if it is null, ends the program. */
+static void* require(void* found, const char* what) {
+  if (found == nullptr) {
+    std::fprintf(stderr, "unload_test: there is no %s\n", what);
+    _exit(1);
+  }
+  return found;
 }
 
 template <typename Function>
 static Function find(void* library, const char* name) {
-  void* const found = dlsym(library, name);
-  if (found == nullptr) {
-    fail(dlerror());
-  }
-  return reinterpret_cast<Function>(found);
+  return reinterpret_cast<Function>(require(dlsym(library, name), name));
 }
 
 int main(int, char** arguments) {
-  void* const library = dlopen(arguments[1], RTLD_NOW);
-  if (library == nullptr) {
-    fail(dlerror());
-  }
+  void* const library = require(dlopen(arguments[1], RTLD_NOW), arguments[1]);
   const auto getInstance = find<void* (*)()>(library, "_ZN12ThermalEvent11getInstanceEv");
   const auto registerCallBack = find<int (*)(void*, Callback, void*)>(
       library, "_ZN10AsyncEvent16registerCallBackEPFviPviS0_ES0_");
@@ -39,8 +36,6 @@ int main(int, char** arguments) {
   registerCallBack(source, ignore, nullptr);
   startEvent(source, ignore);
   dlclose(library);
-  if (dlopen(arguments[1], RTLD_NOW | RTLD_NOLOAD) == nullptr) {
-    fail("the library is unloaded while its thread runs");
-  }
+  require(dlopen(arguments[1], RTLD_NOW | RTLD_NOLOAD), "library while its thread runs");
   _exit(0);  // as advised to a program that started a source
 }
