@@ -3,14 +3,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cinttypes>
+#include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <nlohmann/json.hpp>
 #include <ostream>
+#include <span>
 #include <stdexcept>
+#include <utility>
 
 #include "AsyncEventsMgr.h"
 #include "CpPLHController.h"
@@ -23,7 +27,7 @@ using android::hardware::hidl_string;
 using android::hardware::hidl_vec;
 using nlohmann::ordered_json;
 
-int lookUpProcess(const LookupOptions& options, Console& console) {
+int lookUpProcess(const QueryOptions& options, Console& console) {
   std::string name = options.name;
   const int pid = options.once ? AsyncEvent::getPidExpensive(name) : AsyncEvent::getPid(name);
   if (pid < 1) {
@@ -57,39 +61,36 @@ void requireAnswer(int status) {
 }
 
 template <typename Values>
-void printColumn(const char* name, const Values& values, bool json, std::ostream& out) {
+int printColumn(const char* name, const Values& values, bool json, Console& console) {
   ordered_json rows = ordered_json::array();
   for (const auto& value : values) {
     rows.push_back({{name, value}});
   }
-  printRows(rows, json, out);
+  return printResult(rows, json, console);
 }
 
 }  // namespace
 
-int servicesClients(const ServicesOptions& options, Console& console) {
+int servicesClients(const QueryOptions& options, Console& console) {
   const QuietLog quiet;
   std::vector<std::string> clients;
   requireAnswer(DependentServices().getServices(options.name, clients));
-  printColumn("service", clients, options.json, console.out);
-  return kSuccess;
+  return printColumn("service", clients, options.json, console);
 }
 
-int servicesPids(const ServicesOptions& options, Console& console) {
+int servicesPids(const QueryOptions& options, Console& console) {
   const QuietLog quiet;
   const hidl_vec<hidl_string> names(options.names.begin(), options.names.end());
   hidl_vec<std::int32_t> pids;
   requireAnswer(DependentServices().getServicePIDs(names, pids));
-  printColumn("pid", pids, options.json, console.out);
-  return kSuccess;
+  return printColumn("pid", pids, options.json, console);
 }
 
-int servicesActive(const ServicesOptions& options, Console& console) {
+int servicesActive(const QueryOptions& options, Console& console) {
   const QuietLog quiet;
   std::vector<int> pids;
   requireAnswer(DependentServices().getAllActiveServicePIDs(pids));
-  printColumn("pid", pids, options.json, console.out);
-  return kSuccess;
+  return printColumn("pid", pids, options.json, console);
 }
 
 namespace {
@@ -116,8 +117,9 @@ ordered_json contentsOf(const std::string& path) {
     return nullptr;
   }
   std::ifstream stream(path);
-  std::string text(std::istreambuf_iterator<char>(stream), {});
-  if (stream.bad() || !accessProblem(path, R_OK).empty()) {
+  std::string text;
+  std::getline(stream, text, '\0');
+  if (!stream.is_open() || stream.bad()) {
     return nullptr;
   }
   text.resize(text.find_last_not_of('\n') + 1);
@@ -126,17 +128,127 @@ ordered_json contentsOf(const std::string& path) {
 
 }  // namespace
 
-int writeNode(const NodeOptions& options, Console& console) {
-  const std::string item = std::to_string(options.item);
-  if (const std::string problem = nodeProblem(options.item, W_OK); !problem.empty()) {
+int writeNode(const QueryOptions& options, Console& console) {
+  const std::string item = std::to_string(options.number);
+  if (const std::string problem = nodeProblem(options.number, W_OK); !problem.empty()) {
     throw std::runtime_error("no node to write: " + problem + "; name one with --item " + item +
                              "=PATH");
   }
-  const std::string path = lmsupport::configuredNodePath(options.item);
-  writeThroughController(options.item, path, options.value);
-  const ordered_json contents = contentsOf(path);
-  const ordered_json row = {
-      {"item", options.item}, {"node", path}, {"written", options.value}, {"read", contents}};
-  printRows(options.json ? row : ordered_json::array({row}), options.json, console.out);
-  return kSuccess;
+  const std::string path = lmsupport::configuredNodePath(options.number);
+  writeThroughController(options.number, path, options.text);
+  const ordered_json result = {{"item", options.number},
+                               {"node", path},
+                               {"written", options.text},
+                               {"read", contentsOf(path)}};
+  return printResult(result, options.json, console);
+}
+
+namespace {
+
+constexpr std::pair<std::size_t, const char*> kKnownSlots[] = {
+    {kSwapUsedSlot, "swap_used_kb"},
+    {kSwapTotalSlot, "swap_total_kb"},
+    {kVmallocUsedSlot, "vmalloc_used_kb"}};
+
+std::string hex(std::uint64_t value) {
+  char text[24];
+  std::snprintf(text, sizeof(text), "0x%016" PRIx64, value);
+  return text;
+}
+
+ordered_json slotRows(std::span<const std::uint64_t> slots) {
+  ordered_json rows = ordered_json::array();
+  for (std::size_t i = 0; i < slots.size(); ++i) {
+    rows.push_back(
+        {{"slot", std::to_string(i)}, {"hex", hex(slots[i])}, {"decimal", exactNumber(slots[i])}});
+  }
+  return rows;
+}
+
+/** A provider for a request; throws when the kernel cannot be asked. */
+StatsProvider providerFor(bool StatsProvider::*isSupported) {
+  StatsProvider stats = probeQuietly();
+  if (!(stats.*isSupported)) {
+    throw std::runtime_error(
+        "the kernel's netlink family SYSSTATS is missing or too old; load its module");
+  }
+  return stats;
+}
+
+/** Prints slots; throws when all are zero, as they are when the kernel did not answer. */
+int printSlots(const ordered_json& rows, std::span<const std::uint64_t> slots,
+               const QueryOptions& options, Console& console) {
+  if (std::all_of(slots.begin(), slots.end(), [](std::uint64_t slot) { return slot == 0; })) {
+    throw std::runtime_error("the kernel has no record of it");
+  }
+  return printResult(rows, options.json, console);
+}
+
+}  // namespace
+
+ordered_json memoryFigures(const SysStatsRecord& record) {
+  ordered_json figures;
+  for (const auto& [slot, name] : kKnownSlots) {
+    const std::uint64_t value = record.slots[slot];
+    figures[name] = value != kUnknownFigure ? exactNumber(value) : ordered_json();
+  }
+  return figures;
+}
+
+ordered_json systemSlots(const SysStatsRecord& record) {
+  ordered_json rows = slotRows(record.slots);
+  for (const auto& [slot, name] : kKnownSlots) {
+    rows[slot]["slot"] = name;
+  }
+  return rows;
+}
+
+StatsProvider probeQuietly() {
+  const QuietLog quiet;
+  return {};
+}
+
+int statsPid(const QueryOptions& options, Console& console) {
+  const PidStatsRecord record =
+      providerFor(&StatsProvider::supportsPidStats).getPIDStats(options.number);
+  return printSlots(slotRows(record.slots), record.slots, options, console);
+}
+
+int statsSys(const QueryOptions& options, Console& console) {
+  const SysStatsRecord record = providerFor(&StatsProvider::supportsSysStats).getSysStats();
+  return printSlots(systemSlots(record), record.slots, options, console);
+}
+
+int statsRange(const QueryOptions& options, Console& console) {
+  if (options.first > options.last) {
+    throw UsageError("FIRST is above LAST");
+  }
+  StatsProvider stats = providerFor(&StatsProvider::supportsPidStatsRange);
+  ordered_json rows = ordered_json::array();
+  for (const PidStatsRecord& record : stats.getPIDStatsRange(options.first, options.last)) {
+    ordered_json& row = rows.emplace_back();
+    for (std::size_t i = 0; i < std::size(record.slots); ++i) {
+      row[std::to_string(i)] = exactNumber(record.slots[i]);
+    }
+  }
+  return printResult(rows, options.json, console);
+}
+
+int statsName(const QueryOptions& options, Console& console) {
+  StatsProvider stats = providerFor(&StatsProvider::supportsPidsByName);
+  std::vector<sysstats_pid> entries;
+  if (stats.getPIDsRange(options.name.c_str(), entries) != 0) {
+    throw std::runtime_error("the kernel did not answer");
+  }
+  ordered_json rows = ordered_json::array();
+  for (const sysstats_pid& entry : entries) {
+    std::uint64_t value = 0;
+    std::memcpy(&value, entry.bytes, sizeof(value));
+    rows.push_back({{"pid", static_cast<std::uint32_t>(value)}, {"entry", hex(value)}});
+  }
+  return printResult(rows, options.json, console);
+}
+
+int showMemory(const QueryOptions& options, Console& console) {
+  return printResult(memoryFigures(probeQuietly().getMemInfo()), options.json, console);
 }

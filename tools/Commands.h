@@ -13,32 +13,42 @@
  * std::runtime_error with the reason when there is no answer.
  */
 
-struct LookupOptions {
-  std::string name;
-  bool once = false;  ///< one scan instead of up to five, 200 ms apart
+/** What one of these commands was given; each uses some of it. */
+struct QueryOptions {
+  std::string name{};                ///< of a process or service
+  std::vector<std::string> names{};  ///< of services
+  int number = 0;                    ///< of a process or item
+  int first = 0;                     ///< of a range of processes
+  int last = 0;
+  std::string text{};  ///< for a node
+  bool once = false;   ///< one scan for a process instead of up to five, 200 ms apart
   bool json = false;
 };
+
+/** Reports which services work here, and what others lack. Fails when one that is named does not. */
+int examine(const QueryOptions& options, Console& console);
 
 /** Prints the identifier of a foreground process. */
-int lookUpProcess(const LookupOptions& options, Console& console);
-
-struct StatsOptions {
-  int pid = 0;
-  int first = 0;
-  int last = 0;
-  std::string name;
-  bool json = false;
-};
+int lookUpProcess(const QueryOptions& options, Console& console);
 
 /** Ask the kernel's statistics family. @{ */
-int statsPid(const StatsOptions& options, Console& console);
-int statsSys(const StatsOptions& options, Console& console);
-int statsRange(const StatsOptions& options, Console& console);
-int statsName(const StatsOptions& options, Console& console);
+int statsPid(const QueryOptions& options, Console& console);
+int statsSys(const QueryOptions& options, Console& console);
+int statsRange(const QueryOptions& options, Console& console);
+int statsName(const QueryOptions& options, Console& console);
 /** @} */
 
 /** Prints swap and vmalloc figures, which need no netlink family. */
-int showMemory(const StatsOptions& options, Console& console);
+int showMemory(const QueryOptions& options, Console& console);
+
+/** Ask the platform's service tracker. @{ */
+int servicesClients(const QueryOptions& options, Console& console);
+int servicesPids(const QueryOptions& options, Console& console);
+int servicesActive(const QueryOptions& options, Console& console);
+/** @} */
+
+/** Writes the text to the item's node, which must exist, and prints what the node holds then. */
+int writeNode(const QueryOptions& options, Console& console);
 
 /** A provider that does not log what the kernel cannot be asked. */
 StatsProvider probeQuietly();
@@ -49,37 +59,5 @@ nlohmann::ordered_json memoryFigures(const SysStatsRecord& record);
 /** All slots: each one's number or name, and its value. */
 nlohmann::ordered_json systemSlots(const SysStatsRecord& record);
 
-struct ServicesOptions {
-  std::string name;
-  std::vector<std::string> names;
-  bool json = false;
-};
-
-/** Ask the platform's service tracker. @{ */
-int servicesClients(const ServicesOptions& options, Console& console);
-int servicesPids(const ServicesOptions& options, Console& console);
-int servicesActive(const ServicesOptions& options, Console& console);
-/** @} */
-
-struct NodeOptions {
-  int item = 0;
-  std::string value;
-  bool json = false;
-};
-
-/** Writes the value to the item's node, which must exist, and prints what the node holds then. */
-int writeNode(const NodeOptions& options, Console& console);
-
-struct DoctorOptions {
-  std::vector<std::string> services;  ///< those that must work; all are only reported when empty
-  bool json = false;
-};
-
-/** Reports which services can work here, and what others lack. Fails when one of options does not. */
-int examine(const DoctorOptions& options, Console& console);
-
 /** The version and the files of the library and of the core library that are loaded. */
 std::string versionText();
-
-/** The file of the core library: the object that defines DynamicLoader::getInstance. */
-std::string coreLibraryFile();

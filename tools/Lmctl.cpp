@@ -3,16 +3,17 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cctype>
-#include <charconv>
 #include <climits>
-#include <functional>
-#include <memory>
 #include <ostream>
-#include <sstream>
+#include <string>
+#include <vector>
+
+#include <android-base/scopeguard.h>
 
 #include "Commands.h"
 #include "ConfigOverrides.h"
 #include "Output.h"
+#include "config/DynamicLoader.h"
 #include "db/Db.h"
 #include "demo/Demo.h"
 #include "report/Report.h"
@@ -20,14 +21,21 @@
 
 namespace {
 
+using CLI::App;
+using CLI::Option;
+using CLI::Range;
+
 constexpr int kHighestPid = 4194304;
 constexpr int kHighestPidOfRange = 65535;
-constexpr int kHour = 3600;
-constexpr int kDay = 24 * kHour;
+constexpr double kHour = 3600;
+constexpr double kDay = 24 * kHour;
 constexpr std::size_t kHelpColumn = 26;
 
-/** What a command line asks for, with the options it gave; returns an ExitStatus. */
-using Command = std::function<int(Console&)>;
+constexpr char kFooter[] =
+    "With --json a command prints an array of objects, whose members are named as the\n"
+    "columns of its table, or one object for a single result; watch does at its end.\n"
+    "Durations name their unit, what is unknown is null, and numbers from 2^53 on,\n"
+    "which many readers round, are texts.";
 
 /** What is wrong with a value; empty when it is good. */
 using Check = std::string (*)(const std::string& text);
@@ -41,13 +49,11 @@ std::string nodeProblem(const std::string& path) {
 }
 
 std::string itemProblem(const std::string& text) {
-  const std::size_t equals = std::min(text.find('='), text.size());
-  int item = -1;
-  const auto [rest, error] = std::from_chars(text.data(), text.data() + equals, item);
-  if (equals == text.size() || rest != text.data() + equals || item < 0) {
-    return "'" + text + "' is not an item's number, '=' and a path";
-  }
-  return nodeProblem(text.substr(equals + 1));
+  constexpr std::size_t kMostDigits = 9;
+  const std::size_t equals = text.find_first_not_of("0123456789");
+  return equals > 0 && equals <= kMostDigits && text[equals] == '='
+             ? nodeProblem(text.substr(equals + 1))
+             : "'" + text + "' is not an item's number, '=' and a path";
 }
 
 /** A table's name goes unquoted into SQL. */
@@ -64,356 +70,276 @@ std::string keyProblem(const std::string& text) {
                                               : "a quote cannot be part of a key";
 }
 
-/** A number from low to high, always decimal: CLI11 takes one that begins with 0 for octal. */
-template <typename Number>
-CLI::Validator numberFrom(Number low, Number high) {
-  const auto normalize = [low, high](std::string& text) {
-    Number value = 0;
-    std::istringstream input(text);
-    std::ostringstream output;
-    const bool isNumber = (input >> value) && input.eof();
-    if (!isNumber || !(value >= low && value <= high)) {  // NaN is not in any range
-      output << "'" << text << "' is not a number from " << low << " to " << high;
-      return output.str();
-    }
-    output << value;
-    text = output.str();
-    return std::string();
-  };
-  return {normalize, ""};
+/** Adds an option, used as "--name TYPE", or an argument, which must be there. */
+template <typename Value, typename Problem = Check>
+Option* addOption(App& command, const std::string& usage, Value& value, const char* description,
+                  const Problem& problem = textProblem) {
+  const std::string name = usage.substr(0, usage.find(' '));
+  const std::string type = usage.substr(std::min(name.size() + 1, usage.size()));
+  Option* const option = command.add_option(name, value, description)->check(problem);
+  return option->option_text(type.empty() ? " " : type)->required(name[0] != '-');
 }
 
-/** The type of an argument, which has no dash and must be there. */
-constexpr char kNeeded[] = " ";
-
-template <typename Value>
-CLI::Option* addOption(CLI::App& command, const char* name, Value& value, const char* type,
-                       const char* description, Check check = textProblem) {
-  CLI::Option* const option = command.add_option(name, value, description);
-  return option->option_text(type)->required(*name != '-')->check(check);
+void addSeconds(App& command, double& value, const char* description, double most = kHour) {
+  addOption(command, "--seconds N", value, description, Range(0.1, most));
 }
 
-template <typename Number>
-void addNumber(CLI::App& command, const char* name, Number& value, const char* type,
-               const char* description, Number low, Number high) {
-  CLI::Option* const option = command.add_option(name, value, description);
-  option->option_text(type)->required(*name != '-')->transform(numberFrom(low, high));
+void addSample(App& command, bool& sample) {
+  command.add_flag("--sample", sample, "Watch events that lmctl makes itself");
 }
 
-void addSeconds(CLI::App& command, double& value, const char* description, double most = kHour) {
-  addNumber(command, "--seconds", value, "N", description, 0.1, most);
+/** An option for a node, of a command with addSample(). */
+void addNode(App& command, const char* usage, std::string& path, const char* description) {
+  addOption(command, usage, path, description, nodeProblem)->excludes("--sample");
 }
 
-void addNode(CLI::App& command, const char* name, std::string& path, const char* description) {
-  addOption(command, name, path, "PATH", description, nodeProblem);
+/** The options for what switches frame reports on. */
+void addSwitch(App& command, std::string& node, int& value) {
+  addNode(command, "--ctrl PATH", node, "Node that switches reports on and off");
+  addOption(command, "--value N", value, "Value that switches them on [1]",
+            Range(INT_MIN, INT_MAX));
 }
 
-/** The commands below one. All share their options; those that are not given stay as they are. */
-template <typename Options>
-class Commands {
- public:
-  Commands(CLI::App& parent, Command& command) : mParent(parent), mCommand(command) {}
-
-  /** Adds a command, which may print with --json what json says. */
-  CLI::App& add(const char* name, const char* description, int (*run)(const Options&, Console&),
-                const std::string& json = "") const {
-    CLI::App* const app = mParent.add_subcommand(name, description)->group("Commands");
-    app->callback([options = options, run, &command = mCommand] {
-      command = [options, run](Console& console) { return run(*options, console); };
-    });
-    if constexpr (requires { options->json; }) {
-      app->add_flag("--json", options->json, "Print JSON instead");
-      app->footer("With --json: " + json + ".");
-    }
-    return *app;
-  }
-
-  const std::shared_ptr<Options> options = std::make_shared<Options>();
-
- private:
-  CLI::App& mParent;
-  Command& mCommand;
-};
-
-CLI::App& addGroup(CLI::App& app, const char* name, const char* description) {
-  return *app.add_subcommand(name, description)->require_subcommand(1);
-}
-
-void addDemo(CLI::App& app, Command& command) {
-  const Commands<DemoOptions> commands(app, command);
-  CLI::App& demo = commands.add("demo", "Show the library's services at work.", runDemo);
-  DemoOptions& options = *commands.options;
-  addSeconds(demo, options.seconds, "How long to watch vsyncs, and frames [3]");
-  addOption(demo, "--device", options.device, "DIR", "Folder of the simulated device's nodes");
-  addOption(demo, "--output", options.output, "DIR", "Folder for its trace and report");
-}
-
-void addDoctor(CLI::App& app, Command& command) {
-  const Commands<DoctorOptions> commands(app, command);
-  CLI::App& doctor =
-      commands.add("doctor", "Report which services can work here.", examine,
-                   "an array of {service, state, detail, what_to_do};\nstate is ok or missing");
-  addOption(doctor, "SERVICE", commands.options->services, "...", "Fail unless these services work")
-      ->required(false);
-}
-
-/** The flag that excludes options that name nodes. */
-void addSample(CLI::App& command, bool& sample) {
-  CLI::Option* const flag =
-      command.add_flag("--sample", sample, "Watch events that lmctl makes itself");
-  for (const char* const node : {"--node", "--frame-node", "--ctrl"}) {
-    if (CLI::Option* const option = command.get_option_no_throw(node)) {
-      flag->excludes(option);
-    }
-  }
-}
-
-void addWatch(CLI::App& app, Command& command) {
-  CLI::App& watch = addGroup(app, "watch", "Show events as they arrive.");
-  const Commands<WatchOptions> commands(watch, command);
-  WatchOptions& options = *commands.options;
-  constexpr char kJson[] = "an object {source, seconds, and what was watched}, at the end";
-  CLI::App& vsync = commands.add("vsync", "Show the display's vsync events.", watchVsync, kJson);
-  addNode(vsync, "--node", options.node, "Kernel node to poll, not the configured one");
-  CLI::App& gfx =
-      commands.add("gfx", "Show the graphics frames that the kernel reports.", watchGfx, kJson);
-  addNode(gfx, "--node", options.node, "Node or FIFO to read, not the configured one");
-  addNode(gfx, "--ctrl", options.control, "Node that switches reports on and off");
-  addNumber(gfx, "--value", options.controlValue, "N", "Value that switches them on [1]", INT_MIN,
-            INT_MAX);
-  gfx.footer(gfx.get_footer() +
-             "\n\nThe node's times are taken for microseconds. A frame is late that starts more\n"
-             "than 1.5 periods after the one before it; the period is the median of these\n"
-             "intervals. The library computes them in single precision: they are coarse when\n"
-             "the node's times are large.");
-  CLI::App& thermal = commands.add("thermal", "Keep the thermal listener fetching; show its zones.",
-                                   watchThermal, kJson);
-  for (CLI::App* const source : {&vsync, &gfx, &thermal}) {
-    addSample(*source, options.sample);
-    addSeconds(*source, options.seconds, "How long to watch; until Ctrl-C if not given", kDay);
-  }
-  for (CLI::App* const source : {&vsync, &gfx}) {
-    addOption(*source, "--trace", options.trace, "FILE", "File for a trace, for ui.perfetto.dev");
-  }
-}
-
-void addReport(CLI::App& app, Command& command) {
-  const Commands<ReportOptions> commands(app, command);
-  CLI::App& report = commands.add("report", "Watch for a while; show all figures on one page.",
-                                  makeReport, "an object, the record that the page shows");
-  ReportOptions& options = *commands.options;
-  addSeconds(report, options.seconds, "How long to watch [10]");
-  addOption(report, "-o,--output", options.output, "FILE",
-            "HTML file to make; - for standard output");
-  addNode(report, "--node", options.vsyncNode, "Vsync node to poll, not the configured one");
-  addNode(report, "--frame-node", options.frameNode, "Frame node or FIFO to read");
-  addNode(report, "--ctrl", options.controlNode, "Node that switches reports on and off");
-  addNumber(report, "--value", options.controlValue, "N", "Value that switches them on [1]",
-            INT_MIN, INT_MAX);
-  addSample(report, options.sample);
-}
-
-void addLookup(CLI::App& app, Command& command) {
-  const Commands<LookupOptions> commands(app, command);
-  CLI::App& pid = commands.add("pid", "Find a process among the foreground tasks.", lookUpProcess,
-                               "an object {name, pid}");
-  addOption(pid, "NAME", commands.options->name, kNeeded,
-            "First word of its command line; an app's package");
-  pid.add_flag("--once", commands.options->once, "Look once, without waiting");
-}
-
-void addStats(CLI::App& app, Command& command) {
-  CLI::App& stats = addGroup(app, "stats", "Ask the kernel's statistics family.");
-  const Commands<StatsOptions> commands(stats, command);
-  StatsOptions& options = *commands.options;
-  constexpr char kSlots[] =
-      "an array of {slot, hex, decimal}; decimal is a text\nfor numbers from 2^53 on";
-  CLI::App& pid = commands.add("pid", "Show one process; slots are as the kernel fills them.",
-                               statsPid, kSlots);
-  addNumber(pid, "PID", options.pid, kNeeded, "Process identifier", 1, kHighestPid);
-  commands.add("sys", "Show the system.", statsSys, kSlots);
-  CLI::App& range = commands.add("range", "Show the processes in a range, one a line.", statsRange,
-                                 "an array of processes, each an object of its slots");
-  addNumber(range, "FIRST", options.first, kNeeded, "Lowest identifier", 0, kHighestPidOfRange);
-  addNumber(range, "LAST", options.last, kNeeded, "Highest identifier", 0, kHighestPidOfRange);
-  CLI::App& name = commands.add("name", "Show the processes with a name.", statsName,
-                                "an array of {pid, entry}");
-  addOption(name, "NAME", options.name, kNeeded, "Process name");
-}
-
-void addMemory(CLI::App& app, Command& command) {
-  Commands<StatsOptions>(app, command)
-      .add("mem", "Show swap and vmalloc figures.", showMemory,
-           "an object {swap_used_kb, swap_total_kb, vmalloc_used_kb};\nnull for what is unknown");
-}
-
-void addServices(CLI::App& app, Command& command) {
-  CLI::App& services = addGroup(app, "services", "Ask the platform's service tracker.");
-  const Commands<ServicesOptions> commands(services, command);
-  constexpr char kPids[] = "an array of {pid}";
-  CLI::App& clients = commands.add("clients", "Show the services connected to a service.",
-                                   servicesClients, "an array of {service}");
-  addOption(clients, "NAME", commands.options->name, kNeeded, "Service name");
-  CLI::App& pids = commands.add("pids", "Show the processes of services.", servicesPids, kPids);
-  addOption(pids, "NAME", commands.options->names, "...", "Service names");
-  commands.add("active", "Show the processes of all active services.", servicesActive, kPids);
-}
-
-void addNode(CLI::App& app, Command& command) {
-  CLI::App& node = addGroup(app, "node", "Write to kernel nodes by their item.");
-  const Commands<NodeOptions> commands(node, command);
-  CLI::App& write =
-      commands.add("write", "Write a text to an item's node, and read it back.", writeNode,
-                   "an object {item, node, written, read};\nread is null "
-                   "for a node that cannot be read");
-  addNumber(write, "ITEM", commands.options->item, kNeeded, "Item number", 0, INT_MAX);
-  write.add_option("VALUE", commands.options->value, "Text, written as it is")
-      ->option_text(kNeeded)
-      ->required();
-}
-
-/** The file, the table and a row's fields, by which rows are selected, too. */
-void addKey(CLI::App& command, DbOptions& options) {
-  addOption(command, "FILE", options.file, kNeeded, "Database file");
-  addOption(command, "TABLE", options.table, kNeeded, "Its table", tableProblem);
-  CLI::Option* const app = addOption(command, "--app", options.key.appName, "NAME",
-                                     "Application, for rows of launches", keyProblem);
-  addOption(command, "--slot", options.key.appName, "NAME", "Time slot, for rows of apps",
-            keyProblem)
-      ->excludes(app)
-      ->each([&options](const std::string&) { options.isSlot = true; });
-  addOption(command, "--rsvd", options.key.rsvdName, "NAME", "Second name column", keyProblem);
-  addNumber(command, "--int", options.key.intcol1, "N", "Integer column", INT_MIN, kNoIntcol1 - 1);
-}
-
-void addDb(CLI::App& app, Command& command) {
-  CLI::App& db = addGroup(app, "db", "Look into a row store's file.");
-  const Commands<DbOptions> commands(db, command);
-  DbOptions& options = *commands.options;
-  CLI::App& tables = commands.add("tables", "List a file's tables.", dbTables,
-                                  "an array of {table, payload, rows}");
-  addOption(tables, "FILE", options.file, kNeeded, "Database file");
-  CLI::App& dump = commands.add(
-      "dump", "Print the rows that match the options.", dbDump,
-      "a line for each row, an object {rowid, int, app, rsvd, launches}\nor {rowid, int, slot, "
-      "rsvd, apps}; a payload of another size is in hex");
-  addKey(dump, options);
-  CLI::App& put = commands.add("put", "Add a row of these fields, or those of a file.", dbPut,
-                               "an object {put}, the number of rows");
-  addKey(put, options);
-  put.add_option("VALUE", options.value, "A count for --app, a text of apps for --slot")
-      ->option_text(kNeeded);
-  addOption(put, "--from", options.from, "FILE", "What dump --json prints; - for standard input");
-  put.footer(put.get_footer() +
-             "\n\nNothing is written unless all rows of a file are good. Their rowids are not\n"
-             "used.");
-  CLI::App& remove = commands.add("delete", "Delete the rows that match the options.", dbDelete,
-                                  "an object {deleted}, the number of rows");
-  addKey(remove, options);
-  remove.add_flag("--all", options.all, "Delete all rows");
-}
-
-void addFavourites(CLI::App& app, Command& command) {
-  CLI::App& favourites = addGroup(app, "favourites", "Work with the favourite applications.");
-  const Commands<FavouritesOptions> commands(favourites, command);
-  FavouritesOptions& options = *commands.options;
-  CLI::App& rebuild =
-      commands.add("rebuild", "Rebuild the tables of favourites; print them.", rebuildFavourites,
-                   "an object {time_slots, favourite_launches}, arrays of {slot, apps}\nand {app, "
-                   "launches}; null for unknown launches");
-  addOption(rebuild, "--dir", options.folder, "DIR", "Folder of the three databases")->required();
-  CLI::Option* const text =
-      rebuild.add_option("--text", options.text, "Text, instead of the configured one")
-          ->option_text("TEXT");
-  addOption(rebuild, "--text-file", options.textFile, "FILE", "File with the text")->excludes(text);
-}
-
-/** The option of any command that sets an item's node. */
-void addItems(CLI::App& app, ConfigOverrides& overrides) {
-  app.add_option_function<std::vector<std::string>>(
-         "--item",
-         [&overrides](const std::vector<std::string>& items) {
-           for (const std::string& item : items) {
-             overrides.set(std::stoi(item), item.substr(item.find('=') + 1));
-           }
-         },
-         "Node of an item, not the configured one; repeatable")
-      ->option_text("N=PATH")
-      ->allow_extra_args(false)
-      ->check(itemProblem);
-}
-
-void addCommands(CLI::App& app, Command& command) {
-  using Add = void (*)(CLI::App&, Command&);
-  static constexpr std::pair<const char*, Add> kCommands[] = {
-      {"First steps", addDemo},
-      {"First steps", addDoctor},
-      {"Events", addWatch},
-      {"Events", addReport},
-      {"Processes and system", addLookup},
-      {"Processes and system", addStats},
-      {"Processes and system", addMemory},
-      {"Processes and system", addServices},
-      {"Processes and system", addNode},
-      {"Row stores", addDb},
-      {"Row stores", addFavourites},
-  };
-  for (const auto& [group, add] : kCommands) {
-    add(app, command);
-    app.get_subcommands({}).back()->group(group);
-  }
-}
-
-void describe(CLI::App& app) {
-  app.require_subcommand(1);
-  app.fallthrough();  // options of lmctl itself may follow the command, too
-  app.get_formatter()->column_width(kHelpColumn);
-  app.get_formatter()->label("SUBCOMMAND", "COMMAND");
-  app.get_formatter()->label("OPTIONS", "OPTION...");
-  app.set_help_flag("-h,--help", "Show what lmctl or a command takes");
-  app.set_version_flag("--version", versionText)->description("Show the version and libraries");
+App& addGroup(App& parent, const char* name, const char* description) {
+  return *parent.add_subcommand(name, description)->require_subcommand(1);
 }
 
 /** The command that was named, as "lmctl watch vsync". */
-std::string namedCommand(const CLI::App& app) {
+std::string namedCommand(const App& app) {
   const auto named = app.get_subcommands();
   return app.get_name() + (named.empty() ? "" : " " + namedCommand(*named.back()));
 }
 
-int fail(const CLI::App& app, const std::string& problem, int status, Console& console) {
-  const std::string command = namedCommand(app);
-  console.beginError(command) << visible(problem)
-                              << (status == kUsage ? "; see '" + command + " --help'" : "") << "\n";
-  return status;
-}
+/** lmctl's commands with their options. To parse a command line is to run its command. */
+class CommandLine {
+ public:
+  explicit CommandLine(Console& console) : mConsole(console) {
+    mApp.require_subcommand(1);
+    mApp.fallthrough();  // options of lmctl itself may follow the command, too
+    mApp.get_formatter()->column_width(kHelpColumn);
+    mApp.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    mApp.get_formatter()->label("OPTIONS", "OPTION...");
+    mApp.set_help_flag("-h,--help", "Show what lmctl or a command takes");
+    mApp.set_version_flag("--version", versionText)->description("Show the version and libraries");
+    addItems();
+    mApp.group("First steps");  // of the commands that follow
+    addDemo();
+    addDoctor();
+    mApp.group("Events");
+    addWatch();
+    addReport();
+    mApp.group("Processes and system");
+    addLookup();
+    addStats();
+    add(mApp, "mem", "Show swap and vmalloc figures.", showMemory, mQuery);
+    addServices();
+    addNodeWrite();
+    mApp.group("Row stores");
+    addDb();
+    addFavourites();
+    mApp.footer(kFooter);
+  }
+
+  /** Returns an ExitStatus. */
+  int parse(int argc, const char* const* argv) try {
+    mApp.parse(argc, argv);
+    return mStatus;
+  } catch (const CLI::ParseError& e) {
+    if (const auto unknown = mApp.remaining(true); !unknown.empty()) {
+      return fail("unexpected '" + unknown.front() + "'", kUsage);
+    }
+    const bool isAnswer = e.get_exit_code() == kSuccess;  // help or the version
+    return isAnswer ? mApp.exit(e, mConsole.out) : fail(e.what(), kUsage);
+  } catch (const UsageError& e) {
+    return fail(e.what(), kUsage);
+  } catch (const std::exception& e) {
+    return fail(e.what(), kFailure);
+  }
+
+ private:
+  /** Adds a command that runs with its options, and --json when these have it. */
+  template <typename Options>
+  App& add(App& parent, const char* name, const char* description,
+           int (*run)(const Options&, Console&), Options& options) {
+    App& command = *parent.add_subcommand(name, description);
+    command.callback([this, run, &options] { mStatus = run(options, mConsole); });
+    if constexpr (requires { options.json; }) {
+      command.add_flag("--json", options.json, "Print JSON instead");
+    }
+    return command;
+  }
+
+  void addItems() {
+    addOption(mApp, "--item N=PATH", mItems, "Node of an item, not the configured one; repeatable",
+              itemProblem)
+        ->allow_extra_args(false)
+        ->each([](const std::string& item) {
+          overrideNode(std::stoi(item), item.substr(item.find('=') + 1));
+        });
+  }
+
+  void addDemo() {
+    App& demo = add(mApp, "demo", "Show the library's services at work.", runDemo, mDemo);
+    addSeconds(demo, mDemo.seconds, "How long to watch vsyncs, and frames [3]");
+    addOption(demo, "--device DIR", mDemo.device, "Folder of the simulated device's nodes");
+    addOption(demo, "--output DIR", mDemo.output, "Folder for its trace and report");
+  }
+
+  void addDoctor() {
+    App& doctor = add(mApp, "doctor", "Report which services can work here.", examine, mQuery);
+    addOption(doctor, "SERVICE ...", mQuery.names, "Fail unless these services work")
+        ->required(false);
+  }
+
+  App& addSource(App& watch, const char* name, const char* description,
+                 int (*run)(const WatchOptions&, Console&)) {
+    App& source = add(watch, name, description, run, mWatch);
+    addSample(source, mWatch.sample);
+    addSeconds(source, mWatch.seconds, "How long to watch; until Ctrl-C if not given", kDay);
+    return source;
+  }
+
+  void addWatch() {
+    App& watch = addGroup(mApp, "watch", "Show events as they arrive.");
+    App& vsync = addSource(watch, "vsync", "Show the display's vsync events.", watchVsync);
+    App& gfx =
+        addSource(watch, "gfx", "Show the graphics frames that the kernel reports.", watchGfx);
+    addSource(watch, "thermal", "Keep the thermal listener fetching; show its zones.",
+              watchThermal);
+    for (App* const source : {&vsync, &gfx}) {
+      addOption(*source, "--trace FILE", mWatch.trace, "File for a trace, for ui.perfetto.dev");
+    }
+    addNode(vsync, "--node PATH", mWatch.node, "Kernel node to poll, not the configured one");
+    addNode(gfx, "--node PATH", mWatch.node, "Node or FIFO to read, not the configured one");
+    addSwitch(gfx, mWatch.control, mWatch.controlValue);
+    gfx.footer(
+        "The node's times are taken for microseconds. A frame is late that starts more\n"
+        "than 1.5 periods after the one before it; the period is the median of these\n"
+        "intervals. The library computes them in single precision: they are coarse when\n"
+        "the node's times are large.");
+  }
+
+  void addReport() {
+    App& report = add(mApp, "report", "Watch for a while; show all figures on one page.",
+                      makeReport, mReport);
+    addSeconds(report, mReport.seconds, "How long to watch [10]");
+    addOption(report, "-o,--output FILE", mReport.output,
+              "HTML file to make; - for standard output");
+    addSample(report, mReport.sample);
+    addNode(report, "--node PATH", mReport.vsyncNode, "Vsync node to poll");
+    addNode(report, "--frame-node PATH", mReport.frameNode, "Frame node or FIFO to read");
+    addSwitch(report, mReport.controlNode, mReport.controlValue);
+  }
+
+  void addLookup() {
+    App& pid =
+        add(mApp, "pid", "Find a process among the foreground tasks.", lookUpProcess, mQuery);
+    addOption(pid, "NAME", mQuery.name, "First word of its command line; an app's package");
+    pid.add_flag("--once", mQuery.once, "Look once, without waiting");
+  }
+
+  void addStats() {
+    App& stats = addGroup(mApp, "stats", "Ask the kernel's statistics family.");
+    App& pid = add(stats, "pid", "Show one process; slots are as the kernel fills them.", statsPid,
+                   mQuery);
+    addOption(pid, "PID", mQuery.number, "Process identifier", Range(1, kHighestPid));
+    add(stats, "sys", "Show the system.", statsSys, mQuery);
+    App& range =
+        add(stats, "range", "Show the processes in a range, one a line.", statsRange, mQuery);
+    const Range pids(0, kHighestPidOfRange);
+    addOption(range, "FIRST", mQuery.first, "Lowest identifier", pids);
+    addOption(range, "LAST", mQuery.last, "Highest identifier", pids);
+    App& name = add(stats, "name", "Show the processes with a name.", statsName, mQuery);
+    addOption(name, "NAME", mQuery.name, "Process name");
+  }
+
+  void addServices() {
+    App& services = addGroup(mApp, "services", "Ask the platform's service tracker.");
+    App& clients = add(services, "clients", "Show the services connected to a service.",
+                       servicesClients, mQuery);
+    addOption(clients, "NAME", mQuery.name, "Service name");
+    App& pids = add(services, "pids", "Show the processes of services.", servicesPids, mQuery);
+    addOption(pids, "NAME ...", mQuery.names, "Service names");
+    add(services, "active", "Show the processes of all active services.", servicesActive, mQuery);
+  }
+
+  void addNodeWrite() {
+    App& node = addGroup(mApp, "node", "Write to kernel nodes by their item.");
+    App& write =
+        add(node, "write", "Write a text to an item's node, and read it back.", writeNode, mQuery);
+    addOption(write, "ITEM", mQuery.number, "Item number", Range(0, INT_MAX));
+    addOption(write, "VALUE", mQuery.text, "Text, written as it is", CLI::Validator());
+  }
+
+  /** The file, the table and a row's fields, by which rows are selected, too. */
+  void addKey(App& command) {
+    addOption(command, "FILE", mDb.file, "Database file");
+    addOption(command, "TABLE", mDb.table, "Its table", tableProblem);
+    LMDBDataRowKey& key = mDb.key;
+    addOption(command, "--app NAME", key.appName, "Application, for rows of launches", keyProblem);
+    addOption(command, "--slot NAME", key.appName, "Time slot, for rows of apps", keyProblem)
+        ->excludes("--app")
+        ->each([this](const std::string&) { mDb.isSlot = true; });
+    addOption(command, "--rsvd NAME", key.rsvdName, "Second name column", keyProblem);
+    addOption(command, "--int N", key.intcol1, "Integer column", Range(INT_MIN, kNoIntcol1 - 1));
+  }
+
+  void addDb() {
+    App& db = addGroup(mApp, "db", "Look into a row store's file.");
+    App& tables = add(db, "tables", "List a file's tables.", dbTables, mDb);
+    addOption(tables, "FILE", mDb.file, "Database file");
+    App& dump = add(db, "dump", "Print the rows that match the options.", dbDump, mDb);
+    addKey(dump);
+    dump.footer(
+        "With --json each row is an object on a line of its own. A payload that is neither\n"
+        "launches nor apps is in hexadecimal.");
+    App& put = add(db, "put", "Add a row of these fields, or those of a file.", dbPut, mDb);
+    addKey(put);
+    put.add_option("VALUE", mDb.value, "A count for --app, a text of apps for --slot")
+        ->option_text(" ");
+    addOption(put, "--from FILE", mDb.from, "What dump --json prints; - for standard input");
+    put.footer("Nothing is written unless all rows of a file are good. Their rowids are not used.");
+    App& remove = add(db, "delete", "Delete the rows that match the options.", dbDelete, mDb);
+    addKey(remove);
+    remove.add_flag("--all", mDb.all, "Delete all rows");
+  }
+
+  void addFavourites() {
+    App& group = addGroup(mApp, "favourites", "Work with the favourite applications.");
+    App& rebuild = add(group, "rebuild", "Rebuild the tables of favourites; print them.",
+                       rebuildFavourites, mFavourites);
+    addOption(rebuild, "--dir DIR", mFavourites.folder, "Folder of the three databases")
+        ->required();
+    addOption(rebuild, "--text TEXT", mFavourites.text, "Text, instead of the configured one",
+              CLI::Validator());
+    addOption(rebuild, "--text-file FILE", mFavourites.textFile,
+              "File with it; - for standard input")
+        ->excludes("--text");
+  }
+
+  int fail(const std::string& problem, int status) const {
+    const std::string command = namedCommand(mApp);
+    mConsole.beginError(command) << visible(problem)
+                                 << (status == kUsage ? "; see '" + command + " --help'" : "")
+                                 << "\n";
+    return status;
+  }
+
+  App mApp{"Tries out the services of liblmsupport.", "lmctl"};
+  Console& mConsole;
+  int mStatus = kSuccess;
+  std::vector<std::string> mItems{};
+  DemoOptions mDemo{};
+  WatchOptions mWatch{};
+  ReportOptions mReport{};
+  QueryOptions mQuery{};
+  DbOptions mDb{};
+  FavouritesOptions mFavourites{};
+};
 
 }  // namespace
 
 int lmctl(int argc, const char* const* argv, Console& console) {
-  CLI::App app("Tries out the services of liblmsupport.", "lmctl");
-  ConfigOverrides items;
-  Command command;
-  describe(app);
-  addItems(app, items);
-  addCommands(app, command);
-  try {
-    app.parse(argc, argv);
-    return command(console);
-  } catch (const CLI::CallForVersion& version) {
-    console.out << version.what() << "\n";
-    return kSuccess;
-  } catch (const CLI::ParseError& e) {
-    if (const auto unknown = app.remaining(true); !unknown.empty()) {
-      return fail(app, "unexpected '" + unknown.front() + "'", kUsage, console);
-    }
-    if (e.get_exit_code() != kSuccess) {
-      return fail(app, e.what(), kUsage, console);
-    }
-    console.out << app.help();
-    return kSuccess;
-  } catch (const UsageError& e) {
-    return fail(app, e.what(), kUsage, console);
-  } catch (const std::exception& e) {
-    return fail(app, e.what(), kFailure, console);
-  }
+  const auto forget = android::base::make_scope_guard(clearOverrides);
+  return CommandLine(console).parse(argc, argv);
 }

@@ -10,6 +10,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
 #include <stdexcept>
 
 #include "config/Nodes.h"
@@ -60,10 +63,15 @@ std::string accessProblem(const std::string& path, int access) {
   return isGood ? "" : path + ": " + std::strerror(errno);
 }
 
-void requireReadable(const std::string& path) {
+std::string readText(const std::string& path) {
+  if (path == "-") {
+    return {std::istreambuf_iterator<char>(std::cin), {}};
+  }
   if (const std::string problem = accessProblem(path, R_OK); !problem.empty()) {
     throw std::runtime_error(problem);
   }
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::string nodeProblem(int item, int access) {

@@ -9,8 +9,8 @@
 /** Why this process cannot open a file at path for reading (R_OK) or writing (W_OK), or nothing. */
 std::string accessProblem(const std::string& path, int access);
 
-/** Throws std::runtime_error unless this process can read the file at path. */
-void requireReadable(const std::string& path);
+/** The text of a file; of standard input for "-". Throws std::runtime_error when it cannot be read. */
+std::string readText(const std::string& path);
 
 /** Why it cannot open the node that is configured for item, or nothing. */
 std::string nodeProblem(int item, int access);

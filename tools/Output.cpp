@@ -106,6 +106,9 @@ void printJson(const ordered_json& value, std::ostream& out) {
 }
 
 void printTable(const ordered_json& rows, std::ostream& out) {
+  if (rows.is_object()) {
+    return printTable(ordered_json::array({rows}), out);
+  }
   if (rows.empty()) {
     out << "(no rows)\n";
     return;
@@ -127,10 +130,7 @@ void printTable(const ordered_json& rows, std::ostream& out) {
   }
 }
 
-void printRows(const ordered_json& rows, bool json, std::ostream& out) {
-  if (json) {
-    printJson(rows, out);
-  } else {
-    printTable(rows, out);
-  }
+int printResult(const ordered_json& result, bool json, Console& console) {
+  (json ? printJson : printTable)(result, console.out);
+  return kSuccess;
 }

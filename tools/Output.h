@@ -6,6 +6,8 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
+#include "Console.h"
+
 /**
  * Text without what a terminal would obey or what hides or reorders other text: such characters, and
  * bytes that are not UTF-8, as "\x1b".
@@ -22,10 +24,11 @@ nlohmann::ordered_json exactNumber(std::uint64_t number);
 void printJson(const nlohmann::ordered_json& value, std::ostream& out);
 
 /**
- * Prints a table of rows, an array of objects that have the same members: a line of the members'
- * names and a line per row, with "-" for null. A long cell moves the rest of its own row only.
+ * Prints a table of rows, an array of objects that have the same members, or of one object: a line of
+ * the members' names and a line per row, with "-" for null. A long cell moves the rest of its own row
+ * only.
  */
 void printTable(const nlohmann::ordered_json& rows, std::ostream& out);
 
-/** Prints rows as JSON or else as a table. */
-void printRows(const nlohmann::ordered_json& rows, bool json, std::ostream& out);
+/** Prints a command's result, which is rows or an object, as JSON or else as a table: kSuccess. */
+int printResult(const nlohmann::ordered_json& result, bool json, Console& console);

@@ -30,10 +30,8 @@ TEST(Lmctl, ErrorsAreOneLineThatNamesWhatToDo) {
            Case{"no command", "", kUsage, "lmctl: .*see 'lmctl --help'"},
            Case{"unknown command", "nonsense --help", kUsage, "lmctl: unexpected 'nonsense'"},
            Case{"misplaced flag", "--json mem", kUsage, "lmctl mem: unexpected '--json'"},
-           Case{"not a number", "watch gfx --seconds nan", kUsage,
-                "'nan' is not a number from 0.1"},
-           Case{"out of range", "stats pid 0", kUsage,
-                "PID: '0' is not a number from 1 to 4194304"},
+           Case{"not a number", "watch gfx --seconds x", kUsage, "Value x not in range 0.1"},
+           Case{"out of range", "stats pid 0", kUsage, "PID: Value 0 not in range 1 to 4194304"},
            Case{"not an item", "mem --item -5=/x", kUsage, "'-5=/x' is not an item's number"},
            Case{"long path", "mem --item 2=" + std::string(150, 'x'), kUsage, "than 149 bytes"},
            Case{"quote in SQL", "db dump f t --app a'b", kUsage, "--app: a quote cannot be part"},
@@ -78,9 +76,8 @@ TEST(Lmctl, DoctorTellsWhatIsThereFromWhatIsMissing) {
   }
   const LmctlResult all = runLine("doctor");
   EXPECT_EQ(all.status, kSuccess);
-  EXPECT_THAT(all.out,
-              ContainsRegex("\nmissing  vsync  .*\n         "
-                            "(set item 22 in |on this simulated device, give --item 22=)"));
+  EXPECT_THAT(all.out, ContainsRegex("\nmissing  vsync  .*\n         "
+                                     "give --item 22="));
 }
 
 TEST(Lmctl, NodeWriteTellsWhatTheDriverMadeOfIt) {

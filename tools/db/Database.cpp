@@ -102,11 +102,9 @@ void Database::fail() const {
 }
 
 std::string quoted(const std::string& name) {
-  std::string result = "\"";
-  for (const char c : name) {
-    result.append(c == '"' ? 2 : 1, c);
-  }
-  return result + '"';
+  const std::unique_ptr<char, void (*)(void*)> text(sqlite3_mprintf("\"%w\"", name.c_str()),
+                                                    sqlite3_free);
+  return text.get();
 }
 
 std::string bytesOf(sqlite3_stmt* row, int column) {

@@ -8,9 +8,10 @@
 
 #include "LMDatabase.h"
 
-/** The payloads that lmctl knows. @{ */
+/** The payloads that lmctl knows, and the longest text of a slot. @{ */
 using LaunchPayload = _preKill_User_Launched_Data;
 using SlotPayload = _preKill_Favorite_Time_Slot_Data;
+inline constexpr std::size_t kLongestSlot = sizeof(SlotPayload::slotText) - 1;
 /** @} */
 
 /** What the rows of a table are, and what lmctl calls their columns appName and blob. */

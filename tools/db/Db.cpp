@@ -38,12 +38,10 @@ ordered_json payloadOf(sqlite3_stmt* row, int blob, int hex) {
 }
 
 /** Prints a row on a line of its own; returns whether it could be kept byte for byte. */
-bool printLine(const ordered_json& row, std::ostream& out) try {
-  out << row.dump() << "\n";
-  return true;
-} catch (const ordered_json::type_error&) {
-  out << row.dump(-1, ' ', false, ordered_json::error_handler_t::replace) << "\n";
-  return false;
+bool printLine(const ordered_json& row, std::ostream& out) {
+  const std::string line = row.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+  out << line << "\n";
+  return line == row.dump(-1, ' ', false, ordered_json::error_handler_t::ignore);
 }
 
 }  // namespace
@@ -58,8 +56,7 @@ int dbTables(const DbOptions& options, Console& console) {
           {{"table", name}, {"payload", database.kindOf(name).name}, {"rows", cellOf(count, 0)}});
     });
   });
-  printRows(rows, options.json, console.out);
-  return kSuccess;
+  return printResult(rows, options.json, console);
 }
 
 int dbDump(const DbOptions& options, Console& console) {

@@ -1,5 +1,3 @@
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <ostream>
@@ -10,6 +8,7 @@
 #include "FetchPreferredApps.h"
 #include "NodeChecks.h"
 #include "Output.h"
+#include "config/DynamicLoader.h"
 #include "db/Database.h"
 #include "db/Db.h"
 
@@ -23,7 +22,6 @@ using SlotStore = FetchPreferredApps::SlotStore;
 constexpr char kFavouritesTable[] = "favourite_launches";
 constexpr char kHistoryTable[] = "launch_history";
 constexpr char kSlotsTable[] = "time_slots";
-constexpr std::size_t kLongestSlot = sizeof(SlotPayload::slotText) - 1;
 constexpr int kUnknownLaunches = -1;
 
 /** Opens a table's store, in a file of its name below folder, or in memory without a folder. */
@@ -76,15 +74,6 @@ ordered_json populate(const std::string& folder,
   return tables;
 }
 
-std::optional<std::string> givenText(const FavouritesOptions& options) {
-  if (options.textFile.empty()) {
-    return options.text;
-  }
-  requireReadable(options.textFile);
-  std::ifstream file(options.textFile);
-  return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
 /** Notes what the library cuts off. */
 void noteCuts(std::size_t given, Console& console) {
   const std::string text = FetchPreferredApps().getWeekTimePreferredApps();
@@ -103,10 +92,10 @@ void noteCuts(std::size_t given, Console& console) {
 }  // namespace
 
 int rebuildFavourites(const FavouritesOptions& options, Console& console) {
-  ConfigOverrides overrides;
-  const std::optional<std::string> text = givenText(options);
+  const std::optional<std::string> text =
+      options.textFile.empty() ? options.text : readText(options.textFile);
   if (text) {
-    overrides.setText(kPreferredAppsKey, *text);
+    overrideText(kPreferredAppsKey, *text);
   } else if (FetchPreferredApps().getWeekTimePreferredApps().empty()) {
     throw std::runtime_error("no text of key " + std::to_string(kPreferredAppsKey) +
                              "; give --text or --text-file");

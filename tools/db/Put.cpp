@@ -1,10 +1,9 @@
 #include <climits>
 #include <cmath>
-#include <fstream>
-#include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <set>
+#include <sstream>
 #include <stdexcept>
 
 #include "NodeChecks.h"
@@ -15,10 +14,15 @@ using nlohmann::json;
 
 namespace {
 
-/** Rows that are to be put, objects as "lmctl db dump --json" prints them; all are of one kind. */
+struct NewRow {
+  LMDBDataRowKey key;
+  std::string payload;  ///< its bytes
+};
+
+/** Rows that are to be put; all are of one kind. */
 struct NewRows {
   const TableKind* kind;
-  std::vector<json> rows{};
+  std::vector<NewRow> rows{};
 };
 
 /** Throws unless a member of a row is good; rule is what it must keep to. */
@@ -28,12 +32,7 @@ void require(bool isGood, const std::string& name, const std::string& rule) {
   }
 }
 
-bool isGiven(const json& row, const char* name) {
-  return row.count(name) != 0 && !row[name].is_null();
-}
-
-std::int32_t integerOf(const json& row, const std::string& name, int highest) {
-  const json value = row.value(name, json());
+std::int32_t integerFrom(const json& value, const std::string& name, int highest) {
   const double number = value.is_number_integer() ? value.get<double>() : NAN;
   require(
       number >= INT_MIN && number <= highest, name,
@@ -41,50 +40,43 @@ std::int32_t integerOf(const json& row, const std::string& name, int highest) {
   return value.get<std::int32_t>();
 }
 
-std::string textOf(const json& row, const std::string& name) {
-  const json value = row.value(name, json());
+std::string textFrom(const json& value, const std::string& name) {
   const bool isGood = value.is_string() && value.get<std::string>().find('\0') == std::string::npos;
   require(isGood, name, "must be a text without zero bytes");
   return value;
 }
 
-void setPayload(LaunchPayload& payload, const json& row) {
-  payload.launchCount = integerOf(row, kLaunches.payloadColumn, INT_MAX);
-}
-
-void setPayload(SlotPayload& payload, const json& row) {
-  const std::string text = textOf(row, kSlots.payloadColumn);
-  constexpr std::size_t kLongest = sizeof(payload.slotText) - 1;
-  require(text.size() <= kLongest, kSlots.payloadColumn,
-          "must have at most " + std::to_string(kLongest) + " bytes, not " +
+std::string payloadFrom(const json& value, const TableKind& kind) {
+  if (&kind == &kLaunches) {
+    const LaunchPayload payload = {integerFrom(value, kind.payloadColumn, INT_MAX)};
+    return {reinterpret_cast<const char*>(&payload), sizeof(payload)};
+  }
+  std::string text = textFrom(value, kind.payloadColumn);
+  require(text.size() <= kLongestSlot, kind.payloadColumn,
+          "must have at most " + std::to_string(kLongestSlot) + " bytes, not " +
               std::to_string(text.size()));
-  payload = {};
-  text.copy(payload.slotText, kLongest);
+  text.resize(sizeof(SlotPayload));
+  return text;
 }
 
-/** A row for the store. Throws what cannot be put into one. */
-template <typename T>
-std::unique_ptr<LMDBDataRow<T>> rowFrom(const json& object, const TableKind& kind) {
+/** A row from an object as "lmctl db dump --json" prints it. Throws what cannot be put. */
+NewRow rowFrom(const json& object, const TableKind& kind) {
   for (const auto& [name, value] : object.items()) {
     const bool isColumn = name == "rowid" || name == "int" || name == kind.nameColumn ||
                           name == "rsvd" || name == kind.payloadColumn;
     require(isColumn, name, "is not a column of this kind of rows");
   }
-  auto row = std::make_unique<LMDBDataRow<T>>();
-  row->intcol1 = isGiven(object, "int") ? integerOf(object, "int", kNoIntcol1 - 1) : kNoIntcol1;
-  row->appName = textOf(object, kind.nameColumn);
-  require(!row->appName.empty(), kind.nameColumn, "must not be empty");
-  row->rsvdName = isGiven(object, "rsvd") ? textOf(object, "rsvd") : "";
-  setPayload(row->payload, object);
-  return row;
-}
-
-void check(const json& row, const TableKind& kind) {
-  if (&kind == &kSlots) {
-    rowFrom<SlotPayload>(row, kind);
-  } else {
-    rowFrom<LaunchPayload>(row, kind);
+  const auto valueOf = [&](const char* name) { return object.value(name, json()); };
+  LMDBDataRowKey key;
+  if (const json value = valueOf("int"); !value.is_null()) {
+    key.intcol1 = integerFrom(value, "int", kNoIntcol1 - 1);
   }
+  if (const json value = valueOf("rsvd"); !value.is_null()) {
+    key.rsvdName = textFrom(value, "rsvd");
+  }
+  key.appName = textFrom(valueOf(kind.nameColumn), kind.nameColumn);
+  require(!key.appName.empty(), kind.nameColumn, "must not be empty");
+  return {key, payloadFrom(valueOf(kind.payloadColumn), kind)};
 }
 
 /** Parses one object. Throws also for a member that is given twice. */
@@ -104,7 +96,8 @@ json parseObject(const std::string& line) {
 }
 
 /** Reads a row from each line that is not blank. Throws what is wrong, and in which line. */
-NewRows readRows(std::istream& text, const std::string& name) {
+NewRows readRows(const std::string& file) {
+  std::istringstream text(readText(file));
   NewRows rows = {&kLaunches};
   std::string line;
   std::size_t number = 0;
@@ -113,44 +106,27 @@ NewRows readRows(std::istream& text, const std::string& name) {
       if (line.find_first_not_of(" \t\r") == std::string::npos) {
         continue;
       }
-      const json& row = rows.rows.emplace_back(parseObject(line));
-      if (rows.rows.size() == 1 && row.count(kSlots.nameColumn) != 0) {
+      const json row = parseObject(line);
+      if (rows.rows.empty() && row.count(kSlots.nameColumn) != 0) {
         rows.kind = &kSlots;
       }
-      check(row, *rows.kind);
+      rows.rows.push_back(rowFrom(row, *rows.kind));
     }
   } catch (const std::runtime_error& e) {
-    throw std::runtime_error(name + ": line " + std::to_string(number) + ": " + e.what());
+    throw std::runtime_error((file == "-" ? "standard input" : file) + ": line " +
+                             std::to_string(number) + ": " + e.what());
   }
   return rows;
 }
 
 /** The row that the command line tells of. */
 NewRows givenRow(const DbOptions& options) try {
-  const auto& [intcol1, appName, rsvdName] = options.key;
   const TableKind& kind = options.isSlot ? kSlots : kLaunches;
   const json payload =
       options.isSlot ? json(*options.value) : json::parse(*options.value, nullptr, false);
-  json row = {{kind.nameColumn, appName}, {kind.payloadColumn, payload}, {"rsvd", rsvdName}};
-  if (intcol1 != kNoIntcol1) {
-    row["int"] = intcol1;
-  }
-  check(row, kind);
-  return {&kind, {row}};
+  return {&kind, {{options.key, payloadFrom(payload, kind)}}};
 } catch (const std::runtime_error& e) {
   throw UsageError(e.what());
-}
-
-NewRows rowsToPut(const DbOptions& options) {
-  if (options.value) {
-    return givenRow(options);
-  }
-  if (options.from == "-") {
-    return readRows(std::cin, "standard input");
-  }
-  requireReadable(options.from);
-  std::ifstream file(options.from);
-  return readRows(file, options.from);
 }
 
 /** Throws when a table that is there already has rows of another kind. */
@@ -180,13 +156,17 @@ bool write(const DbOptions& options, const NewRows& rows) {
   sqlite3_rollback_hook(store.mDb, note, &isRolledBack);
   const int before = sqlite3_total_changes(store.mDb);
   std::pair<bool, bool> cached;
-  for (const json& object : rows.rows) {
-    auto row = rowFrom<T>(object, *rows.kind);
-    const std::pair unset(row->intcol1 == kNoIntcol1, row->rsvdName.empty());
+  for (const auto& [key, payload] : rows.rows) {
+    const std::pair unset(key.intcol1 == kNoIntcol1, key.rsvdName.empty());
     if (unset != cached) {
       store.LMDatabaseWriteCachedToDisk();  // its result does not tell of the rows
     }
     cached = unset;
+    auto row = std::make_unique<LMDBDataRow<T>>();
+    row->intcol1 = key.intcol1;
+    row->appName = key.appName;
+    row->rsvdName = key.rsvdName;
+    payload.copy(reinterpret_cast<char*>(&row->payload), sizeof(row->payload));
     store.cacheRow(std::move(row));
   }
   store.LMDatabaseWriteCachedToDisk();
@@ -204,7 +184,7 @@ int dbPut(const DbOptions& options, Console& console) {
   if (options.value ? options.key.appName.empty() : options.hasKey()) {
     throw UsageError(options.value ? "VALUE needs --app or --slot" : "--from gives all fields");
   }
-  const NewRows rows = rowsToPut(options);
+  const NewRows rows = options.value ? givenRow(options) : readRows(options.from);
   Database::requireWritable(options.file);
   requireKind(options, *rows.kind);
   const bool isSlots = rows.kind == &kSlots;

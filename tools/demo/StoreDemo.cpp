@@ -5,6 +5,7 @@
 #include "ConfigOverrides.h"
 #include "LMDatabase.h"
 #include "Output.h"
+#include "config/DynamicLoader.h"
 #include "db/Db.h"
 #include "demo/Steps.h"
 #include "testing/TemporaryFolder.h"
@@ -53,8 +54,7 @@ StepResult demonstrateStore(DemoScene& scene) {
 
 StepResult demonstrateFavourites(DemoScene& scene) {
   const std::string text = "com.mail/com.chat/=com.game/com.chat/=com.mail/com.maps/";
-  ConfigOverrides overrides;
-  overrides.setText(kPreferredAppsKey, text);
+  overrideText(kPreferredAppsKey, text);
   const auto tables = computeFavourites({{"com.mail", 41}, {"com.chat", 17}});
   const auto& slots = tables["time_slots"];
   const auto& apps = tables["favourite_launches"];

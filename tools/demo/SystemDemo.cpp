@@ -61,9 +61,8 @@ StepResult demonstrateController(DemoScene& scene) {
   const TemporaryFolder sample;
   const std::string& device = scene.options.device;
   const std::string path = (device.empty() ? sample.path() : device) + "/control";
-  ConfigOverrides overrides;
   for (const int item : {1, 2, 3}) {
-    overrides.set(item, path + std::to_string(item));
+    overrideNode(item, path + std::to_string(item));
   }
   std::vector<CpPLHController::Command> initial = {{1, "powersave"}, {2, "0"}, {3, "0"}};
   CpPLHController::Command governor = {1, "performance"};

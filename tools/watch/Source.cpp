@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "AsyncEventsMgr.h"
+#include "ConfigOverrides.h"
 #include "NodeChecks.h"
 #include "config/Nodes.h"
 #include "watch/Summary.h"
@@ -43,7 +44,7 @@ std::string WatchedSource::counts() const { return countText(mRecorder.latest(0)
 
 void WatchedSource::setNode(int item, const std::string& path) {
   if (!path.empty()) {
-    mOverrides.set(item, path);
+    overrideNode(item, path);
   }
 }
 

@@ -7,7 +7,6 @@
 
 #include <android-base/unique_fd.h>
 
-#include "ConfigOverrides.h"
 #include "watch/EventRecorder.h"
 #include "watch/Feed.h"
 
@@ -60,7 +59,6 @@ class WatchedSource {
   const Kind& mKind;
   const std::unique_ptr<Feed> mFeed;
   EventRecorder mRecorder;
-  ConfigOverrides mOverrides{};
 };
 
 class WatchedVsyncs final : public WatchedSource {
