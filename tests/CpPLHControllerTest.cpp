@@ -7,7 +7,6 @@
 #include <climits>
 #include <fstream>
 #include <functional>
-#include <sstream>
 #include <stdexcept>
 
 #include "HostCore.h"
@@ -63,12 +62,12 @@ class Controller : public testing::Test {
   }
 
   std::string files() const {
-    std::ostringstream text;
+    std::string texts;
     for (const char* const name : {"a", "b", "c"}) {
       std::ifstream file(mFolder + name);
-      text << std::string(std::istreambuf_iterator<char>(file), {}) << ' ';
+      texts += std::string(std::istreambuf_iterator<char>(file), {}) + ' ';
     }
-    return text.str();
+    return texts;
   }
 
   const TemporaryFolder mTemporary;

@@ -4,7 +4,6 @@
 
 #include "HostCore.h"
 #include "config/DynamicLoader.h"
-#include "testing/BackgroundCall.h"
 #include "testing/FailingNew.h"
 #include "testing/StoreFixture.h"
 
@@ -75,14 +74,6 @@ TEST_F(FavouriteApps, ClearingDeletesWhatOneOfTheTablesHas) {
     EXPECT_THAT(favourites(), IsEmpty());
     EXPECT_THAT(slots(), IsEmpty());
   }
-}
-
-TEST_F(FavouriteApps, AProducerMayAppendDuringAPopulation) {
-  std::unique_lock producer(mFavourites.mRowCacheLck);
-  const BackgroundCall population([&] { populate("a/"); });
-  EXPECT_TRUE(population.waitsFor(mFavourites.mRowCacheLck));
-  EXPECT_THAT(mFavourites.mRowCache, IsEmpty());
-  producer.unlock();
 }
 
 TEST_F(FavouriteApps, EntriesMayRunTogetherAndThoseAfterTheEighthAreReportedAndDropped) {

@@ -165,19 +165,19 @@ TEST_F(Gfx, SamplesAreDeliveredThoughTheNodesFail) {
                                                  "/nowhere/control file"));
 }
 
-TEST_F(Gfx, EachOperationWaitsForTheLocksThatItsDataNeeds) {
+TEST_F(Gfx, EachOperationWaitsForTheLockOfItsFrames) {
   hostcore::setItem(kGfxDataNodeItem, "/nowhere");
   mSource->setGfxSysNodes();
   char text[] = ":";
   GfxFrameData data;
-  const std::tuple<const char*, std::mutex&, std::function<void()>> cases[] = {
-      {"start", mSource->mFrameLock, [&] { mSource->startEvent(nullptr, 1); }},
-      {"pause", mSource->mFrameLock, [&] { mSource->pauseEvent(nullptr); }},
-      {"begin to poll", mSource->mFrameLock, [&] { GfxEvent::pollingThreadFunc(&*mSource); }},
-      {"parse", mSource->mFrameLock, [&] { mSource->stringParser(text, data); }},
+  const std::pair<const char*, std::function<void()>> cases[] = {
+      {"start", [&] { mSource->startEvent(nullptr, 1); }},
+      {"pause", [&] { mSource->pauseEvent(nullptr); }},
+      {"begin to poll", [&] { GfxEvent::pollingThreadFunc(&*mSource); }},
+      {"parse", [&] { mSource->stringParser(text, data); }},
   };
-  for (const auto& [name, lock, operation] : cases) {
-    EXPECT_TRUE(waitsFor(lock, operation)) << name;
+  for (const auto& [name, operation] : cases) {
+    EXPECT_TRUE(waitsFor(mSource->mFrameLock, operation)) << name;
   }
 }
 
