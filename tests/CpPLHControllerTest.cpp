@@ -147,6 +147,7 @@ TEST_F(Controller, ExceptionsOfTheHookPassAndThoseOfTheStoreAreLogged) {
 }
 
 TEST_F(Controller, WritesOfNodesByPathTellOnlyOfTheOpening) {
+  const LogCapture log;
   std::string value = "value";
   const std::pair<std::string, int> cases[] = {
       {mFolder + "a", 0}, {"/dev/full", 0}, {"/nowhere/node", -1}};
@@ -155,6 +156,7 @@ TEST_F(Controller, WritesOfNodesByPathTellOnlyOfTheOpening) {
   }
   EXPECT_EQ(CpPLHController::updateSysNodes(nullptr, value), -1);
   EXPECT_EQ(files(), "value   ");
+  EXPECT_EQ(log.texts(), cannotOpen("/nowhere/node"));
 }
 
 TEST_F(Controller, APathMayFillTheWholeBuffer) {

@@ -67,7 +67,7 @@ TEST_F(MemInfo, FiguresAreTakenFromTheirLines) {
       {"no digits", "SwapTotal: kB\nSwapTotal:\nSwapFree\nVmallocUsed: -3\n", kNone, kNone, kNone},
       {"characters that do not count", "\tSwap\tTo}tal:\t1~2\x80 kB\r\nSwapFree:  1\x01\x31", 1, 12,
        kNone},
-      {"the last character that counts", "Swap|Total: 3\n", kNone, kNone, kNone},
+      {"a space and a bar count", "Swap Total: 2\nSwap|Total: 3\n", kNone, kNone, kNone},
       {"a NUL ends a line", "SwapTotal: 4\0005\nSwapTotal\0: 6\n\0VmallocUsed: 7\n"s, kNone, 4,
        kNone},
       {"an int", "VmallocUsed: 2147483648\n", kNone, kNone, 0xFFFFFFFF80000000},

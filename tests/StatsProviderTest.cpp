@@ -70,8 +70,7 @@ TEST_F(Stats, RequestsAreTheseBytesAndAnswersArriveWhole) {
   mKernel.answer = {mKernel.message({{4, Bytes(288, 's')}})};
   EXPECT_THAT(mStats.getSysStats().slots, Each(0x7373737373737373));
   expectRequest(NLM_F_REQUEST, "\3\2\0\0\10\0\0\0\xff\xff\xff\xff"s);
-  const Bytes part =
-      mKernel.message({90, mListed}, NLM_F_MULTI);  // longer than libnl's first buffer
+  const Bytes part = mKernel.message({90, mListed}, NLM_F_MULTI);  // more than one buffer
   mKernel.answer = {part, part, mKernel.done()};
   EXPECT_EQ(mStats.getPIDStatsRange(0x10005, 70000).size(), 180u);
   expectRequest(NLM_F_REQUEST | NLM_F_DUMP, "\1\2\0\0\10\0\2\0\5\0\x70\x11"s);
@@ -185,10 +184,8 @@ TEST_F(Stats, ARecordThatMemoryIsShortForIsLeftOut) {
   EXPECT_EQ(stats_parser(message, &records), NL_OK);
   nlmsg_free(message);
   EXPECT_THAT(records, IsEmpty());
-  EXPECT_THAT(
-      mLog.texts(),
-      ElementsAre(
-          "StatsProvider: stats_parser() Caught Exception: std::bad_alloc in stats_parser"));
+  EXPECT_THAT(mLog.texts(), ElementsAre("StatsProvider: stats_parser() Caught Exception: "
+                                        "std::bad_alloc in stats_parser"));
 }
 
 TEST_F(Stats, TheParserStopsWithoutAMessageOrAPlaceForIt) {
