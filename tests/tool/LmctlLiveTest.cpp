@@ -24,43 +24,39 @@ long linesDown(const std::string& text) {
 }
 
 TEST(LmctlLive, LinesTellWhatThereIs) {
-  struct Case {
-    const char* name;
-    EventRecorder::Latest latest;
-    std::vector<std::string> lines;
+  Recording recording = {kVsyncs};
+  const auto add = [&](int us) {
+    recording.add(nullptr, Clock::time_point(std::chrono::microseconds(us)));
   };
-  for (const auto& [name, latest, lines] : {
-           Case{"nothing", {0, {}, {}}, {"vsync      no event yet"}},
-           Case{"one event", {1, {}, {}}, {"vsync      1 event"}},
-           Case{"a late one",
-                {4, 40.0, {20, 20, 35}},
-                {"vsync      4 events   40.0 Hz", "interval   ▅▅\033[33m█\033[0m",
-                 "last 3     1 late   median 20.0 us   p99 35.0 us   largest 35.0 us"}},
-       }) {
-    Style style;
-    style.color = !latest.intervals.empty();
-    auto found = liveLines({"vsync", "event", latest, kMicroseconds}, style, 14);
-    EXPECT_THAT(found[0], testing::HasSubstr(lines[0])) << name;
-    found[0] = lines[0];
-    EXPECT_EQ(found, lines) << name;
+  const auto lines = [&](bool color) { return liveLines(recording.latest(3), {color}, 14); };
+  EXPECT_THAT(lines(false), testing::ElementsAre("vsync      no event yet"));
+  add(0);
+  EXPECT_THAT(lines(false), testing::ElementsAre("vsync      1 event"));
+  for (const int us : {60, 80, 100, 135}) {
+    add(us);
   }
+  EXPECT_THAT(
+      lines(true),
+      testing::ElementsAre(testing::HasSubstr("vsync      5 events   29629.6 Hz"),
+                           "interval   ▅▅\033[33m█\033[0m",
+                           "last 3     1 late   median 20.0 us   p99 35.0 us   largest 35.0 us"));
 }
 
-TEST(LmctlLive, ProgressIsRedrawnInPlaceOnATerminalAndALineEachSecondElsewhere) {
+TEST(LmctlLive, ProgressIsRedrawnInPlaceOnATerminalAndAgainEachSecondElsewhere) {
   const android::base::unique_fd terminal(posix_openpt(O_RDWR | O_NOCTTY));
   const winsize size = {24, 25, 0, 0};
   ASSERT_EQ(ioctl(terminal.get(), TIOCSWINSZ, &size), 0);
-  const StopSignals signals;
+  StopSignals signals;
   for (const bool live : {true, false}) {
     std::ostringstream out;
     Console console{out, out, live, terminal.get()};
-    showProgress(console, signals, Clock::now() + std::chrono::milliseconds(1050), [](std::size_t) {
+    showProgress(console, signals, 1.05, [](std::size_t) {
       return std::vector<std::string>{std::string(60, 'x'), "y"};
     });
     // A line of 60 columns takes three of the terminal's rows: two more than it has line ends.
     const std::string text = out.str();
-    EXPECT_EQ(linesDown(text), live ? -2 * std::count(text.begin(), text.end(), 'y') : 1) << text;
-    EXPECT_EQ(text == std::string(60, 'x') + "\n", !live);
+    EXPECT_EQ(linesDown(text), live ? -2 * std::count(text.begin(), text.end(), 'y') : 2) << text;
+    EXPECT_EQ(text == std::string(60, 'x') + "\ny\n", !live);
   }
 }
 
@@ -68,7 +64,7 @@ TEST(LmctlLive, ASignalStopsUnlessTheCallerIgnoredIt) {
   for (const bool ignored : {false, true}) {
     const auto previous = std::signal(SIGHUP, ignored ? SIG_IGN : SIG_DFL);
     {
-      const StopSignals signals;
+      StopSignals signals;
       raise(SIGHUP);
       EXPECT_EQ(signals.waitUntil(Clock::now()), !ignored);
     }

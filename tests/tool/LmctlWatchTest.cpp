@@ -122,14 +122,16 @@ TEST(LmctlWatch, WithoutAnIntervalThereAreNoFigures) {
 TEST(Trace, StagesFollowEachOtherAndEndWithTheirArrival) {
   const TemporaryFolder folder;
   const std::string path = folder.path() + "/trace.json";
-  const auto at = [](int ms) { return Clock::time_point(std::chrono::milliseconds(ms)); };
-  Recording frames = {kMilliseconds};
-  frames.addFrames({{4, 1}, {9, 16.6666}, {2, 3.0004}}, at(1020));
-  frames.addFrames({{}, {}, {3}}, at(1030));
-  frames.addFrames({{5}, {}, {}}, at(1040));
-  frames.addFrames({{}, {}, {50}}, at(1041));
-  TraceWriter trace(path, at(1000), std::cout);
-  trace.addFrames(frames);
+  Recording frames = {kFrames};
+  const auto add = [&](const GfxFrameData& sample, int ms) {
+    frames.add(&sample, Clock::time_point(std::chrono::milliseconds(ms)));
+  };
+  add({{4, 1}, {9, 16.6666}, {2, 3.0004}}, 1020);
+  add({{}, {}, {3}}, 1030);
+  add({{5}, {}, {}}, 1040);
+  add({{}, {}, {50}}, 1041);
+  TraceWriter trace(path, Clock::time_point(std::chrono::seconds(1)), std::cout);
+  trace.add(frames);
   trace.finish();
   std::map<int, std::string> tracks;
   for (const json& event : traceEvents(path)) {
@@ -141,9 +143,9 @@ TEST(Trace, StagesFollowEachOtherAndEndWithTheirArrival) {
   }
   const std::map<int, std::string> expected = {
       {1,
-       "frame 2: 16000-19000\nframe 1: 10000-12000\nframe 3: 27000-30000\n"
+       "frame 1: 10000-12000\nframe 2: 16000-19000\nframe 3: 27000-30000\n"
        "frame 4: 30000-41000\n"},
-      {2, "frame 2: 19000-20000\nframe 1: 12000-16000\nframe 3: 35000-40000\n"}};
+      {2, "frame 1: 12000-16000\nframe 2: 19000-20000\nframe 3: 35000-40000\n"}};
   EXPECT_EQ(tracks, expected);
 }
 

@@ -1,7 +1,6 @@
 #include "demo/Demo.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -9,7 +8,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <iomanip>
-#include <nlohmann/json.hpp>
 #include <ostream>
 #include <stdexcept>
 #include <system_error>
@@ -19,8 +17,6 @@
 #include "OutputFile.h"
 #include "demo/Steps.h"
 #include "report/Record.h"
-#include "watch/Feed.h"
-#include "watch/Trace.h"
 
 namespace {
 
@@ -90,12 +86,14 @@ void printSummary(const std::vector<StepResult>& results, Console& console) {
 
 /** Throws std::runtime_error when folder does not have the nodes of the simulated device. */
 void requireDevice(const std::string& folder) {
-  for (const DeviceFeed::Nodes& nodes : {DeviceFeed::kVsyncs, DeviceFeed::kFrames}) {
-    for (const auto& [name, access] :
-         {std::pair{nodes.events, R_OK}, {nodes.count, R_OK}, {nodes.rate, W_OK}}) {
-      if (const auto problem = accessProblem(folder + "/" + name, access); !problem.empty()) {
-        throw std::runtime_error("no simulated device: " + problem + "; load lmdevice.ko");
-      }
+  for (const auto& [name, access] : {std::pair{"/vsync", R_OK},
+                                     {"/vsyncs", R_OK},
+                                     {"/vsync_rate", W_OK},
+                                     {"/frame_data", R_OK},
+                                     {"/frames", R_OK},
+                                     {"/frame_ctrl", W_OK}}) {
+    if (const std::string problem = accessProblem(folder + name, access); !problem.empty()) {
+      throw std::runtime_error("no simulated device: " + problem + "; load lmdevice.ko");
     }
   }
 }
@@ -114,17 +112,6 @@ std::string makeFolder(const std::string& wanted) {
   return folder;
 }
 
-void writeTrace(const DemoScene& scene, TraceWriter& trace) {
-  if (scene.watched.vsync) {
-    trace.addInstants("vsync raised", scene.notified);
-    trace.addInstants("vsync received", scene.watched.vsync->recording.arrivals);
-  }
-  if (scene.watched.frames) {
-    trace.addFrames(scene.watched.frames->recording);
-  }
-  trace.finish();
-}
-
 }  // namespace
 
 int runDemo(const DemoOptions& options, Console& console) {
@@ -134,8 +121,9 @@ int runDemo(const DemoOptions& options, Console& console) {
   const std::string folder = makeFolder(options.output);
   TraceWriter trace(folder + "/demo-trace.json", Clock::now(), console.out);
   OutputFile page(folder + "/demo-report.html", console.out);
-  const StopSignals signals;
-  DemoScene scene{options, console, signals};
+  nlohmann::ordered_json record = beginRecord();
+  StopSignals signals;
+  DemoScene scene{options, console, signals, trace, record};
   console.out << "The services of liblmsupport, on "
               << (options.device.empty() ? "sample data and nodes"
                                          : "the nodes of " + visible(options.device))
@@ -143,14 +131,15 @@ int runDemo(const DemoOptions& options, Console& console) {
   std::vector<StepResult> results;
   for (const Step& step : kSteps) {
     results.push_back(run(step, scene));
-    if (scene.isStopped || signals.waitUntil(Clock::now())) {
+    if (signals.waitUntil(Clock::now())) {
       break;
     }
   }
 
   printSummary(results, console);
-  writeTrace(scene, trace);
-  page.stream() << reportPage(makeRecord(scene.watched));
+  trace.finish();
+  completeRecord(record);
+  page.stream() << reportPage(record);
   page.finish();
   console.out << "\n"
               << visible(folder) << "/demo-report.html   for a browser\n"

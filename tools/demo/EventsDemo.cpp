@@ -1,37 +1,65 @@
 #include <algorithm>
-#include <cmath>
-#include <memory>
+#include <fstream>
 #include <ostream>
 #include <thread>
 
 #include "demo/Steps.h"
+#include "report/Record.h"
 #include "watch/Source.h"
 #include "watch/Summary.h"
 #include "watch/Thermal.h"
 
 namespace {
 
-/** Waits for up to two seconds until these zones are read. */
-bool waitForZones(const ThermalZones& zones) {
+/** Waits for up to two seconds until the sample zone is read to have this temperature. */
+bool waitForTemperature(int milliCelsius) {
   const auto end = Clock::now() + std::chrono::seconds(2);
-  while (thermalZones() != zones && Clock::now() < end) {
+  while (Clock::now() < end) {
+    const auto zones = thermalZones();
+    if (zones.size() == 1 && zones[0]["milli_celsius"] == milliCelsius) {
+      return true;
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
-  return thermalZones() == zones;
+  return false;
 }
 
-/** Watches a source for a while; shows a count on a terminal only, as a pipe would keep every line. */
-Watched::Events watch(WatchedSource& source, DemoScene& scene) {
-  scene.console.out << "node       " << source.node() << ", at " << Feed::kRateHz << " Hz for "
-                    << scene.options.seconds << " s\n";
-  const auto lines = [&](std::size_t) { return std::vector{source.counts()}; };
-  source.start();
-  const Clock::time_point begin = Clock::now();
-  scene.isStopped =
-      showProgress(scene.console, scene.signals, endAfter(scene.options.seconds, begin),
-                   scene.console.live ? lines : ProgressLines());
-  source.pause();
-  return {source.node(), begin, Clock::now(), source.recorder().recording()};
+std::size_t numberIn(const std::string& node) {
+  std::size_t number = 0;
+  std::ifstream(node) >> number;
+  return number;
+}
+
+/** The names of the simulated device's nodes for a kind of events. */
+struct DeviceNodes {
+  const char* events;
+  const char* count;
+  const char* rate;
+};
+
+/** What a source told, and how many events were made for it. */
+struct Watched {
+  Recording recording;
+  std::size_t made;
+};
+
+/**
+ * Watches a sample, or these nodes of the simulated device, for the trace and the report, too. The
+ * latest events are shown on a terminal only, as a pipe would keep every line.
+ */
+Watched watch(const EventKind& kind, const DeviceNodes& nodes, DemoScene& scene) {
+  const auto& [seconds, device, output] = scene.options;
+  WatchedSource source(kind,
+                       {device.empty(), device + nodes.events, device + nodes.rate, Feed::kRateHz});
+  scene.console.out << "node       " << source.recording().node << ", at " << Feed::kRateHz
+                    << " Hz for " << seconds << " s\n";
+  const std::size_t before = numberIn(device + nodes.count);
+  watchSources({&source}, seconds, !scene.console.live, scene.signals, scene.console);
+  const std::size_t made = numberIn(device + nodes.count) - before;
+  const Recording recording = source.recording();
+  scene.trace.add(recording);
+  addEvents(recording, scene.record);
+  return {recording, device.empty() ? recording.made.size() : made};
 }
 
 /**
@@ -56,32 +84,24 @@ bool canBeAll(std::size_t received, std::size_t made) {
   return received > 0 && received * 2 >= made && received * 9 <= made * 10;
 }
 
-/** A feed of lmctl's own, or the simulated device's if there is one. */
-template <typename Own>
-std::unique_ptr<Feed> makeFeed(const std::string& device, const DeviceFeed::Nodes& nodes) {
-  if (device.empty()) {
-    return std::make_unique<Own>();
-  }
-  return std::make_unique<DeviceFeed>(device, nodes);
-}
-
 }  // namespace
 
 StepResult demonstrateThermal(DemoScene& scene) {
-  SampleZone zone;
+  constexpr int kMilliCelsius[] = {41000, 46500, 55500};
+  SampleZone zone(kMilliCelsius[0]);
   startThermal();
-  if (!thermalZones()) {
+  if (thermalZones().is_null()) {
     pauseThermal();
     return {"the platform's listener started", Outcome::kOk};
   }
   int arrived = 0;
-  for (const int milliCelsius : {41000, 46500, 55500}) {
+  for (const int milliCelsius : kMilliCelsius) {
     const auto begin = Clock::now();
     zone.set(milliCelsius);
-    if (waitForZones({{"cpu", milliCelsius}})) {
+    if (waitForTemperature(milliCelsius)) {
       ++arrived;
       scene.console.out << "zone cpu   " << milliCelsius / 1000.0 << " C   read after "
-                        << std::lround(toUs(Clock::now() - begin) / 1000) << " ms\n";
+                        << fixed(toUs(Clock::now() - begin) / 1000, 0) << " ms\n";
     }
   }
   pauseThermal();
@@ -90,35 +110,28 @@ StepResult demonstrateThermal(DemoScene& scene) {
 }
 
 StepResult demonstrateVsync(DemoScene& scene) {
-  auto owned = makeFeed<HostNameDisplay>(scene.options.device, DeviceFeed::kVsyncs);
-  const Feed& feed = *owned;
-  WatchedVsyncs source(std::move(owned));
-  const Recording& recording = scene.watched.vsync.emplace(watch(source, scene)).recording;
-  scene.notified = feed.notified();
-
-  const std::string raised = std::to_string(feed.count());
+  const auto [recording, raised] = watch(kVsyncs, {"/vsync", "/vsyncs", "/vsync_rate"}, scene);
   scene.console.out << "raised     " << raised << " events\n";
-  printVsyncs(recording, scene.console.out);
-  if (scene.notified.empty()) {
-    return {std::to_string(recording.events) + " of " + raised + " received",
-            outcomeOf(canBeAll(recording.events, feed.count()))};
+  printSummary(recording, scene.console.out);
+  const std::string received = " of " + std::to_string(raised) + " received";
+  if (!scene.options.device.empty()) {
+    return {std::to_string(recording.events) + received,
+            outcomeOf(canBeAll(recording.events, raised))};
   }
-  const std::vector<double> us = latenciesUs(scene.notified, recording.arrivals);
+  scene.trace.addInstants("vsync raised", recording.made);
+  const std::vector<double> us = latenciesUs(recording.made, recording.arrivals);
   const Distribution latency(us, kMicroseconds);
   scene.console.out << "latency    " << (us.empty() ? "none" : latency.summary()) << "\n";
-  return {std::to_string(us.size()) + " of " + raised + " received, latency " +
-              fixed(latency.median(), 1) + " us",
-          outcomeOf(canBeAll(us.size(), feed.count()))};
+  return {std::to_string(us.size()) + received + ", latency " + fixed(latency.median(), 1) + " us",
+          outcomeOf(canBeAll(us.size(), raised))};
 }
 
 StepResult demonstrateFrames(DemoScene& scene) {
-  auto owned = makeFeed<FifoFrames>(scene.options.device, DeviceFeed::kFrames);
-  const Feed& feed = *owned;
-  WatchedFrames source(std::move(owned));
-  const Recording& recording = scene.watched.frames.emplace(watch(source, scene)).recording;
-  scene.console.out << "reported   " << feed.count() << " frames\n";
-  printFrames(recording, scene.console.out);
-  return {std::to_string(recording.events) + " of " + std::to_string(feed.count()) + " started, " +
-              std::to_string(Lateness(recording.intervals.values).events) + " late",
-          outcomeOf(canBeAll(recording.events, feed.count()))};
+  const auto [recording, made] = watch(kFrames, {"/frame_data", "/frames", "/frame_ctrl"}, scene);
+  scene.console.out << "reported   " << made << " frames\n";
+  printSummary(recording, scene.console.out);
+  const auto& late = scene.record["frames"]["late"];
+  return {std::to_string(recording.events) + " of " + std::to_string(made) + " started, " +
+              (late.is_null() ? "none" : late.dump()) + " late",
+          outcomeOf(canBeAll(recording.events, made))};
 }

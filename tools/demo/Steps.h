@@ -1,21 +1,20 @@
 #pragma once
 
+#include <nlohmann/json.hpp>
 #include <string>
-#include <vector>
 
 #include "Console.h"
 #include "demo/Demo.h"
-#include "report/Record.h"
 #include "watch/Progress.h"
+#include "watch/Trace.h"
 
 /** What the steps of a demo share. */
 struct DemoScene {
   const DemoOptions& options;
   Console& console;
-  const StopSignals& signals;
-  bool isStopped = false;                     ///< by a signal; no step follows
-  Watched watched{};                          ///< for the report
-  std::vector<Clock::time_point> notified{};  ///< when vsyncs were raised, as far as is known
+  StopSignals& signals;
+  TraceWriter& trace;
+  nlohmann::ordered_json& record;  ///< for the report
 };
 
 enum class Outcome {

@@ -2,10 +2,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <fstream>
-#include <nlohmann/json.hpp>
 #include <ostream>
+#include <stdexcept>
 #include <system_error>
 
 #include <android-base/scopeguard.h>
@@ -14,13 +15,33 @@
 #include "Commands.h"
 #include "ConfigOverrides.h"
 #include "CpPLHController.h"
+#include "LMDatabase.h"
 #include "Output.h"
-#include "StatsProvider.h"
+#include "config/DynamicLoader.h"
 #include "config/Nodes.h"
+#include "db/Db.h"
 #include "demo/Steps.h"
 #include "testing/PrivateProcess.h"
 #include "testing/TemporaryFolder.h"
 #include "watch/Summary.h"
+
+namespace {
+
+using Store = LMDatabase<_preKill_User_Launched_Data>;
+using OwnedRows = lmsupport::Owned<Store::vecT>;
+
+constexpr int kRows = 10000;
+
+void cacheNewRows(Store& store) {
+  for (int i = 0; i < kRows; ++i) {
+    std::unique_ptr<Store::Row> row(store.getRow());
+    row->appName = "com.example.app" + std::to_string(i);
+    row->payload.launchCount = i;
+    store.cacheRow(std::move(row));
+  }
+}
+
+}  // namespace
 
 StepResult demonstrateLookup(DemoScene& scene) {
   if (!makeFolderPrivate("/dev")) {
@@ -55,6 +76,43 @@ StepResult demonstrateStats(DemoScene& scene) {
   out << "SYSSTATS   " << processes << " processes with identifiers up to " << kLastPid << "\n";
   return {"memory figures, and records of " + std::to_string(processes) + " processes",
           outcomeOf(processes > 0)};
+}
+
+StepResult demonstrateStore(DemoScene& scene) {
+  const TemporaryFolder folder;
+  Store store("launches", folder.path() + "/", "launches.db");
+  if (store.LMDatabaseInit() != LMDB_SUCCESS) {
+    throw std::runtime_error("cannot open a database in " + folder.path());
+  }
+  cacheNewRows(store);
+  const auto begin = Clock::now();
+  store.LMDatabaseWriteCachedToDisk();
+  const std::string written = fixed(toUs(Clock::now() - begin) / 1000, 1) + " ms";
+
+  LMDBDataRowKey all;
+  const OwnedRows rows(store.readAllocateDR(all, kRows, LMDB_COL_ROWID, LMDB_ASCENDING));
+  const auto isGood = [](const Store::Row* row) {
+    return row->appName == "com.example.app" + std::to_string(row->payload.launchCount);
+  };
+  const auto good = std::count_if(rows.begin(), rows.end(), isGood);
+  scene.console.out << "written    " << kRows << " rows in " << written << ", one transaction\n"
+                    << "read back  " << good << " rows\n";
+  return {std::to_string(kRows) + " rows written in " + written + ", one transaction",
+          outcomeOf(good == kRows)};
+}
+
+StepResult demonstrateFavourites(DemoScene& scene) {
+  const std::string text = "com.mail/com.chat/=com.game/com.chat/=com.mail/com.maps/";
+  overrideText(kPreferredAppsKey, text);
+  const auto tables = computeFavourites({{"com.mail", 41}, {"com.chat", 17}});
+  const auto& slots = tables["time_slots"];
+  const auto& apps = tables["favourite_launches"];
+  scene.record["favourites"] = slots;
+  scene.console.out << "text       " << text << "\n\n";
+  printTable(slots, scene.console.out);
+  return {std::to_string(slots.size()) + " time slots and " + std::to_string(apps.size()) +
+              " applications from one text",
+          outcomeOf(slots.size() == 3 && apps.size() == 4)};
 }
 
 StepResult demonstrateController(DemoScene& scene) {

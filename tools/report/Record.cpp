@@ -3,7 +3,9 @@
 #include <sys/utsname.h>
 
 #include <cmath>
+#include <ctime>
 #include <fstream>
+#include <nlohmann/json.hpp>
 
 #include "Commands.h"
 #include "FetchPreferredApps.h"
@@ -28,16 +30,6 @@ Json series(const Durations& durations, Clock::time_point begin) {
   return {{"ends_s", ends}, {"values", values}};
 }
 
-Json eventsRecord(const Watched::Events& events, const Json& figures) {
-  const auto& [node, begin, end, recording] = events;
-  Json record = {{"node", node}, {"seconds", toSeconds(end - begin)}};
-  record.update(figures);
-  record["intervals"] = series(recording.intervals, begin);
-  record["stages_1_to_2"] = series(recording.firstToSecond, begin);
-  record["stages_2_to_3"] = series(recording.secondToThird, begin);
-  return record;
-}
-
 std::string utcText(std::time_t time) {
   std::tm utc = {};
   gmtime_r(&time, &utc);
@@ -46,43 +38,53 @@ std::string utcText(std::time_t time) {
   return text;
 }
 
-utsname systemNames() {
-  utsname names = {};
-  uname(&names);
-  return names;
-}
-
 }  // namespace
 
-std::string deviceName() {
+Json beginRecord() {
+  utsname system = {};
+  uname(&system);
   std::string model;
-  if (std::getline(std::ifstream("/proc/device-tree/model"), model, '\0') && !model.empty()) {
-    return model;
-  }
-  return systemNames().nodename;
+  std::getline(std::ifstream("/proc/device-tree/model"), model, '\0');
+  return {
+      {"device", model.empty() ? system.nodename : model},
+      {"system", std::string(system.sysname) + " " + system.release + ", " + system.machine},
+      {"begun", utcText(std::time(nullptr))},
+      {"vsync", nullptr},
+      {"frames", nullptr},
+      {"memory", nullptr},
+      {"favourites", nullptr},
+      {"statistics", nullptr},
+      {"left_out", Json::array()},
+  };
 }
 
-Json makeRecord(Watched watched) {
-  const auto& [device, begun, vsync, frames, favourites, leftOut] = watched;
+void addEvents(const Recording& recording, Json& record) {
+  Json& events = record[recording.kind.isFrames() ? "frames" : "vsync"];
+  events = {{"node", recording.node}, {"seconds", recording.seconds()}};
+  events.update(figuresOf(recording));
+  events["intervals"] = series(recording.intervals, recording.begin);
+  events["stages_1_to_2"] = series(recording.firstToSecond, recording.begin);
+  events["stages_2_to_3"] = series(recording.secondToThird, recording.begin);
+}
+
+void leaveOut(const std::string& part, const std::string& reason, Json& record) {
+  record["left_out"].push_back({{"part", part}, {"reason", reason}});
+}
+
+void completeRecord(Json& record) {
   StatsProvider stats = probeQuietly();
-  if (!stats.supportsSysStats) {
-    watched.leaveOut("statistics", "this kernel does not have the netlink family SYSSTATS");
+  record["memory"] = memoryFigures(stats.getMemInfo());
+  if (stats.supportsSysStats) {
+    record["statistics"] = systemSlots(stats.getSysStats());
+  } else {
+    leaveOut("statistics", "this kernel does not have the netlink family SYSSTATS", record);
   }
-  if (favourites.is_null() && FetchPreferredApps().getWeekTimePreferredApps().empty()) {
-    watched.leaveOut("favourites", "the framework has no text of them");
-  } else if (favourites.is_null()) {
-    watched.favourites = computeFavourites({})["time_slots"];
+  if (!record["favourites"].is_null()) {
+    return;
   }
-  const utsname system = systemNames();
-  return {
-      {"device", device},
-      {"system", std::string(system.sysname) + " " + system.release + ", " + system.machine},
-      {"begun", utcText(begun)},
-      {"vsync", vsync ? eventsRecord(*vsync, vsyncFigures(vsync->recording)) : Json()},
-      {"frames", frames ? eventsRecord(*frames, frameFigures(frames->recording)) : Json()},
-      {"memory", memoryFigures(stats.getMemInfo())},
-      {"favourites", favourites},
-      {"statistics", stats.supportsSysStats ? systemSlots(stats.getSysStats()) : Json()},
-      {"left_out", leftOut},
-  };
+  if (FetchPreferredApps().getWeekTimePreferredApps().empty()) {
+    leaveOut("favourites", "the framework has no text of them", record);
+  } else {
+    record["favourites"] = computeFavourites({})["time_slots"];
+  }
 }

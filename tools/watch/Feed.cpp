@@ -1,58 +1,27 @@
 #include "watch/Feed.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <fstream>
+#include <memory>
 #include <stdexcept>
 
-#include "AsyncEventsMgr.h"
+#include "testing/HostNameNode.h"
+#include "testing/TemporaryFolder.h"
 
-void ThreadFeed::start() {
-  mThread = std::thread([this] { run(); });
-}
+namespace {
 
-void ThreadFeed::stop() {
-  mStopped = true;
-  if (mThread.joinable()) {
-    mThread.join();
-  }
-}
-
-void ThreadFeed::run() {
-  const auto begin = Clock::now();
-  long long refresh = 0;
-  while (!mStopped) {
-    mCount += make(refresh) ? 1 : 0;
-    // What it is too late for is skipped.
-    refresh = std::max<long long>(refresh + 1, (Clock::now() - begin) / kPeriod);
-    std::this_thread::sleep_until(begin + refresh * kPeriod);
-  }
-}
-
-bool HostNameDisplay::make(long long) {
-  mNotified.push_back(Clock::now());
-  mNode.notify();
-  return true;
-}
-
-FifoFrames::FifoFrames() {
-  if (mkfifo(node().c_str(), S_IRUSR | S_IWUSR) == 0) {
-    mFifo.reset(open(node().c_str(), O_RDWR | O_CLOEXEC));
-  }
-  if (!mFifo.ok()) {
-    throw std::runtime_error("cannot make the FIFO " + node());
-  }
-}
-
-bool FifoFrames::make(long long refresh) {
+/**
+ * The records of the frame of a refresh. Now and then one takes too long, so that there is none for
+ * the next refresh, and one is dropped before its third stage.
+ */
+std::string frameRecords(long long refresh) {
   constexpr long long kFirstStartUs = 1'000'000;
-  constexpr long long kPeriodUs = 1'000'000 / kRateHz;
+  constexpr long long kPeriodUs = 1'000'000 / Feed::kRateHz;
   const auto isSlow = [](long long frame) { return frame % 37 == 24; };
   if (isSlow(refresh - 1)) {
-    return false;  // the frame before takes this refresh, too
+    return "";
   }
   // A little of a real frame's restlessness.
   const long long startUs = kFirstStartUs + refresh * kPeriodUs + refresh * refresh % 29 * 20;
@@ -64,23 +33,53 @@ bool FifoFrames::make(long long refresh) {
            std::to_string(timeUs) + " 0:";
   };
   const bool isDropped = refresh % 41 == 16;
-  const std::string records =
-      record(1, startUs) + record(2, secondUs) + (isDropped ? "" : record(3, thirdUs));
-  return write(mFifo.get(), records.data(), records.size()) > 0;
+  return record(1, startUs) + record(2, secondUs) + (isDropped ? "" : record(3, thirdUs));
 }
 
-void DeviceFeed::start() {
-  mMadeBefore = made();
-  AsyncEvent::updateSysNodes(controlNode(), kRateHz);
+}  // namespace
+
+void Feed::start() {
+  mThread = std::thread([this] { run(); });
 }
 
-void DeviceFeed::stop() {
-  AsyncEvent::updateSysNodes(controlNode(), mNodes.off);
-  std::this_thread::sleep_for(kPeriod);  // the last event may be on its way
+const std::vector<Clock::time_point>& Feed::stop() {
+  mStopped = true;
+  if (mThread.joinable()) {
+    mThread.join();
+  }
+  return mTimes;
 }
 
-long long DeviceFeed::made() const {
-  long long number = 0;
-  std::ifstream(mFolder + mNodes.count) >> number;
-  return number;
+void Feed::run() {
+  constexpr auto kPeriod = std::chrono::nanoseconds(1'000'000'000 / kRateHz);
+  const auto begin = Clock::now();
+  long long refresh = 0;
+  while (!mStopped) {
+    const auto now = Clock::now();
+    if (mMake(refresh)) {
+      mTimes.push_back(now);
+    }
+    // What it is too late for is skipped.
+    refresh = std::max<long long>(refresh + 1, (Clock::now() - begin) / kPeriod);
+    std::this_thread::sleep_until(begin + refresh * kPeriod);
+  }
+}
+
+std::unique_ptr<Feed> makeFeed(const EventKind& kind) {
+  if (!kind.isFrames()) {
+    return std::make_unique<Feed>(HostNameNode::kPath, [display = HostNameNode()](long long) {
+      display.notify();
+      return true;
+    });
+  }
+  const auto folder = std::make_shared<TemporaryFolder>();
+  const std::string node = folder->path() + "/frames";
+  if (mkfifo(node.c_str(), S_IRUSR | S_IWUSR) != 0) {
+    throw std::runtime_error("cannot make the FIFO " + node);
+  }
+  return std::make_unique<Feed>(node, [folder, node](long long refresh) {
+    const std::string records = frameRecords(refresh);
+    std::ofstream(node) << records;
+    return !records.empty();
+  });
 }

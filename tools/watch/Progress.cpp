@@ -1,12 +1,12 @@
 #include "watch/Progress.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <ctime>
 #include <ostream>
 
 #include "Output.h"
-
-using std::chrono::duration_cast;
 
 namespace {
 
@@ -18,40 +18,31 @@ bool isIgnored(int signal) {
   return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
 }
 
-/** Lines at the end of a terminal's output. The cursor rests at the beginning of the line below. */
-class LiveBlock {
- public:
-  explicit LiveBlock(const Console& console) : mConsole(console) {}
-
-  /** Draws what lines gives over those of the last call, as many as the terminal has room for. */
-  void draw(const ProgressLines& lines) {
-    const TerminalSize size = mConsole.size();
-    const std::string erased = eraseText(size.columns);
-    mLines = lines(size.columns - 1);  // in the last column a terminal would break the line
-    mLines.emplace_back("Ctrl-C ends");
-    mLines.resize(std::min(mLines.size(), size.rows - 1));
-    mConsole.out << erased;
-    for (const std::string& line : mLines) {
-      mConsole.out << line << "\n";
-    }
-    mConsole.out << std::flush;
+/** What erases lines above the cursor. In a narrow terminal they were broken to take several rows. */
+std::string eraseText(const std::vector<std::string>& lines, std::size_t columns) {
+  std::size_t rows = 0;
+  for (const std::string& line : lines) {
+    rows += std::max((displayWidth(line) + columns - 1) / columns, std::size_t{1});
   }
+  return rows > 0 ? "\r\033[" + std::to_string(rows) + "A\033[J" : "";
+}
 
-  void erase() const { mConsole.out << eraseText(mConsole.size().columns) << std::flush; }
-
- private:
-  /** In a narrow terminal lines were broken to take several rows. */
-  std::string eraseText(std::size_t columns) const {
-    std::size_t rows = 0;
-    for (const std::string& line : mLines) {
-      rows += std::max((displayWidth(line) + columns - 1) / columns, std::size_t{1});
-    }
-    return rows > 0 ? "\r\033[" + std::to_string(rows) + "A\033[J" : "";
+void print(const std::vector<std::string>& lines, Console& console) {
+  for (const std::string& line : lines) {
+    console.out << line << "\n";
   }
+  console.out << std::flush;
+}
 
-  const Console& mConsole;
-  std::vector<std::string> mLines;
-};
+/** Draws lines over those of the last call, as many as the terminal has room for. */
+void redraw(std::vector<std::string>& shown, const ProgressLines& lines, Console& console) {
+  const TerminalSize size = console.size();
+  console.out << eraseText(shown, size.columns);
+  shown = lines(size.columns - 1);  // in the last column a terminal would break the line
+  shown.emplace_back("Ctrl-C ends");
+  shown.resize(std::min(shown.size(), size.rows - 1));
+  print(shown, console);
+}
 
 }  // namespace
 
@@ -67,32 +58,31 @@ StopSignals::StopSignals() {
 
 StopSignals::~StopSignals() { pthread_sigmask(SIG_SETMASK, &mPrevious, nullptr); }
 
-bool StopSignals::waitUntil(Clock::time_point end) const {
-  const Clock::duration limit = std::max(end - Clock::now(), Clock::duration::zero());
-  const auto seconds = duration_cast<std::chrono::seconds>(limit);
-  const auto rest = duration_cast<std::chrono::nanoseconds>(limit - seconds);
-  const timespec timeout = {.tv_sec = seconds.count(), .tv_nsec = rest.count()};
-  return sigtimedwait(&mSignals, nullptr, &timeout) > 0;
+bool StopSignals::waitUntil(Clock::time_point end) {
+  constexpr long kSecond = 1'000'000'000;
+  const std::chrono::nanoseconds rest = std::max(end - Clock::now(), Clock::duration::zero());
+  const timespec limit = {.tv_sec = rest.count() / kSecond, .tv_nsec = rest.count() % kSecond};
+  mArrived = mArrived || TEMP_FAILURE_RETRY(sigtimedwait(&mSignals, nullptr, &limit)) > 0;
+  return mArrived;
 }
 
-bool showProgress(Console& console, const StopSignals& signals, Clock::time_point end,
+void showProgress(Console& console, StopSignals& signals, double seconds,
                   const ProgressLines& lines) {
+  const Clock::time_point begin = Clock::now();
+  const auto end = seconds > 0 ? begin + fromSeconds(seconds) : Clock::time_point::max();
   if (!lines) {
-    return signals.waitUntil(end);
+    signals.waitUntil(end);
+    return;
   }
-  LiveBlock block(console);
   const Clock::duration period = console.live ? Clock::duration(kRedrawPeriod) : kLinePeriod;
-  auto next = Clock::now() + period;
-  for (; next < end && !signals.waitUntil(next); next = std::max(next + period, Clock::now())) {
+  std::vector<std::string> shown;
+  for (auto next = begin + period; !signals.waitUntil(std::min(next, end)) && next < end;
+       next = std::max(next + period, Clock::now())) {
     if (console.live) {
-      block.draw(lines);
+      redraw(shown, lines, console);
     } else {
-      console.out << lines(std::string::npos).front() << "\n" << std::flush;
+      print(lines(std::string::npos), console);
     }
   }
-  const bool isStopped = next < end || signals.waitUntil(end);
-  if (console.live) {
-    block.erase();
-  }
-  return isStopped;
+  console.out << eraseText(shown, console.size().columns) << std::flush;
 }

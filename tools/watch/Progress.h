@@ -22,26 +22,22 @@ class StopSignals {
   StopSignals(const StopSignals&) = delete;
   StopSignals& operator=(const StopSignals&) = delete;
 
-  /** Waits until a point in time; returns whether a signal arrived before. */
-  bool waitUntil(Clock::time_point end) const;
+  /** Waits until a point in time; returns whether a signal has arrived, at once when one had before. */
+  bool waitUntil(Clock::time_point end);
 
  private:
   sigset_t mSignals;
   sigset_t mPrevious;
+  bool mArrived = false;
 };
 
-/** When work that takes so long ends; never when seconds is 0. */
-inline Clock::time_point endAfter(double seconds, Clock::time_point begin) {
-  return seconds > 0 ? begin + fromSeconds(seconds) : Clock::time_point::max();
-}
-
-/** What is shown during long work, at least one line, for a terminal of so many columns. */
+/** What is shown during long work, for a terminal of so many columns. */
 using ProgressLines = std::function<std::vector<std::string>(std::size_t width)>;
 
 /**
- * Waits until a point in time or a signal; returns whether it was a signal. Meanwhile it redraws lines
- * in place on a terminal, with how to end it, and erases them afterwards; elsewhere it prints the first
- * one each second. Nothing is shown when lines is empty.
+ * Waits for so many seconds, or without an end when these are 0, or until a signal. Meanwhile it redraws
+ * lines in place on a terminal, with how to end it, and erases them afterwards; elsewhere it prints them
+ * each second. Nothing is shown when lines is empty.
  */
-bool showProgress(Console& console, const StopSignals& signals, Clock::time_point end,
+void showProgress(Console& console, StopSignals& signals, double seconds,
                   const ProgressLines& lines);

@@ -1,91 +1,126 @@
 #include "watch/Source.h"
 
-#include <nlohmann/json.hpp>
+#include <thread>
 
 #include "AsyncEventsMgr.h"
 #include "ConfigOverrides.h"
 #include "NodeChecks.h"
 #include "config/Nodes.h"
 #include "watch/Summary.h"
-#include "watch/Trace.h"
 
 namespace {
 
-constexpr auto kOpenTime = std::chrono::milliseconds(50);    ///< for a source to open its node
-constexpr auto kDrainTime = std::chrono::milliseconds(200);  ///< for events on their way
+/** For a source to open its node, whose first poll sysfs answers without an event, and at the end for
+ * the last events to arrive. */
+constexpr auto kSettleTime = std::chrono::milliseconds(100);
 
-const WatchedSource::Kind kVsyncs = {
-    "vsync",     "event",      kVsyncNodeItem,          kMicroseconds,
-    printVsyncs, vsyncFigures, &TraceWriter::addVsyncs,
-};
-const WatchedSource::Kind kFrames = {
-    "gfx",       "frame",      kGfxDataNodeItem,        kMilliseconds,
-    printFrames, frameFigures, &TraceWriter::addFrames,
-};
+/** So many a live view shows, that it costs the same after a second and after a day. */
+constexpr std::size_t kRecentIntervals = 300;
 
 }  // namespace
 
-WatchedSource::WatchedSource(const Kind& kind, std::unique_ptr<Feed> feed, const std::string& path)
-    : mKind(kind), mFeed(std::move(feed)), mRecorder(kind.unit) {
-  setNode(kind.item, mFeed ? mFeed->node() : path);
-}
-
-void WatchedSource::pause() {
-  if (mFeed) {
-    mFeed->stop();
-    mRecorder.waitFor(mFeed->count(), kDrainTime);
+WatchedSource::WatchedSource(const EventKind& kind, const SourceOptions& options)
+    : mFeed(options.sample ? makeFeed(kind) : nullptr),
+      mControl(mFeed ? "/dev/null" : options.control),
+      mControlValue(options.controlValue),
+      mRecording{kind} {
+  const std::string& node = mFeed ? mFeed->node() : options.node;
+  if (!node.empty()) {
+    overrideNode(kind.item, node);
   }
-  pauseCallback();
-}
-
-std::string WatchedSource::node() const { return lmsupport::configuredNodePath(mKind.item); }
-
-std::string WatchedSource::counts() const { return countText(mRecorder.latest(0), mKind.noun); }
-
-void WatchedSource::setNode(int item, const std::string& path) {
-  if (!path.empty()) {
-    overrideNode(item, path);
+  if (!mControl.empty()) {
+    overrideNode(kGfxCtrlNodeItem, mControl);
   }
+  mRecording.node = lmsupport::configuredNodePath(kind.item);
 }
 
-WatchedVsyncs::WatchedVsyncs(std::unique_ptr<Feed> feed, const std::string& path)
-    : WatchedSource(kVsyncs, std::move(feed), path) {}
+std::string WatchedSource::problem() const {
+  return mRecording.kind.isFrames() ? blockingNodeProblem(kGfxDataNodeItem)
+                                    : notifyingNodeProblem(kVsyncNodeItem);
+}
 
-std::string WatchedVsyncs::problem() const { return notifyingNodeProblem(kVsyncNodeItem); }
+std::string WatchedSource::controlProblem() const {
+  return mRecording.kind.isFrames() ? nodeProblem(kGfxCtrlNodeItem, W_OK) : "";
+}
 
-void WatchedVsyncs::start() {
-  VsyncEvent::getInstance()->registerCallBack(EventRecorder::onEvent, &mRecorder);
-  VsyncEvent::getInstance()->startEvent(EventRecorder::onEvent);
-  if (mFeed) {
-    mRecorder.waitFor(1, kOpenTime);  // a sysfs node's first poll is answered without an event
-    mRecorder.clear();
-    mFeed->start();
+void WatchedSource::start() {
+  mRecording.begin = Clock::now();
+  mWriter = holdOpenIfFifo(mRecording.node);
+  if (mRecording.kind.isFrames()) {
+    GfxEvent::getInstance()->registerCallBack(onEvent, this);
+    GfxEvent::getInstance()->startEvent(onEvent, mControlValue);
+  } else {
+    VsyncEvent::getInstance()->registerCallBack(onEvent, this);
+    VsyncEvent::getInstance()->startEvent(onEvent);
+    std::this_thread::sleep_for(kSettleTime);
+    clear();
+    switchVsyncs(mControlValue);
   }
-}
-
-void WatchedVsyncs::pauseCallback() {
-  VsyncEvent::getInstance()->pauseEvent(EventRecorder::onEvent);
-}
-
-WatchedFrames::WatchedFrames(std::unique_ptr<Feed> feed, const std::string& path,
-                             const std::string& controlPath, int value)
-    : WatchedSource(kFrames, std::move(feed), path), mControlValue(mFeed ? Feed::kRateHz : value) {
-  setNode(kGfxCtrlNodeItem, mFeed ? mFeed->controlNode() : controlPath);
-}
-
-std::string WatchedFrames::problem() const { return blockingNodeProblem(kGfxDataNodeItem); }
-
-std::string WatchedFrames::controlProblem() const {
-  return mFeed ? "" : nodeProblem(kGfxCtrlNodeItem, W_OK);
-}
-
-void WatchedFrames::start() {
-  mWriter = holdOpenIfFifo(node());
-  GfxEvent::getInstance()->registerCallBack(EventRecorder::onEvent, &mRecorder);
-  GfxEvent::getInstance()->startEvent(EventRecorder::onEvent, mControlValue);
   if (mFeed) {
     mFeed->start();
   }
 }
 
-void WatchedFrames::pauseCallback() { GfxEvent::getInstance()->pauseEvent(EventRecorder::onEvent); }
+void WatchedSource::stop() {
+  mRecording.end = Clock::now();
+  if (mFeed) {
+    mRecording.made = mFeed->stop();
+  }
+  if (mRecording.kind.isFrames()) {
+    std::this_thread::sleep_for(kSettleTime);
+    GfxEvent::getInstance()->pauseEvent(onEvent);
+  } else {
+    switchVsyncs(0);
+    std::this_thread::sleep_for(kSettleTime);
+    VsyncEvent::getInstance()->pauseEvent(onEvent);
+  }
+}
+
+Recording WatchedSource::recording() const {
+  std::lock_guard lock(mRecordingLck);
+  return mRecording;
+}
+
+Recording WatchedSource::latest(std::size_t most) const {
+  std::lock_guard lock(mRecordingLck);
+  return mRecording.latest(most);
+}
+
+void WatchedSource::onEvent(int, void* payload, int, void* source) {
+  const Clock::time_point now = Clock::now();
+  auto* const self = static_cast<WatchedSource*>(source);
+  std::lock_guard lock(self->mRecordingLck);
+  self->mRecording.add(static_cast<const GfxFrameData*>(payload), now);
+}
+
+void WatchedSource::clear() {
+  std::lock_guard lock(mRecordingLck);
+  mRecording = {mRecording.kind, mRecording.node, Clock::now()};
+}
+
+void WatchedSource::switchVsyncs(int rateHz) const {
+  if (!mControl.empty()) {
+    AsyncEvent::updateSysNodes(mControl, rateHz);
+  }
+}
+
+void watchSources(const std::vector<WatchedSource*>& sources, double seconds, bool quiet,
+                  StopSignals& signals, Console& console) {
+  const auto lines = [&](std::size_t width) {
+    std::vector<std::string> all;
+    for (const WatchedSource* const source : sources) {
+      const Recording latest = source->latest(console.live ? kRecentIntervals : 0);
+      for (const std::string& line : liveLines(latest, console.style, width)) {
+        all.push_back(line);
+      }
+    }
+    return all;
+  };
+  for (WatchedSource* const source : sources) {
+    source->start();
+  }
+  showProgress(console, signals, seconds, quiet ? ProgressLines() : lines);
+  for (WatchedSource* const source : sources) {
+    source->stop();
+  }
+}

@@ -12,48 +12,63 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
-/** How far the intervals are off their median, without the sign. */
-std::vector<double> jitter(const Recording& vsyncs) {
-  std::vector<double> off = vsyncs.intervals.values;
-  const double median = Distribution(off, vsyncs.unit).median();
-  std::transform(off.begin(), off.end(), off.begin(),
-                 [median](double value) { return std::abs(value - median); });
-  return off;
-}
-
-std::string rateText(const std::optional<double>& hz) {
-  return hz ? "   " + fixed(*hz, 1) + " Hz" : "";
-}
-
-std::string summaryText(const std::vector<double>& values, Unit unit) {
-  return values.empty() ? "none" : Distribution(values, unit).summary();
-}
-
-Json rateFigure(const Recording& recording) {
-  const std::optional<double> hz = recording.rateHz();
-  return hz ? Json(*hz) : Json();
-}
-
-Json figures(const std::vector<double>& values) {
-  if (values.empty()) {
-    return nullptr;
-  }
-  const Distribution of(values, kMilliseconds);
-  return {{"median", of.median()}, {"p99", of.percentile(0.99)}, {"max", of.largest()}};
-}
-
 constexpr std::size_t kLabelWidth = 11;
 constexpr std::array kBars = {"▁", "▂", "▃", "▄", "▅", "▆", "▇", "█"};
+
+/** Events that came late for the display's refresh, whose period is the median of the intervals. */
+struct Lateness {
+  explicit Lateness(const std::vector<double>& intervals)
+      : period(Distribution(intervals, kMilliseconds).median()), from(1.5 * period) {
+    for (const double interval : intervals) {
+      if (interval > from) {
+        ++events;
+        missedRefreshes += std::lround(interval / period) - 1;
+      }
+    }
+  }
+
+  const double period;  ///< 0 without an interval
+  const double from;    ///< later than this is late
+  std::size_t events = 0;
+  long missedRefreshes = 0;
+};
 
 std::string label(std::string text) {
   text.resize(kLabelWidth, ' ');
   return text;
 }
 
+/** "118 events" */
+std::string countText(std::size_t count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string rateText(const Recording& recording) {
+  const std::optional<double> hz = recording.rateHz();
+  return hz ? "   " + fixed(*hz, 1) + " Hz" : "";
+}
+
 /** The bar of a part, from 0 to 1 or more, of the highest. */
 const char* bar(double part) {
   constexpr double kHighest = kBars.size() - 1;
   return kBars[static_cast<std::size_t>(std::lround(std::clamp(part, 0.0, 1.0) * kHighest))];
+}
+
+/** How far the intervals are off their median, without the sign. */
+std::vector<double> jitter(std::vector<double> intervals) {
+  const double median = Distribution(intervals, kMicroseconds).median();
+  for (double& interval : intervals) {
+    interval = std::abs(interval - median);
+  }
+  return intervals;
+}
+
+Json distributionFigure(const std::vector<double>& values) {
+  if (values.empty()) {
+    return nullptr;
+  }
+  const Distribution of(values, kMilliseconds);
+  return {{"median", of.median()}, {"p99", of.percentile(0.99)}, {"max", of.largest()}};
 }
 
 }  // namespace
@@ -64,89 +79,74 @@ std::string fixed(double value, int digits) {
   return text.str();
 }
 
-Lateness::Lateness(const std::vector<double>& intervals)
-    : period(Distribution(intervals, kMilliseconds).median()), from(kPeriods * period) {
-  for (const double interval : intervals) {
-    if (interval > from) {
-      ++events;
-      missedRefreshes += static_cast<std::size_t>(std::lround(interval / period)) - 1;
-    }
-  }
-}
-
-std::string countText(const EventRecorder::Latest& latest, const std::string& noun) {
-  if (latest.count == 0) {
-    return "no " + noun + " yet";
-  }
-  return std::to_string(latest.count) + " " + noun + (latest.count == 1 ? "" : "s") +
-         rateText(latest.rateHz);
-}
-
-std::vector<std::string> liveLines(const LiveView& view, const Style& style, std::size_t width) {
-  const std::vector<double>& recent = view.latest.intervals;
-  const std::string head = label(view.source) + countText(view.latest, view.noun);
+std::vector<std::string> liveLines(const Recording& latest, const Style& style, std::size_t width) {
+  const auto& [name, noun, item, unit] = latest.kind;
+  const std::vector<double>& recent = latest.intervals.values;
+  const std::string count =
+      latest.events == 0 ? "no " + std::string(noun) + " yet" : countText(latest.events, noun);
+  const std::string head = style.bold(label(name) + count + rateText(latest));
   if (recent.empty()) {
-    return {style.bold(head)};
+    return {head};
   }
   const Lateness late(recent);
   std::string bars = label("interval");
-  const std::size_t count = std::min(width - std::min(kLabelWidth, width), recent.size());
-  for (std::size_t i = recent.size() - count; i < recent.size(); ++i) {
+  const auto shown =
+      static_cast<std::ptrdiff_t>(std::min(width - std::min(kLabelWidth, width), recent.size()));
+  for (auto interval = recent.end() - shown; interval != recent.end(); ++interval) {
     // The median is right at the fifth of eight heights: steady events do not flicker between two.
-    const char* const height = bar(recent[i] / (1.75 * late.period));
-    bars += recent[i] > late.from ? style.warning(height) : height;
+    const char* const height = bar(*interval / (1.75 * late.period));
+    bars += *interval > late.from ? style.warning(height) : height;
   }
-  const std::string percentiles = label("last " + std::to_string(recent.size())) +
-                                  std::to_string(late.events) + " late   " +
-                                  Distribution(recent, view.unit).summary();
-  return {style.bold(head), bars, percentiles};
+  return {head, bars,
+          label("last " + std::to_string(recent.size())) + std::to_string(late.events) +
+              " late   " + Distribution(recent, unit).summary()};
 }
 
-void printVsyncs(const Recording& vsyncs, std::ostream& out) {
-  const std::vector<double>& intervals = vsyncs.intervals.values;
-  out << "vsync      " << vsyncs.events << (vsyncs.events == 1 ? " event" : " events")
-      << rateText(vsyncs.rateHz()) << "\njitter     " << summaryText(jitter(vsyncs), vsyncs.unit)
-      << "\ninterval   " << summaryText(intervals, vsyncs.unit) << "\n";
-}
-
-void printFrames(const Recording& frames, std::ostream& out) {
-  const std::vector<double>& intervals = frames.intervals.values;
-  if (frames.events == 0) {
-    out << "frames     none in " << frames.arrivals.size() << " reads\n";
-    return;
+Json figuresOf(const Recording& recording) {
+  const std::vector<double>& intervals = recording.intervals.values;
+  const auto known = [&](const auto& value) { return intervals.empty() ? Json() : Json(value); };
+  const Json rate = known(recording.rateHz().value_or(0));
+  if (!recording.kind.isFrames()) {
+    return {{"events", recording.events},
+            {"rate_hz", rate},
+            {"interval_us", distributionFigure(intervals)},
+            {"jitter_us", distributionFigure(jitter(intervals))}};
   }
-  out << "frames     " << frames.events << " started   " << frames.secondToThird.values.size()
-      << " finished" << rateText(frames.rateHz()) << "\n";
-  if (const Lateness late(intervals); !intervals.empty()) {
-    out << "late       " << late.events << " frames   " << late.missedRefreshes
-        << " refreshes missed   period " << fixed(late.period, 2) << " ms\n";
-  }
-  out << "stage 1-2  " << summaryText(frames.firstToSecond.values, frames.unit) << "\nstage 2-3  "
-      << summaryText(frames.secondToThird.values, frames.unit) << "\ninterval   "
-      << summaryText(intervals, frames.unit) << "\n";
-}
-
-Json vsyncFigures(const Recording& vsyncs) {
-  return {{"events", vsyncs.events},
-          {"rate_hz", rateFigure(vsyncs)},
-          {"interval_us", figures(vsyncs.intervals.values)},
-          {"jitter_us", figures(jitter(vsyncs))}};
-}
-
-Json frameFigures(const Recording& frames) {
-  const Lateness late(frames.intervals.values);
-  const auto known = [&](const auto& value) {
-    return frames.intervals.values.empty() ? Json() : Json(value);
-  };
-  return {{"reads", frames.arrivals.size()},
-          {"frames", frames.events},
-          {"finished", frames.secondToThird.values.size()},
-          {"rate_hz", rateFigure(frames)},
+  const Lateness late(intervals);
+  return {{"reads", recording.arrivals.size()},
+          {"frames", recording.events},
+          {"finished", recording.secondToThird.values.size()},
+          {"rate_hz", rate},
           {"period_ms", known(late.period)},
           {"late_from_ms", known(late.from)},
           {"late", known(late.events)},
           {"missed_refreshes", known(late.missedRefreshes)},
-          {"interval_ms", figures(frames.intervals.values)},
-          {"stage_1_to_2_ms", figures(frames.firstToSecond.values)},
-          {"stage_2_to_3_ms", figures(frames.secondToThird.values)}};
+          {"interval_ms", distributionFigure(intervals)},
+          {"stage_1_to_2_ms", distributionFigure(recording.firstToSecond.values)},
+          {"stage_2_to_3_ms", distributionFigure(recording.secondToThird.values)}};
+}
+
+void printSummary(const Recording& recording, std::ostream& out) {
+  const std::vector<double>& intervals = recording.intervals.values;
+  const auto print = [&](const char* name, const std::vector<double>& values) {
+    const Distribution distribution(values, recording.kind.unit);
+    out << label(name) << (values.empty() ? "none" : distribution.summary()) << "\n";
+  };
+  if (!recording.kind.isFrames()) {
+    out << label("vsync") << countText(recording.events, "event") << rateText(recording) << "\n";
+    print("jitter", jitter(intervals));
+  } else if (recording.events == 0) {
+    out << label("frames") << "none in " << recording.arrivals.size() << " reads\n";
+    return;
+  } else {
+    out << label("frames") << recording.events << " started   "
+        << recording.secondToThird.values.size() << " finished" << rateText(recording) << "\n";
+    if (const Lateness late(intervals); !intervals.empty()) {
+      out << label("late") << countText(late.events, "frame") << "   " << late.missedRefreshes
+          << " refreshes missed   period " << fixed(late.period, 2) << " ms\n";
+    }
+    print("stage 1-2", recording.firstToSecond.values);
+    print("stage 2-3", recording.secondToThird.values);
+  }
+  print("interval", intervals);
 }

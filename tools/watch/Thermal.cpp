@@ -20,31 +20,25 @@
 #include <HostThermal.h>
 #endif
 
+using Json = nlohmann::ordered_json;
+
 namespace {
 
 /** Never called: it only keeps the source going. */
 void onThermal(int, void*, int, void*) {}
 
-nlohmann::ordered_json zoneRows() {
-  auto rows = nlohmann::ordered_json::array();
-  for (const auto& [zone, milliCelsius] : thermalZones().value_or(ThermalZones())) {
-    rows.push_back({{"zone", zone}, {"milli_celsius", milliCelsius}});
-  }
-  return rows;
-}
-
 std::string zonesLine() {
   std::string line;
-  for (const auto& [zone, milliCelsius] : thermalZones().value_or(ThermalZones())) {
-    line +=
-        (line.empty() ? "" : "   ") + visible(zone) + " " + fixed(milliCelsius / 1000.0, 1) + " C";
+  for (const Json& row : thermalZones()) {
+    line += line.empty() ? "" : "   ";
+    line += visible(row["zone"]) + " " + fixed(row["milli_celsius"].get<double>() / 1000, 1) + " C";
   }
   return line.empty() ? "no thermal zones yet" : line;
 }
 
 }  // namespace
 
-SampleZone::SampleZone() {
+SampleZone::SampleZone(int milliCelsius) {
   if (!makeFolderPrivate("/sys/class")) {
     throw std::system_error(errno, std::generic_category(),
                             "no private mount namespace; run as root or allow user namespaces");
@@ -52,6 +46,7 @@ SampleZone::SampleZone() {
   mkdir("/sys/class/thermal", S_IRWXU);
   mkdir("/sys/class/thermal/thermal_zone0", S_IRWXU);
   std::ofstream("/sys/class/thermal/thermal_zone0/type") << "cpu\n";
+  set(milliCelsius);
 }
 
 void SampleZone::set(int milliCelsius) {
@@ -67,24 +62,26 @@ void startThermal() {
 
 void pauseThermal() { ThermalEvent::getInstance()->pauseEvent(onThermal); }
 
-std::optional<ThermalZones> thermalZones() {
+Json thermalZones() {
 #if __has_include(<HostThermal.h>)
-  const hostthermal::Reading reading = hostthermal::lastReading();
-  return ThermalZones(reading.begin(), reading.end());
+  Json rows = Json::array();
+  for (const auto& [zone, milliCelsius] : hostthermal::lastReading()) {
+    rows.push_back({{"zone", zone}, {"milli_celsius", milliCelsius}});
+  }
+  return rows;
 #else
-  return std::nullopt;
+  return nullptr;
 #endif
 }
 
 int watchThermal(const WatchOptions& options, Console& console) {
-  const StopSignals signals;
+  StopSignals signals;
   std::optional<SampleZone> sample;
   int milliCelsius = 41000;
   if (options.sample) {
-    sample.emplace().set(milliCelsius);
+    sample.emplace(milliCelsius);
   }
   const Clock::time_point begin = Clock::now();
-  startThermal();
   const auto lines = [&](std::size_t) {
     const std::string line = zonesLine();
     if (sample) {
@@ -94,18 +91,18 @@ int watchThermal(const WatchOptions& options, Console& console) {
   };
   Console plain = console;
   plain.live = false;  // a line for each sample, on a terminal, too
-  showProgress(plain, signals, endAfter(options.seconds, begin),
-               options.json ? ProgressLines() : lines);
+  startThermal();
+  showProgress(plain, signals, options.seconds, options.json ? ProgressLines() : lines);
   pauseThermal();
 
-  const nlohmann::ordered_json rows = zoneRows();
+  const Json zones = thermalZones();
   if (options.json) {
     const double seconds = toSeconds(Clock::now() - begin);
-    printJson({{"source", "thermal"}, {"seconds", seconds}, {"zones", rows}}, console.out);
-  } else if (rows.empty()) {
+    printJson({{"source", "thermal"}, {"seconds", seconds}, {"zones", zones}}, console.out);
+  } else if (zones.empty()) {
     console.out << "no thermal zones here\n";
   } else {
-    printTable(rows, console.out);
+    printTable(zones, console.out);
   }
   return kSuccess;
 }

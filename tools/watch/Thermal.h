@@ -1,15 +1,12 @@
 #pragma once
 
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
+#include <nlohmann/json_fwd.hpp>
 
 /** A thermal zone "cpu" that only this process sees, in the place of all others. */
 class SampleZone {
  public:
   /** To be made before any thread. Throws std::system_error when the namespace is refused. */
-  SampleZone();
+  explicit SampleZone(int milliCelsius);
 
   void set(int milliCelsius);
 };
@@ -19,8 +16,8 @@ void startThermal();
 void pauseThermal();
 /** @} */
 
-/** Zones and their milli-degrees Celsius, in order of names. */
-using ThermalZones = std::vector<std::pair<std::string, int>>;
-
-/** What was read last; not known on a device, whose listener keeps it to itself. */
-std::optional<ThermalZones> thermalZones();
+/**
+ * What was read last: rows {zone, milli_celsius}, in order of names. Null on a device, whose listener
+ * keeps it to itself.
+ */
+nlohmann::ordered_json thermalZones();

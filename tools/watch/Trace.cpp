@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
+#include <numeric>
 #include <ostream>
 #include <span>
 
@@ -16,10 +17,15 @@ long long toWholeUs(double ms) {
 
 /** Those of durations that arrived then. */
 std::span<const double> ofSample(const Durations& durations, Clock::time_point arrival) {
-  const auto& [values, arrivals, sum] = durations;
+  const auto& [values, arrivals] = durations;
   const auto [first, last] = std::equal_range(arrivals.begin(), arrivals.end(), arrival);
   return std::span(values).subspan(static_cast<std::size_t>(first - arrivals.begin()),
                                    static_cast<std::size_t>(last - first));
+}
+
+long long sumUs(std::span<const double> durations) {
+  const auto add = [](long long us, double ms) { return us + toWholeUs(ms); };
+  return std::accumulate(durations.begin(), durations.end(), 0LL, add);
 }
 
 }  // namespace
@@ -28,14 +34,22 @@ TraceWriter::TraceWriter(const std::string& path, Clock::time_point begin,
                          std::ostream& standardOutput)
     : mFile(path, standardOutput), mBegin(begin) {
   mFile.stream() << R"({"displayTimeUnit":"ms","traceEvents":[)";
-  add("process_name", "M", 0, {{"args", {{"name", "lmctl"}}}});
+  addEvent("process_name", "M", 0, {{"args", {{"name", "lmctl"}}}});
 }
 
 void TraceWriter::addInstants(const std::string& name,
                               const std::vector<Clock::time_point>& times) {
   const int track = addTrack(name).number;
   for (const Clock::time_point time : times) {
-    add(name, "i", track, {{"ts", sinceBeginUs(time)}, {"s", "t"}});
+    addEvent(name, "i", track, {{"ts", sinceBeginUs(time)}, {"s", "t"}});
+  }
+}
+
+void TraceWriter::add(const Recording& recording) {
+  if (recording.kind.isFrames()) {
+    addFrames(recording);
+  } else {
+    addInstants("vsync", recording.arrivals);
   }
 }
 
@@ -50,23 +64,22 @@ void TraceWriter::addFrames(const Recording& frames) {
     // first one are the last.
     const std::size_t begunBefore = seconds.size() - std::min(firsts.size(), seconds.size());
     count = std::max(count, begunBefore) - begunBefore;
-    long long us = sinceBeginUs(arrival);
-    for (std::size_t row = std::max(firsts.size(), seconds.size()); row-- > 0;) {
-      if (row < seconds.size()) {
-        us = addStage(secondTrack, count + row + 1, seconds[row], us);
-      }
+    long long us = sinceBeginUs(arrival) - sumUs(firsts) - sumUs(seconds);
+    for (std::size_t row = 0; row < begunBefore + firsts.size(); ++row) {
+      ++count;
       if (row >= begunBefore) {
-        us = addStage(firstTrack, count + row + 1, firsts[row - begunBefore], us);
+        addStage(firstTrack, count, firsts[row - begunBefore], us);
+      }
+      if (row < seconds.size()) {
+        addStage(secondTrack, count, seconds[row], us);
       }
     }
-    count += begunBefore + firsts.size();
-    firstTrack.freeUs = firstTrack.nextFreeUs;
-    secondTrack.freeUs = secondTrack.nextFreeUs;
 
-    us = sinceBeginUs(arrival);
     const auto intervals = ofSample(frames.intervals, arrival);
-    for (std::size_t i = intervals.size(); i-- > 0; us -= toWholeUs(intervals[i])) {
-      add("frame interval", "C", 0, {{"ts", std::max(us, 0LL)}, {"args", {{"ms", intervals[i]}}}});
+    us = sinceBeginUs(arrival) - sumUs(intervals);
+    for (const double interval : intervals) {
+      us += toWholeUs(interval);
+      addEvent("frame interval", "C", 0, {{"ts", std::max(us, 0LL)}, {"args", {{"ms", interval}}}});
     }
   }
 }
@@ -81,21 +94,20 @@ long long TraceWriter::sinceBeginUs(Clock::time_point time) const {
 }
 
 TraceWriter::Track TraceWriter::addTrack(const std::string& name) {
-  add("thread_name", "M", ++mTracks, {{"args", {{"name", name}}}});
-  return {mTracks, 0, 0};
+  addEvent("thread_name", "M", ++mTracks, {{"args", {{"name", name}}}});
+  return {mTracks};
 }
 
-long long TraceWriter::addStage(Track& track, std::size_t frame, double ms, long long endUs) {
-  const long long begin = endUs - toWholeUs(ms);
-  const long long shownEnd = std::max(endUs, track.freeUs);
-  const long long shownBegin = std::max(begin, track.freeUs);
-  add("frame " + std::to_string(frame), "X", track.number,
-      {{"ts", shownBegin}, {"dur", shownEnd - shownBegin}, {"args", {{"ms", ms}}}});
-  track.nextFreeUs = std::max(track.nextFreeUs, shownEnd);
-  return begin;
+void TraceWriter::addStage(Track& track, std::size_t frame, double ms, long long& beginUs) {
+  const long long begin = std::max(beginUs, track.freeUs);
+  beginUs += toWholeUs(ms);
+  track.freeUs = std::max(beginUs, track.freeUs);
+  addEvent("frame " + std::to_string(frame), "X", track.number,
+           {{"ts", begin}, {"dur", track.freeUs - begin}, {"args", {{"ms", ms}}}});
 }
 
-void TraceWriter::add(const std::string& name, const char* phase, int track, const Event& members) {
+void TraceWriter::addEvent(const std::string& name, const char* phase, int track,
+                           const Event& members) {
   Event event = {{"name", name}, {"ph", phase}, {"pid", 1}, {"tid", track}};
   event.update(members);
   mFile.stream() << (mEmpty ? "\n" : ",\n") << event.dump();

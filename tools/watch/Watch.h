@@ -4,14 +4,17 @@
 
 #include "Console.h"
 
-struct WatchOptions {
-  double seconds = 0;    ///< how long to watch; 0 until a signal
-  bool json = false;     ///< print one JSON object at the end instead of text
-  bool sample = false;   ///< watch a source of lmctl's own making
-  std::string node;      ///< instead of the configured one
-  std::string trace;     ///< file for a trace of what arrived; none when empty
-  std::string control;   ///< the node that switches frame reports on, not the configured one
-  int controlValue = 1;  ///< what switches them on
+struct SourceOptions {
+  bool sample = false;    ///< watch events of lmctl's own making
+  std::string node{};     ///< instead of the configured one
+  std::string control{};  ///< the node that switches its events on, likewise
+  int controlValue = 1;   ///< what switches them on
+};
+
+struct WatchOptions : SourceOptions {
+  double seconds = 0;   ///< how long to watch; 0 until a signal
+  bool json = false;    ///< print one JSON object at the end instead of text
+  std::string trace{};  ///< file for a trace of what arrived; none when empty
 };
 
 /**

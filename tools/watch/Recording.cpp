@@ -1,0 +1,45 @@
+#include "watch/Recording.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "AsyncEventsMgr.h"
+
+void Durations::add(const std::vector<double>& sample, Clock::time_point arrival) {
+  values.insert(values.end(), sample.begin(), sample.end());
+  arrivals.insert(arrivals.end(), sample.size(), arrival);
+}
+
+void Recording::add(const GfxFrameData* sample, Clock::time_point arrival) {
+  const Clock::time_point last = arrivals.empty() ? arrival : arrivals.back();
+  std::vector<double> sinceLast = {toSeconds(arrival - last) * kind.unit.perSecond};
+  if (sample != nullptr) {
+    sinceLast = sample->frameStartIntervals;
+    firstToSecond.add(sample->firstToSecondStage, arrival);
+    secondToThird.add(sample->secondToThirdStage, arrival);
+  }
+  const bool hasFirst = events == 0 && !sinceLast.empty();
+  events += sinceLast.size();
+  if (hasFirst) {
+    sinceLast.erase(sinceLast.begin());
+  }
+  intervals.add(sinceLast, arrival);
+  intervalSum = std::accumulate(sinceLast.begin(), sinceLast.end(), intervalSum);
+  arrivals.push_back(arrival);
+}
+
+std::optional<double> Recording::rateHz() const {
+  if (intervalSum <= 0) {
+    return std::nullopt;
+  }
+  return kind.unit.perSecond * static_cast<double>(events - 1) / intervalSum;
+}
+
+Recording Recording::latest(std::size_t most) const {
+  Recording last = {kind};
+  last.events = events;
+  last.intervalSum = intervalSum;
+  const auto count = static_cast<std::ptrdiff_t>(std::min(most, intervals.values.size()));
+  last.intervals.values.assign(intervals.values.end() - count, intervals.values.end());
+  return last;
+}
