@@ -7,6 +7,12 @@ namespace {
 
 bool isLast(int& countdown) { return countdown > 0 && --countdown == 0; }
 
+void release(void* memory) {
+  const void* freed = memory;
+  failingnew::gUnfreed.compare_exchange_strong(freed, nullptr);
+  free(memory);
+}
+
 }  // namespace
 
 void* operator new(std::size_t size) {
@@ -20,8 +26,8 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   return isLast(failingnew::gNothrow) ? nullptr : malloc(size);
 }
 
-void operator delete(void* memory) noexcept { free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { free(memory); }
-void operator delete[](void* memory) noexcept { free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { free(memory); }
-void operator delete(void* memory, const std::nothrow_t&) noexcept { free(memory); }
+void operator delete(void* memory) noexcept { release(memory); }
+void operator delete(void* memory, std::size_t) noexcept { release(memory); }
+void operator delete[](void* memory) noexcept { release(memory); }
+void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
+void operator delete(void* memory, const std::nothrow_t&) noexcept { release(memory); }

@@ -5,7 +5,6 @@
 #include <sqlite3.h>
 
 #include "LMDatabase.h"
-#include "testing/Hooks.h"
 #include "testing/LogCapture.h"
 #include "testing/SqliteHooks.h"
 #include "testing/TemporaryFolder.h"

@@ -8,6 +8,7 @@
 
 #include <android-base/unique_fd.h>
 
+#include "testing/FailingNew.h"
 #include "testing/FrameParserReference.h"
 #include "testing/HostNameNode.h"
 
@@ -16,6 +17,7 @@ template <typename Source>
 class EndableSource : public Source {
  protected:
   void wakeToEnd() {
+    failingnew::gUnfreed = this->mThread;
     this->setThreadState(THREAD_EXIT);
     std::lock_guard lock(this->mThreadCondLck);
     this->mThreadCond.notify_all();

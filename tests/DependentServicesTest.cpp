@@ -113,12 +113,11 @@ TEST_F(Services, NothingFoundIsLoggedByEachQuery) {
   EXPECT_EQ(clients(), 1);
   EXPECT_EQ(pids(), 1);
   EXPECT_EQ(active(), 1);
-  const std::string notFound =
-      "getServices() Service Tracker HAL could not find Client Connections";
-  EXPECT_THAT(
+  EXPECT_EQ(
       mLog.texts(),
-      ElementsAre(kPrefix + notFound, kPrefix + "getServicePIDs() Could not get pids of services",
-                  kPrefix + "getAllActiveServicePIDs() Could not get pids of all active services"));
+      (Lines{kPrefix + "getServices() Service Tracker HAL could not find Client Connections",
+             kPrefix + "getServicePIDs() Could not get pids of services",
+             kPrefix + "getAllActiveServicePIDs() Could not get pids of all active services"}));
 }
 
 TEST_F(Services, AFailureInTransportDropsTheProxyThatWasUsed) {

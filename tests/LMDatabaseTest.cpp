@@ -2,6 +2,7 @@
 
 #include "testing/BackgroundCall.h"
 #include "testing/FailingNew.h"
+#include "testing/Hooks.h"
 #include "testing/StoreFixture.h"
 
 using testing::ElementsAre;
@@ -36,7 +37,9 @@ class RowStore : public StoreFixture {
 TEST_F(RowStore, RowsAreInTheFileAsPlainSqliteReadsAndWritesThem) {
   add(mStore, {.appName = "it's \"ü\"\n", .payload = {-2}});
   add(mStore, {.intcol1 = -5, .appName = "b", .rsvdName = "r", .payload = {0x01020304}});
+  failingnew::gUnfreed = mStore.mRowCache.front();
   EXPECT_EQ(mStore.LMDatabaseWriteCachedToDisk(), LMDB_SUCCESS);
+  EXPECT_EQ(failingnew::gUnfreed.load(), nullptr) << "the row";
   EXPECT_THAT(query("SELECT rowid, intcol1, appName, rsvdName, hex(blob) FROM t"),
               ElementsAre("1|-|it's \"ü\"\n|-|FEFFFFFF|", "2|-5|b|r|04030201|"));
 

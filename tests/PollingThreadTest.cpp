@@ -93,6 +93,7 @@ TEST_F(PollingThread, EndsForGoodIfItsNodeCannotBeOpened) {
       source->pauseEvent(onEvent);
       source->startEvent(onEvent);  // creates no other thread, which would log again
       source.reset();
+      EXPECT_EQ(failingnew::gUnfreed.load(), nullptr) << "the thread's object";
       EXPECT_THAT(log.texts(), testing::ElementsAre(kind->component +
                                                     ": pollingThreadFunc() Not able to open (" +
                                                     path + ") fd(" + descriptor + ") \n"));

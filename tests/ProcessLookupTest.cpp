@@ -57,7 +57,6 @@ class ProcessLookup : public testing::Test {
 TEST_F(ProcessLookup, AScanEndsAtTheFirstTaskOfThatNameWithAReadableStatus) {
   mName.assign(4096, 'n');  // as much as one read takes
   const std::string app = mName + "\0-v"s;
-  const std::string shorter = mName.substr(1) + "\0"s;
   struct Task {
     int id;
     std::string cmdline;  // "none" for none
@@ -67,7 +66,7 @@ TEST_F(ProcessLookup, AScanEndsAtTheFirstTaskOfThatNameWithAReadableStatus) {
       {"a thread", "13\n12\n", {{13, app, "Name:\tx\nTgid:\t12\nPid:\t13\n"}}, 12},
       {"no files", "9 8\t5\n3", {{8, "none", "Tgid:8"}, {5, app, nullptr}, {3, app, "Tgid:4"}}, 4},
       {"empty", "1 2 3", {{1, "", "Tgid:1"}, {2, "\0"s + app, "Tgid:2"}, {3, mName, "Tgid:3"}}, 3},
-      {"other lengths", "1 2", {{1, shorter, "Tgid:1"}, {2, mName + "2", "Tgid:2"}}, -1},
+      {"other lengths", "1 2", {{1, mName.substr(1), "Tgid:1"}, {2, mName + "2", "Tgid:2"}}, -1},
       {"another case", "1 2 1", {{1, std::string(4096, 'N'), "Tgid:1"}, {2, app, nullptr}}, -1},
       {"the list's order", "2 1", {{1, app, "Tgid:1"}, {2, app, "Tgid:2"}}, 2},
       {"the last line", "1", {{1, app, "Name:\tTgid 5\nxTgid: 6:7\nPid: 8\n"}}, 6},

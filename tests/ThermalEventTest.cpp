@@ -32,10 +32,6 @@ namespace {
 
 void onEvent(int, void*, int, void*) { FAIL() << "the thermal source calls nobody"; }
 
-void awaitTwoFetches() {
-  waitUntil([end = gFetches + 2] { return gFetches >= end; });
-}
-
 TEST(Thermal, FetchesEachPeriodWhileStartedAndForgetsTheDataAtEachStart) {
   gFetches = 0;
   gResets = 0;
@@ -43,13 +39,13 @@ TEST(Thermal, FetchesEachPeriodWhileStartedAndForgetsTheDataAtEachStart) {
   source.registerCallBack(onEvent, nullptr);
   source.startEvent(onEvent);
   EXPECT_EQ(gResets, 1);
-  awaitTwoFetches();
+  waitUntil([end = gFetches + 2] { return gFetches >= end; });
   EXPECT_EQ(gPeriodNs, 300000000);
   source.pauseEvent(onEvent);
   waitUntil([] { return isAsleep("LmThermalEvent"); });
   source.startEvent(onEvent);
   EXPECT_EQ(gResets, 2);
-  awaitTwoFetches();
+  waitUntil([end = gFetches + 2] { return gFetches >= end; });
 }
 
 }  // namespace

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <unistd.h>
@@ -14,6 +15,7 @@
 static std::atomic<int> gPolledEvents;
 static std::atomic<int> gPollTimeoutMs;
 static std::atomic<off_t> gPolledPosition;
+static std::atomic<int> gPolledFlags;
 
 static std::atomic<int> gPolls;
 static std::atomic<bool> gPollsAreShort;
@@ -24,6 +26,7 @@ extern "C" int poll(pollfd* fds, nfds_t count, int timeoutMs) {
   gPolledEvents = count == 1 ? fds->events : 0;
   gPollTimeoutMs = timeoutMs;
   gPolledPosition = lseek(fds->fd, 0, SEEK_CUR);
+  gPolledFlags = fcntl(fds->fd, F_GETFD);
   const int poll = ++gPolls;
   const int result = real(fds, count, gPollsAreShort ? 0 : timeoutMs);
   return result == 0 && poll % 2 == 0 ? -1 : result;
@@ -90,6 +93,7 @@ TEST_F(Vsync, ANotificationIsConsumedOnceAndAFailedWaitIsNoEvent) {
     EXPECT_EQ(gPolledEvents, POLLPRI);
     EXPECT_EQ(gPollTimeoutMs, 300000);
     EXPECT_EQ(gPolledPosition, 0);
+    EXPECT_EQ(gPolledFlags, 0);  // programs that a client starts inherit the node
   }
   gPollsAreShort = false;
 }
