@@ -3,28 +3,25 @@
 #include <sqlite3.h>
 
 #include <cstring>
-#include <string_view>
 
 #include "testing/FailingNew.h"
 #include "testing/Hooks.h"
-
-namespace {
-
-bool fails(const hooks::Call& call, std::string_view word, const char* sql) {
-  const failingnew::Pause pause;
-  if (call.isOutermost()) {
-    gSql.emplace_back(sql);
-  }
-  return call.fails(std::string(word));
-}
-
-}  // namespace
 
 #define FAIL_AFTERWARDS(function, word, parameters, arguments) \
   int function parameters {                                    \
     const hooks::Call call;                                    \
     const int code = REAL(function) arguments;                 \
     return call.fails(word) ? SQLITE_IOERR : code;             \
+  }
+
+#define NOTE_OR_FAIL(function, word, parameters, arguments)            \
+  int function parameters {                                            \
+    const failingnew::Pause pause;                                     \
+    const hooks::Call call;                                            \
+    if (call.isOutermost()) {                                          \
+      gSql.emplace_back(sql);                                          \
+    }                                                                  \
+    return call.fails(word) ? SQLITE_IOERR : REAL(function) arguments; \
   }
 
 extern "C" {
@@ -44,19 +41,11 @@ FAIL_AFTERWARDS(sqlite3_bind_blob, "bind_blob",
                  void (*release)(void*)),
                 (statement, number, blob, size, release))
 
-int sqlite3_prepare_v2(sqlite3* db, const char* sql, int size, sqlite3_stmt** statement,
-                       const char** tail) {
-  const hooks::Call call;
-  return fails(call, "prepare", sql) ? SQLITE_IOERR
-                                     : REAL(sqlite3_prepare_v2)(db, sql, size, statement, tail);
-}
-
-int sqlite3_exec(sqlite3* db, const char* sql, sqlite3_callback callback, void* data,
-                 char** message) {
-  const hooks::Call call;
-  return fails(call, {sql, strcspn(sql, " ")}, sql)
-             ? SQLITE_IOERR
-             : REAL(sqlite3_exec)(db, sql, callback, data, message);
-}
+NOTE_OR_FAIL(sqlite3_prepare_v2, "prepare",
+             (sqlite3 * db, const char* sql, int size, sqlite3_stmt** statement, const char** tail),
+             (db, sql, size, statement, tail))
+NOTE_OR_FAIL(sqlite3_exec, std::string(sql, strcspn(sql, " ")),
+             (sqlite3 * db, const char* sql, sqlite3_callback callback, void* data, char** message),
+             (db, sql, callback, data, message))
 
 }  // extern "C"

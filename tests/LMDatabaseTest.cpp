@@ -72,12 +72,15 @@ TEST_F(RowStore, KeysSelectByTheirSetFieldsWithTextsAsTheyAre) {
   }
   mStore.writeCachedDRToDisk();
   using Case = std::tuple<LMDBDataRowKey, std::string, std::size_t>;
-  for (const auto& [key, where, rows] :
+  for (auto [key, where, rows] :
        {Case{{1, "a", "r"}, "(appName,rsvdName,intcol1) = ('a','r',1) ", 1},
         Case{{.intcol1 = -1}, "(intcol1) = (-1) ", 0},
         Case{{.rsvdName = "r') OR ('1') = ('1"}, "(rsvdName) = ('r') OR ('1') = ('1') ", 3}}) {
     EXPECT_EQ(read(mStore, key).size(), rows) << where;
     EXPECT_EQ(gSql.back(), "SELECT *, rowid FROM t WHERE " + where);
+    std::string query = "begin ";
+    LaunchStore::build_query_for_where_clause(key, query);
+    EXPECT_EQ(query, "begin WHERE " + where);
   }
   EXPECT_THAT(mLog.texts(), IsEmpty());
   EXPECT_THAT(read(mStore, {.appName = "it's"}), IsEmpty());
@@ -86,6 +89,13 @@ TEST_F(RowStore, KeysSelectByTheirSetFieldsWithTextsAsTheyAre) {
   EXPECT_THAT(mLog.texts(), ElementsAre("readAllocateDR" + syntax, "deleteAllDR" + syntax));
   EXPECT_EQ(remove(mStore, {.appName = "b"}), 2);
   EXPECT_EQ(remove(mStore), 1);
+}
+
+TEST_F(RowStore, ABoundedCopyIsAsLongAsTheShorterSide) {
+  char copy[] = "....";
+  EXPECT_EQ(LaunchStore::LMDB_memscpy(copy, 2, "abc", 3), 2u);
+  EXPECT_EQ(LaunchStore::LMDB_memscpy(copy, 4, "x", 1), 1u);
+  EXPECT_STREQ(copy, "xb..");
 }
 
 TEST_F(RowStore, SendsTheseTextsInThisOrder) {
