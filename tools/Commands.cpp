@@ -31,11 +31,11 @@ int lookUpProcess(const QueryOptions& options, Console& console) {
   std::string name = options.name;
   const int pid = options.once ? AsyncEvent::getPidExpensive(name) : AsyncEvent::getPid(name);
   if (pid < 1) {
-    if (const std::string problem = accessProblem(kForegroundTasks, R_OK); !problem.empty()) {
-      throw std::runtime_error(problem + "; run it where the foreground tasks are listed");
-    }
-    throw std::runtime_error("process '" + name + "': not in " + kForegroundTasks +
-                             "; bring it to the foreground");
+    const std::string problem = accessProblem(kForegroundTasks, R_OK);
+    throw std::runtime_error(problem.empty()
+                                 ? "process '" + name + "': not in " + kForegroundTasks +
+                                       "; bring it to the foreground"
+                                 : problem + "; run it where the foreground tasks are listed");
   }
   if (options.json) {
     printJson({{"name", name}, {"pid", pid}}, console.out);
@@ -72,14 +72,14 @@ int printColumn(const char* name, const Values& values, bool json, Console& cons
 }  // namespace
 
 int servicesClients(const QueryOptions& options, Console& console) {
-  const QuietLog quiet;
+  const auto quiet = quietLog();
   std::vector<std::string> clients;
   requireAnswer(DependentServices().getServices(options.name, clients));
   return printColumn("service", clients, options.json, console);
 }
 
 int servicesPids(const QueryOptions& options, Console& console) {
-  const QuietLog quiet;
+  const auto quiet = quietLog();
   const hidl_vec<hidl_string> names(options.names.begin(), options.names.end());
   hidl_vec<std::int32_t> pids;
   requireAnswer(DependentServices().getServicePIDs(names, pids));
@@ -87,7 +87,7 @@ int servicesPids(const QueryOptions& options, Console& console) {
 }
 
 int servicesActive(const QueryOptions& options, Console& console) {
-  const QuietLog quiet;
+  const auto quiet = quietLog();
   std::vector<int> pids;
   requireAnswer(DependentServices().getAllActiveServicePIDs(pids));
   return printColumn("pid", pids, options.json, console);
@@ -204,7 +204,7 @@ ordered_json systemSlots(const SysStatsRecord& record) {
 }
 
 StatsProvider probeQuietly() {
-  const QuietLog quiet;
+  const auto quiet = quietLog();
   return {};
 }
 

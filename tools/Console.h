@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <string>
 
+#include <android-base/scopeguard.h>
+
 /** Sets text off with colour where that is wanted, and leaves it alone elsewhere. */
 struct Style {
   bool color = false;
@@ -53,17 +55,11 @@ bool isCapableTerminal(int file);
 /** Whether it may show colour, too; not where NO_COLOR is set to something. */
 bool mayColor(int file);
 
-/** Keeps this process's log quiet while it lives, where failures are expected and told otherwise. */
-class QuietLog {
- public:
-  QuietLog() : mPriority(__android_log_set_minimum_priority(ANDROID_LOG_SILENT)) {}
-  ~QuietLog() { __android_log_set_minimum_priority(mPriority); }
-  QuietLog(const QuietLog&) = delete;
-  QuietLog& operator=(const QuietLog&) = delete;
-
- private:
-  const int mPriority;
-};
+/** Keeps this process's log quiet while the result lives: where failures are told otherwise. */
+inline auto quietLog() {
+  const int priority = __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
+  return android::base::make_scope_guard([=] { __android_log_set_minimum_priority(priority); });
+}
 
 /** Exit statuses of lmctl. */
 enum ExitStatus : int { kSuccess = 0, kFailure = 1, kUsage = 2 };

@@ -33,10 +33,11 @@ constexpr char kSimulatedDevice[] = "/sys/kernel/lmdevice/";
 /** The file of the loaded object that a function is in. */
 template <typename Function>
 std::string objectFile(Function* function) {
-  Dl_info info = {};
-  char path[PATH_MAX] = "unknown";
-  const bool isKnown = dladdr(reinterpret_cast<const void*>(function), &info) != 0;
-  return isKnown && realpath(info.dli_fname, path) == nullptr ? info.dli_fname : path;
+  Dl_info object;
+  char path[PATH_MAX];
+  const bool isKnown = dladdr(reinterpret_cast<const void*>(function), &object) != 0 &&
+                       realpath(object.dli_fname, path) != nullptr;
+  return isKnown ? path : "unknown";
 }
 
 /** A row of the report: what was found of a service, or what is wrong and how to mend it. */
@@ -96,11 +97,11 @@ ordered_json rowStore() {
                  "install 3.15 or later, with WAL");
 }
 
-/** The file of the core library: the object that defines DynamicLoader::getInstance. */
+/** The core library is what defines the singleton. */
 std::string coreLibraryFile() { return objectFile(DynamicLoader::getInstance); }
 
 std::vector<ordered_json> examineAll() {
-  const QuietLog quiet;
+  const auto quiet = quietLog();
   StatsProvider stats;
   const int version = familyVersion(stats);
   const int zones = ThermalListenerV2::getInstance()->getThermalData();

@@ -123,8 +123,7 @@ class CommandLine {
     mApp.set_version_flag("--version", versionText)->description("Show the version and libraries");
     addItems();
     mApp.group("First steps");  // of the commands that follow
-    addDemo();
-    addDoctor();
+    addFirstSteps();
     mApp.group("Events");
     addWatch();
     addReport();
@@ -178,14 +177,11 @@ class CommandLine {
         });
   }
 
-  void addDemo() {
+  void addFirstSteps() {
     App& demo = add(mApp, "demo", "Show the library's services at work.", runDemo, mDemo);
     addSeconds(demo, mDemo.seconds, "How long to watch vsyncs, and frames [3]");
     addOption(demo, "--device DIR", mDemo.device, "Folder of the simulated device's nodes");
     addOption(demo, "--output DIR", mDemo.output, "Folder for its trace and report");
-  }
-
-  void addDoctor() {
     App& doctor = add(mApp, "doctor", "Report which services can work here.", examine, mQuery);
     addOption(doctor, "SERVICE ...", mQuery.names, "Fail unless these services work")
         ->required(false);

@@ -1,6 +1,7 @@
 #include "Output.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdio>
 #include <iterator>
 #include <nlohmann/json.hpp>
@@ -32,16 +33,17 @@ bool isTreacherous(char32_t code) {
 std::size_t harmlessLength(std::string_view text) {
   static constexpr char32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};  // of so many bytes
   const auto first = static_cast<unsigned char>(text.front());
-  if ((first & 0xc0) == 0x80 || first >= 0xf8) {
+  const auto ones = static_cast<std::size_t>(std::countl_one(first));
+  const std::size_t length = std::max(ones, std::size_t{1});
+  if (ones == 1 || ones > 4 || length > text.size()) {
     return 0;
   }
-  const std::size_t length = first < 0x80 ? 1 : first < 0xe0 ? 2 : first < 0xf0 ? 3 : 4;
-  char32_t code = length == 1 ? first : first & (0x7fU >> length);
-  for (std::size_t i = 1; i < length; ++i) {
-    if (i == text.size() || (text[i] & 0xc0) != 0x80) {
+  char32_t code = first & (0xffU >> ones);
+  for (const char next : text.substr(1, length - 1)) {
+    if ((next & 0xc0) != 0x80) {
       return 0;
     }
-    code = code << 6 | (text[i] & 0x3f);
+    code = code << 6 | (next & 0x3f);
   }
   return code >= kLeast[length] && !isTreacherous(code) ? length : 0;
 }

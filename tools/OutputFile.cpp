@@ -25,21 +25,22 @@ bool write(std::FILE* file, const std::string& text) {
   return std::fclose(file) == 0 && isWritten;
 }
 
-/** A new file beside path, with the mode and owner of old; null where there cannot be one. */
-std::FILE* openBeside(std::string& path, const struct stat& old) {
+/** A new file beside path, with the mode and owner of its plain file; null where that cannot be. */
+std::FILE* openBeside(std::string& path, std::FILE* plainFile) {
+  struct stat old;
+  if (fstat(fileno(plainFile), &old) != 0 || !S_ISREG(old.st_mode)) {
+    return nullptr;
+  }
   path += ".XXXXXX";
   const int file = mkostemp(path.data(), O_CLOEXEC);
-  if (file < 0) {
-    return nullptr;
+  if (fchown(file, old.st_uid, old.st_gid) == 0 && fchmod(file, old.st_mode) == 0) {
+    return fdopen(file, "w");
   }
-  const bool isLikeOld =
-      fchown(file, old.st_uid, old.st_gid) == 0 && fchmod(file, old.st_mode) == 0;
-  if (!isLikeOld) {
+  if (file >= 0) {
     close(file);
     unlink(path.c_str());
-    return nullptr;
   }
-  return fdopen(file, "w");
+  return nullptr;
 }
 
 }  // namespace
@@ -68,13 +69,11 @@ void OutputFile::finish() {
     require((mStandardOutput << text).flush().good(), mPath);
     return;
   }
-  struct stat old;
-  char target[PATH_MAX];
-  const bool isReplaceable = fstat(fileno(mFile.get()), &old) == 0 && S_ISREG(old.st_mode) &&
-                             realpath(mPath.c_str(), target) != nullptr;
-  std::string temporary = isReplaceable ? target : "";
-  if (std::FILE* const file = isReplaceable ? openBeside(temporary, old) : nullptr) {
-    const bool isReplaced = write(file, text) && rename(temporary.c_str(), target) == 0;
+  char resolved[PATH_MAX];
+  const std::string target = realpath(mPath.c_str(), resolved) != nullptr ? resolved : mPath;
+  std::string temporary = target;
+  if (std::FILE* const file = openBeside(temporary, mFile.get())) {
+    const bool isReplaced = write(file, text) && rename(temporary.c_str(), target.c_str()) == 0;
     if (!isReplaced) {
       unlink(temporary.c_str());
     }

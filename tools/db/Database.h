@@ -2,8 +2,8 @@
 
 #include <sqlite3.h>
 
-#include <functional>
 #include <memory>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "LMDatabase.h"
@@ -32,6 +32,12 @@ inline constexpr int kBusyLimitMs = 1000;  ///< the table's own program may be w
 inline constexpr char kTableNames[] =
     "SELECT name FROM sqlite_master WHERE type = 'table' ORDER BY name";
 
+/**
+ * The rows that a query finds, objects of the query's columns. A blob is a payload: a launch count, a
+ * slot's text, or hexadecimal when it is neither. Throws std::runtime_error.
+ */
+nlohmann::ordered_json queryRows(sqlite3* db, const std::string& query);
+
 /** A connection of lmctl's own, which only looks at a file. Failures throw std::runtime_error. */
 class Database {
  public:
@@ -41,10 +47,8 @@ class Database {
   /** Makes sure that the file can be written now, and makes it when there is none. */
   static void requireWritable(const std::string& file);
 
-  using Visitor = std::function<void(sqlite3_stmt* row)>;
-
-  /** Calls visit with each row that a query finds. */
-  void each(const std::string& query, const Visitor& visit) const;
+  /** queryRows(); what fails is told with the file's name. */
+  nlohmann::ordered_json query(const std::string& query) const;
 
   /** Whether there is a table with a name, which may differ in case. */
   bool hasTable(const std::string& name) const;
@@ -58,24 +62,15 @@ class Database {
   /** Opens a file with sqlite3_open_v2()'s flags. */
   Database(const std::string& file, int flags);
 
-  /** The first column of a query's only row; empty for none. */
-  std::string text(const std::string& query) const;
-
-  /** Which columns of a row store's table a table lacks, ", " between them. */
-  std::string missingColumns(const std::string& table) const;
+  /** Which columns of a row store's table a table lacks, ", " between them; null for none. */
+  nlohmann::ordered_json missingColumns(const std::string& table) const;
 
   [[noreturn]] void fail() const;
 
-  struct Close {
-    void operator()(sqlite3* db) const { sqlite3_close(db); }
-  };
   const std::string mFile;
   const bool mIsToRead;  ///< though SQLite may have to write beside the file for it
-  std::unique_ptr<sqlite3, Close> mDb;
+  std::unique_ptr<sqlite3, int (*)(sqlite3*)> mDb{nullptr, sqlite3_close};
 };
 
 /** A name as SQL writes it whatever is in it. */
 std::string quoted(const std::string& name);
-
-/** A column of a row as its bytes; empty for null. */
-std::string bytesOf(sqlite3_stmt* row, int column);

@@ -22,7 +22,6 @@ using SlotStore = FetchPreferredApps::SlotStore;
 constexpr char kFavouritesTable[] = "favourite_launches";
 constexpr char kHistoryTable[] = "launch_history";
 constexpr char kSlotsTable[] = "time_slots";
-constexpr int kUnknownLaunches = -1;
 
 /** Opens a table's store, in a file of its name below folder, or in memory without a folder. */
 template <typename Store>
@@ -39,13 +38,6 @@ std::unique_ptr<Store> openStore(const char* table, const std::string& folder) {
   return store;
 }
 
-template <typename Store>
-lmsupport::Owned<typename Store::vecT> readAll(Store& store) {
-  LMDBDataRowKey all;
-  return lmsupport::Owned<typename Store::vecT>(
-      store.readAllocateDR(all, kMaxRowsPerRead, LMDB_COL_ROWID, LMDB_ASCENDING));
-}
-
 ordered_json populate(const std::string& folder,
                       const std::vector<std::pair<std::string, int>>& launches = {}) {
   const auto favourites = openStore<LaunchStore>(kFavouritesTable, folder);
@@ -60,18 +52,13 @@ ordered_json populate(const std::string& folder,
   history->LMDatabaseWriteCachedToDisk();
   FetchPreferredApps().populateFavoriteApps(favourites.get(), history.get(), slots.get());
 
-  ordered_json tables = {{kSlotsTable, ordered_json::array()},
-                         {kFavouritesTable, ordered_json::array()}};
-  for (const auto* const row : readAll(*slots)) {
-    tables[kSlotsTable].push_back({{"slot", row->appName}, {"apps", row->payload.slotText}});
-  }
-  for (const auto* const row : readAll(*favourites)) {
-    const int count = row->payload.launchCount;
-    tables[kFavouritesTable].push_back(
-        {{"app", row->appName},
-         {"launches", count == kUnknownLaunches ? ordered_json() : ordered_json(count)}});
-  }
-  return tables;
+  // A count of -1 is unknown.
+  return {{kSlotsTable,
+           queryRows(slots->mDb,
+                     "SELECT appName AS slot, blob AS apps FROM time_slots ORDER BY rowid")},
+          {kFavouritesTable, queryRows(favourites->mDb,
+                                       "SELECT appName AS app, nullif(blob, x'ffffffff') AS "
+                                       "launches FROM favourite_launches ORDER BY rowid")}};
 }
 
 /** Notes what the library cuts off. */

@@ -41,7 +41,7 @@ std::size_t askForClients(const char* when, std::ostream& out) {
 }  // namespace
 
 StepResult demonstrateServices(DemoScene& scene) {
-  const QuietLog quiet;  // the lines tell of the failures
+  const auto quiet = quietLog();  // the lines tell of the failures
   std::ostream& out = scene.console.out;
   const android::sp<SampleTracker> tracker = new SampleTracker;
   bool isRegistered = tracker->registerAsService() == android::OK;
