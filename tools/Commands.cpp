@@ -27,25 +27,12 @@ using android::hardware::hidl_string;
 using android::hardware::hidl_vec;
 using nlohmann::ordered_json;
 
-int lookUpProcess(const QueryOptions& options, Console& console) {
-  std::string name = options.name;
-  const int pid = options.once ? AsyncEvent::getPidExpensive(name) : AsyncEvent::getPid(name);
-  if (pid < 1) {
-    const std::string problem = accessProblem(kForegroundTasks, R_OK);
-    throw std::runtime_error(problem.empty()
-                                 ? "process '" + name + "': not in " + kForegroundTasks +
-                                       "; bring it to the foreground"
-                                 : problem + "; run it where the foreground tasks are listed");
-  }
-  if (options.json) {
-    printJson({{"name", name}, {"pid", pid}}, console.out);
-  } else {
-    console.out << pid << "\n";
-  }
-  return kSuccess;
-}
-
 namespace {
+
+constexpr std::pair<std::size_t, const char*> kKnownSlots[] = {
+    {kSwapUsedSlot, "swap_used_kb"},
+    {kSwapTotalSlot, "swap_total_kb"},
+    {kVmallocUsedSlot, "vmalloc_used_kb"}};
 
 /** Throws unless the tracker's status is success; the texts follow the values of Status. */
 void requireAnswer(int status) {
@@ -69,39 +56,12 @@ int printColumn(const char* name, const Values& values, bool json, Console& cons
   return printResult(rows, json, console);
 }
 
-}  // namespace
-
-int servicesClients(const QueryOptions& options, Console& console) {
-  const auto quiet = quietLog();
-  std::vector<std::string> clients;
-  requireAnswer(DependentServices().getServices(options.name, clients));
-  return printColumn("service", clients, options.json, console);
-}
-
-int servicesPids(const QueryOptions& options, Console& console) {
-  const auto quiet = quietLog();
-  const hidl_vec<hidl_string> names(options.names.begin(), options.names.end());
-  hidl_vec<std::int32_t> pids;
-  requireAnswer(DependentServices().getServicePIDs(names, pids));
-  return printColumn("pid", pids, options.json, console);
-}
-
-int servicesActive(const QueryOptions& options, Console& console) {
-  const auto quiet = quietLog();
-  std::vector<int> pids;
-  requireAnswer(DependentServices().getAllActiveServicePIDs(pids));
-  return printColumn("pid", pids, options.json, console);
-}
-
-namespace {
-
-/** In place of initial settings: a controller without either takes no commands. */
-void* noSettings() { return nullptr; }
-
 /** Writes as a client does. Throws with the system's reason, which errno still tells afterwards. */
 void writeThroughController(int item, const std::string& path, const std::string& value) {
   std::vector<CpPLHController::Command> none;
   CpPLHController::Command unused;
+  // In place of initial settings: a controller without either takes no commands.
+  const auto noSettings = []() -> void* { return nullptr; };
   CpPLHController controller(none, unused, unused, "lmctl", noSettings);
   errno = 0;
   const int attempted = controller.commandCp(CpPLHController::kAnyItem, value, item);
@@ -125,30 +85,6 @@ ordered_json contentsOf(const std::string& path) {
   text.resize(text.find_last_not_of('\n') + 1);
   return text;
 }
-
-}  // namespace
-
-int writeNode(const QueryOptions& options, Console& console) {
-  const std::string item = std::to_string(options.number);
-  if (const std::string problem = nodeProblem(options.number, W_OK); !problem.empty()) {
-    throw std::runtime_error("no node to write: " + problem + "; name one with --item " + item +
-                             "=PATH");
-  }
-  const std::string path = lmsupport::configuredNodePath(options.number);
-  writeThroughController(options.number, path, options.text);
-  const ordered_json result = {{"item", options.number},
-                               {"node", path},
-                               {"written", options.text},
-                               {"read", contentsOf(path)}};
-  return printResult(result, options.json, console);
-}
-
-namespace {
-
-constexpr std::pair<std::size_t, const char*> kKnownSlots[] = {
-    {kSwapUsedSlot, "swap_used_kb"},
-    {kSwapTotalSlot, "swap_total_kb"},
-    {kVmallocUsedSlot, "vmalloc_used_kb"}};
 
 std::string hex(std::uint64_t value) {
   char text[24];
@@ -185,6 +121,61 @@ int printSlots(const ordered_json& rows, std::span<const std::uint64_t> slots,
 }
 
 }  // namespace
+
+int lookUpProcess(const QueryOptions& options, Console& console) {
+  std::string name = options.name;
+  const int pid = options.once ? AsyncEvent::getPidExpensive(name) : AsyncEvent::getPid(name);
+  if (pid < 1) {
+    const std::string problem = accessProblem(kForegroundTasks, R_OK);
+    throw std::runtime_error(problem.empty()
+                                 ? "process '" + name + "': not in " + kForegroundTasks +
+                                       "; bring it to the foreground"
+                                 : problem + "; run it where the foreground tasks are listed");
+  }
+  if (options.json) {
+    printJson({{"name", name}, {"pid", pid}}, console.out);
+  } else {
+    console.out << pid << "\n";
+  }
+  return kSuccess;
+}
+
+int servicesClients(const QueryOptions& options, Console& console) {
+  const auto quiet = quietLog();
+  std::vector<std::string> clients;
+  requireAnswer(DependentServices().getServices(options.name, clients));
+  return printColumn("service", clients, options.json, console);
+}
+
+int servicesPids(const QueryOptions& options, Console& console) {
+  const auto quiet = quietLog();
+  const hidl_vec<hidl_string> names(options.names.begin(), options.names.end());
+  hidl_vec<std::int32_t> pids;
+  requireAnswer(DependentServices().getServicePIDs(names, pids));
+  return printColumn("pid", pids, options.json, console);
+}
+
+int servicesActive(const QueryOptions& options, Console& console) {
+  const auto quiet = quietLog();
+  std::vector<int> pids;
+  requireAnswer(DependentServices().getAllActiveServicePIDs(pids));
+  return printColumn("pid", pids, options.json, console);
+}
+
+int writeNode(const QueryOptions& options, Console& console) {
+  const std::string item = std::to_string(options.number);
+  if (const std::string problem = nodeProblem(options.number, W_OK); !problem.empty()) {
+    throw std::runtime_error("no node to write: " + problem + "; name one with --item " + item +
+                             "=PATH");
+  }
+  const std::string path = lmsupport::configuredNodePath(options.number);
+  writeThroughController(options.number, path, options.text);
+  const ordered_json result = {{"item", options.number},
+                               {"node", path},
+                               {"written", options.text},
+                               {"read", contentsOf(path)}};
+  return printResult(result, options.json, console);
+}
 
 ordered_json memoryFigures(const SysStatsRecord& record) {
   ordered_json figures;

@@ -303,13 +303,11 @@ class CommandLine {
   void addFavourites() {
     App& group = addGroup(mApp, "favourites", "Work with the favourite applications.");
     App& rebuild = add(group, "rebuild", "Rebuild the tables of favourites; print them.",
-                       rebuildFavourites, mFavourites);
-    addOption(rebuild, "--dir DIR", mFavourites.folder, "Folder of the three databases")
-        ->required();
-    addOption(rebuild, "--text TEXT", mFavourites.text, "Text, instead of the configured one",
+                       rebuildFavourites, mDb);
+    addOption(rebuild, "--dir DIR", mDb.file, "Folder of the three databases")->required();
+    addOption(rebuild, "--text TEXT", mDb.value, "Text, instead of the configured one",
               CLI::Validator());
-    addOption(rebuild, "--text-file FILE", mFavourites.textFile,
-              "File with it; - for standard input")
+    addOption(rebuild, "--text-file FILE", mDb.from, "File with it; - for standard input")
         ->excludes("--text");
   }
 
@@ -330,7 +328,6 @@ class CommandLine {
   ReportOptions mReport{};
   QueryOptions mQuery{};
   DbOptions mDb{};
-  FavouritesOptions mFavourites{};
 };
 
 }  // namespace

@@ -16,13 +16,13 @@
  */
 
 struct DbOptions {
-  std::string file;
+  std::string file;  ///< the database; favourites: the folder of three
   std::string table;
   LMDBDataRowKey key{};
   bool isSlot = false;                 ///< the key has a time slot's name, not an application's
-  std::optional<std::string> value{};  ///< put: the payload
-  std::string from{};                  ///< put: a file with rows instead; "-" for standard input
-  bool all = false;                    ///< delete: also without a key
+  std::optional<std::string> value{};  ///< put: the payload; favourites: the text
+  std::string from{};  ///< a file with rows or the text instead; "-": standard input
+  bool all = false;    ///< delete: also without a key
   bool json = false;
 
   bool hasKey() const {
@@ -48,15 +48,8 @@ int dbDelete(const DbOptions& options, Console& console);
 /** Prints to how many rows something was done. */
 int printCount(const char* done, std::size_t count, const DbOptions& options, Console& console);
 
-struct FavouritesOptions {
-  std::string folder;               ///< holds the three databases
-  std::optional<std::string> text;  ///< instead of the configured one
-  std::string textFile;             ///< the same, from a file
-  bool json = false;
-};
-
 /** Rebuilds the two tables of favourites in a folder's databases and prints them. */
-int rebuildFavourites(const FavouritesOptions& options, Console& console);
+int rebuildFavourites(const DbOptions& options, Console& console);
 
 /**
  * Computes the tables for the configured text in memory, from launch counts by application: an object

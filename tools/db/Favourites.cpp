@@ -44,10 +44,8 @@ ordered_json populate(const std::string& folder,
   const auto history = openStore<LaunchStore>(kHistoryTable, folder);
   const auto slots = openStore<SlotStore>(kSlotsTable, folder);
   for (const auto& [app, count] : launches) {
-    auto row = std::make_unique<LaunchStore::Row>();
-    row->appName = app;
-    row->payload.launchCount = count;
-    history->cacheRow(std::move(row));
+    const LaunchStore::Row row = {0, kNoIntcol1, app, "", {count}};
+    history->cacheRow(std::make_unique<LaunchStore::Row>(row));
   }
   history->LMDatabaseWriteCachedToDisk();
   FetchPreferredApps().populateFavoriteApps(favourites.get(), history.get(), slots.get());
@@ -78,9 +76,9 @@ void noteCuts(std::size_t given, Console& console) {
 
 }  // namespace
 
-int rebuildFavourites(const FavouritesOptions& options, Console& console) {
+int rebuildFavourites(const DbOptions& options, Console& console) {
   const std::optional<std::string> text =
-      options.textFile.empty() ? options.text : readText(options.textFile);
+      options.from.empty() ? options.value : readText(options.from);
   if (text) {
     overrideText(kPreferredAppsKey, *text);
   } else if (FetchPreferredApps().getWeekTimePreferredApps().empty()) {
@@ -88,7 +86,7 @@ int rebuildFavourites(const FavouritesOptions& options, Console& console) {
                              "; give --text or --text-file");
   }
   noteCuts(text ? text->size() : 0, console);
-  const ordered_json tables = populate(options.folder + "/");
+  const ordered_json tables = populate(options.file + "/");
   if (options.json) {
     printJson(tables, console.out);
     return kSuccess;

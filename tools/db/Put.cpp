@@ -14,10 +14,8 @@ using nlohmann::json;
 
 namespace {
 
-struct NewRow {
-  LMDBDataRowKey key;
-  std::string payload;  ///< its bytes
-};
+/** A row's fields and the bytes of its payload. */
+using NewRow = std::pair<LMDBDataRowKey, std::string>;
 
 /** Rows that are to be put; all are of one kind. */
 struct NewRows {
@@ -68,12 +66,10 @@ NewRow rowFrom(const json& object, const TableKind& kind) {
   }
   const auto valueOf = [&](const char* name) { return object.value(name, json()); };
   LMDBDataRowKey key;
-  if (const json value = valueOf("int"); !value.is_null()) {
-    key.intcol1 = integerFrom(value, "int", kNoIntcol1 - 1);
+  if (!valueOf("int").is_null()) {
+    key.intcol1 = integerFrom(valueOf("int"), "int", kNoIntcol1 - 1);
   }
-  if (const json value = valueOf("rsvd"); !value.is_null()) {
-    key.rsvdName = textFrom(value, "rsvd");
-  }
+  key.rsvdName = valueOf("rsvd").is_null() ? "" : textFrom(valueOf("rsvd"), "rsvd");
   key.appName = textFrom(valueOf(kind.nameColumn), kind.nameColumn);
   require(!key.appName.empty(), kind.nameColumn, "must not be empty");
   return {key, payloadFrom(valueOf(kind.payloadColumn), kind)};
@@ -162,12 +158,10 @@ bool write(const DbOptions& options, const NewRows& rows) {
       store.LMDatabaseWriteCachedToDisk();  // its result does not tell of the rows
     }
     cached = unset;
-    auto row = std::make_unique<LMDBDataRow<T>>();
-    row->intcol1 = key.intcol1;
-    row->appName = key.appName;
-    row->rsvdName = key.rsvdName;
-    payload.copy(reinterpret_cast<char*>(&row->payload), sizeof(row->payload));
-    store.cacheRow(std::move(row));
+    T bytes;
+    payload.copy(reinterpret_cast<char*>(&bytes), sizeof(bytes));
+    const LMDBDataRow<T> row = {0, key.intcol1, key.appName, key.rsvdName, bytes};
+    store.cacheRow(std::make_unique<LMDBDataRow<T>>(row));
   }
   store.LMDatabaseWriteCachedToDisk();
   sqlite3_rollback_hook(store.mDb, nullptr, nullptr);
