@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <string_view>
 #include <system_error>
 
 HostNameNode::HostNameNode() {
@@ -14,7 +13,4 @@ HostNameNode::HostNameNode() {
   }
 }
 
-void HostNameNode::notify() const {
-  static constexpr std::string_view kName = "vsync";
-  [[maybe_unused]] const int ignored = sethostname(kName.data(), kName.size());
-}
+void HostNameNode::notify() const { [[maybe_unused]] const int ignored = sethostname("vsync", 5); }

@@ -140,7 +140,6 @@ TEST_F(Gfx, EachStartLooksTheNodesUpButTheThreadKeepsItsOwn) {
 }
 
 TEST_F(Gfx, WithoutAStoreTheNodesStayAsTheyAre) {
-  EXPECT_EQ(OpenGfxEvent().mGfxCtrlNode, mControl);
   hostcore::enableStore(false);
   EXPECT_EQ(OpenGfxEvent().mGfxCtrlNode, "");
   mSource->startEvent(kFirst, 3);

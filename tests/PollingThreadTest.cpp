@@ -147,8 +147,11 @@ TEST_F(PollingThread, LocksTheRegistryToDeliverAndPassesOnWhatACallbackThrows) {
 }
 
 TEST_F(PollingThread, BelongsToTheOneInstanceOfEachKind) {
+  EXPECT_NE(VsyncEvent::getInstance(), nullptr);
   EXPECT_EQ(std::async(VsyncEvent::getInstance).get(), VsyncEvent::getInstance());
+  EXPECT_NE(GfxEvent::getInstance(), nullptr);
   EXPECT_EQ(std::async(GfxEvent::getInstance).get(), GfxEvent::getInstance());
+  EXPECT_NE(ThermalEvent::getInstance(), nullptr);
   EXPECT_EQ(std::async(ThermalEvent::getInstance).get(), ThermalEvent::getInstance());
   VsyncEvent::pollingThreadFunc(nullptr);  // does nothing
   GfxEvent::pollingThreadFunc(nullptr);
