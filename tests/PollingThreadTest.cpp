@@ -62,11 +62,11 @@ TEST_F(PollingThread, IsTriedAgainByTheNextStartIfItCannotBeCreated) {
     const LogCapture log;
     const auto source = kind->make();
     source->registerCallBack(onEvent, nullptr);
-    failingnew::gNothrow = 1;
+    failingnew::gNothrow = 1;  // of the thread's object
     source->startEvent(onEvent);
     EXPECT_TRUE(log.texts().empty());
     source->pauseEvent(onEvent);
-    failingnew::gThrowing = 1;
+    failingnew::gThrowing = 1;  // of what the thread starts with
     source->startEvent(onEvent);
     const std::string failure = kind->component + ": startThread() Thread Creation Failed";
     EXPECT_THAT(log.texts(), testing::ElementsAre(failure));
