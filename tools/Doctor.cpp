@@ -97,9 +97,6 @@ ordered_json rowStore() {
                  "install 3.15 or later, with WAL");
 }
 
-/** The core library is what defines the singleton. */
-std::string coreLibraryFile() { return objectFile(DynamicLoader::getInstance); }
-
 std::vector<ordered_json> examineAll() {
   const auto quiet = quietLog();
   StatsProvider stats;
@@ -110,7 +107,7 @@ std::vector<ordered_json> examineAll() {
   DependentServices().getSTServiceAndLinkToDeath();
   std::shared_lock lock(DependentServices::gST_lock);
   return {
-      finding("core-library", coreLibraryFile(), "", ""),
+      finding("core-library", objectFile(DynamicLoader::getInstance), "", ""),
       node("vsync", kVsyncNodeItem, notifyingNodeProblem(kVsyncNodeItem), "vsync"),
       node("frames", kGfxDataNodeItem, blockingNodeProblem(kGfxDataNodeItem), "frame_data"),
       node("frame-switch", kGfxCtrlNodeItem, nodeProblem(kGfxCtrlNodeItem, W_OK), "frame_ctrl"),
@@ -147,7 +144,7 @@ void printReport(const std::vector<ordered_json>& report, std::ostream& out, con
 
 std::string versionText() {
   return "lmctl " LMSUPPORT_VERSION "\nlibrary       " + objectFile(stats_parser) +
-         "\ncore library  " + coreLibraryFile();
+         "\ncore library  " + objectFile(DynamicLoader::getInstance);
 }
 
 int examine(const QueryOptions& options, Console& console) {

@@ -66,8 +66,7 @@ void OutputFile::finish() {
   const std::string text = mText.str();
   errno = 0;
   if (mFile == nullptr) {
-    require((mStandardOutput << text).flush().good(), mPath);
-    return;
+    return require((mStandardOutput << text).flush().good(), mPath);
   }
   char resolved[PATH_MAX];
   const std::string target = realpath(mPath.c_str(), resolved) != nullptr ? resolved : mPath;
@@ -77,8 +76,7 @@ void OutputFile::finish() {
     if (!isReplaced) {
       unlink(temporary.c_str());
     }
-    require(isReplaced, mPath);
-    return;
+    return require(isReplaced, mPath);
   }
   require(ftruncate(fileno(mFile.get()), 0) == 0 || errno == EINVAL, mPath);  // no plain file
   require(write(mFile.release(), text), mPath);

@@ -8,6 +8,7 @@
 
 #include <android-base/unique_fd.h>
 
+#include "NodeChecks.h"
 #include "Output.h"
 #include "OutputFile.h"
 #include "RunLmctl.h"
@@ -68,15 +69,15 @@ TEST(OutputFile, AFileIsReplacedWhenCompleteAndKeepsItsModeOwnerAndLink) {
   std::ostringstream standardOutput;
   ASSERT_EQ(symlink("target", link.c_str()), 0);
   write(link, "first, a longer one");
-  EXPECT_EQ(contentsOf(target), "first, a longer one");
+  EXPECT_EQ(readText(target), "first, a longer one");
   chmod(target.c_str(), 0600);
   struct stat old = {};
   EXPECT_EQ(getuid() == 0 ? chown(target.c_str(), 1, 2) : 0, 0);
   EXPECT_EQ(stat(target.c_str(), &old), 0);
   OutputFile(link, standardOutput).stream() << "half";
-  EXPECT_EQ(contentsOf(target), "first, a longer one");
+  EXPECT_EQ(readText(target), "first, a longer one");
   write(link, "second");
-  EXPECT_EQ(contentsOf(target), "second");
+  EXPECT_EQ(readText(target), "second");
   struct stat file = {};
   EXPECT_EQ(stat(target.c_str(), &file), 0);
   EXPECT_EQ(std::tuple(file.st_mode & ALLPERMS, file.st_uid, file.st_gid),

@@ -3,7 +3,6 @@
 #include <sys/wait.h>
 
 #include <cstdio>
-#include <fstream>
 #include <iterator>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -18,25 +17,19 @@ struct LmctlResult {
   std::string out, err;
 };
 
-/** Runs lmctl in this process. */
-inline LmctlResult runLmctl(std::vector<const char*> words) {
-  words.insert(words.begin(), "lmctl");
+/** Runs lmctl in this process with the words of a line. */
+inline LmctlResult runLine(const std::string& line) {
+  std::istringstream stream("lmctl " + line);
+  const std::vector<std::string> words{std::istream_iterator<std::string>(stream), {}};
+  std::vector<const char*> argv;
+  for (const std::string& word : words) {
+    argv.push_back(word.c_str());
+  }
   std::ostringstream out;
   std::ostringstream err;
   Console console{out, err, false};
-  const int status = lmctl(static_cast<int>(words.size()), words.data(), console);
+  const int status = lmctl(static_cast<int>(argv.size()), argv.data(), console);
   return {status, out.str(), err.str()};
-}
-
-/** Runs lmctl in this process with the words of a line. */
-inline LmctlResult runLine(const std::string& line) {
-  std::istringstream stream(line);
-  const std::vector<std::string> words{std::istream_iterator<std::string>(stream), {}};
-  std::vector<const char*> pointers;
-  for (const std::string& word : words) {
-    pointers.push_back(word.c_str());
-  }
-  return runLmctl(pointers);
 }
 
 /** Runs lmctl as a shell does; returns its exit status and output. */
@@ -47,11 +40,6 @@ inline std::pair<int, std::string> run(const std::string& words) {
     output += text;
   }
   return {WEXITSTATUS(pclose(pipe)), output};
-}
-
-inline std::string contentsOf(const std::string& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 /** The names of an object's members; of an array, those of its first element. */
