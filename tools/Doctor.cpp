@@ -73,14 +73,6 @@ ordered_json statistics(const char* service, bool isSupported, int version) {
   return finding(service, found, isSupported ? "" : problem, "load the kernel's module for it");
 }
 
-int familyVersion(StatsProvider& stats) {
-  int version = -1;
-  while (version < kHighestFamilyVersion && stats.isApiSupported(version + 1)) {
-    ++version;
-  }
-  return version;
-}
-
 template <typename Proxy>
 ordered_json tracker(const char* service, const Proxy& proxy) {
   return finding(service, proxy != nullptr ? proxy->descriptor : "",
@@ -100,7 +92,10 @@ ordered_json rowStore() {
 std::vector<ordered_json> examineAll() {
   const auto quiet = quietLog();
   StatsProvider stats;
-  const int version = familyVersion(stats);
+  int version = -1;
+  while (version < kHighestFamilyVersion && stats.isApiSupported(version + 1)) {
+    ++version;
+  }
   const int zones = ThermalListenerV2::getInstance()->getThermalData();
   const std::size_t textSize = FetchPreferredApps().getWeekTimePreferredApps().size();
   const std::string key = "key " + std::to_string(kPreferredAppsKey);

@@ -37,9 +37,7 @@ constexpr char kFooter[] =
     "Durations name their unit, what is unknown is null, and numbers from 2^53 on,\n"
     "which many readers round, are texts.";
 
-/** What is wrong with a value; empty when it is good. */
-using Check = std::string (*)(const std::string& text);
-
+/** What is wrong with a value, as the functions below; empty when it is good. */
 std::string textProblem(const std::string& text) { return text.empty() ? "it is empty" : ""; }
 
 std::string nodeProblem(const std::string& path) {
@@ -71,7 +69,7 @@ std::string keyProblem(const std::string& text) {
 }
 
 /** Adds an option, used as "--name TYPE", or an argument, which must be there. */
-template <typename Value, typename Problem = Check>
+template <typename Value, typename Problem = decltype(&textProblem)>
 Option* addOption(App& command, const std::string& usage, Value& value, const char* description,
                   const Problem& problem = textProblem) {
   const std::string name = usage.substr(0, usage.find(' '));

@@ -58,11 +58,6 @@ ordered_json queryRows(sqlite3* db, const std::string& query) {
   return rows;
 }
 
-// A connection that could not write at all would leave files of the write-ahead log behind.
-Database::Database(const std::string& file) : Database(file, SQLITE_OPEN_READWRITE) {
-  query("PRAGMA query_only = 1");
-}
-
 Database::Database(const std::string& file, int flags)
     : mFile(file), mIsToRead((flags & SQLITE_OPEN_CREATE) == 0) {
   sqlite3* opened = nullptr;
@@ -72,6 +67,9 @@ Database::Database(const std::string& file, int flags)
     fail();
   }
   sqlite3_busy_timeout(opened, kBusyLimitMs);
+  if (mIsToRead) {  // a connection that cannot write at all would leave files of the log behind
+    query("PRAGMA query_only = 1");
+  }
 }
 
 void Database::requireWritable(const std::string& file) {

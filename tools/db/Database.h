@@ -41,8 +41,8 @@ nlohmann::ordered_json queryRows(sqlite3* db, const std::string& query);
 /** A connection of lmctl's own, which only looks at a file. Failures throw std::runtime_error. */
 class Database {
  public:
-  /** Opens a file that must be there. */
-  explicit Database(const std::string& file);
+  /** Opens a file that must be there, to read it, or with other flags of sqlite3_open_v2(). */
+  explicit Database(const std::string& file, int flags = SQLITE_OPEN_READWRITE);
 
   /** Makes sure that the file can be written now, and makes it when there is none. */
   static void requireWritable(const std::string& file);
@@ -59,9 +59,6 @@ class Database {
   const TableKind& requireStore(const std::string& table) const;
 
  private:
-  /** Opens a file with sqlite3_open_v2()'s flags. */
-  Database(const std::string& file, int flags);
-
   /** Which columns of a row store's table a table lacks, ", " between them; null for none. */
   nlohmann::ordered_json missingColumns(const std::string& table) const;
 
