@@ -28,7 +28,7 @@ TEST(LmctlLive, LinesTellWhatThereIs) {
   const auto add = [&](int us) {
     recording.add(nullptr, Clock::time_point(std::chrono::microseconds(us)));
   };
-  const auto lines = [&](bool color) { return liveLines(recording.latest(3), {color}, 14); };
+  const auto lines = [&](bool color) { return liveLines(recording, 3, {color}, 14); };
   EXPECT_THAT(lines(false), testing::ElementsAre("vsync      no event yet"));
   add(0);
   EXPECT_THAT(lines(false), testing::ElementsAre("vsync      1 event"));

@@ -122,7 +122,7 @@ TEST(LmctlWatch, WithoutAnIntervalThereAreNoFigures) {
 TEST(Trace, StagesFollowEachOtherAndEndWithTheirArrival) {
   const TemporaryFolder folder;
   const std::string path = folder.path() + "/trace.json";
-  Recording frames = {kFrames};
+  Recording frames = {kFrames, "", Clock::time_point(std::chrono::seconds(1))};
   const auto add = [&](const GfxFrameData& sample, int ms) {
     frames.add(&sample, Clock::time_point(std::chrono::milliseconds(ms)));
   };
@@ -130,9 +130,9 @@ TEST(Trace, StagesFollowEachOtherAndEndWithTheirArrival) {
   add({{}, {}, {3}}, 1030);
   add({{5}, {}, {}}, 1040);
   add({{}, {}, {50}}, 1041);
-  TraceWriter trace(path, Clock::time_point(std::chrono::seconds(1)), std::cout);
-  trace.add(frames);
-  trace.finish();
+  std::ofstream trace(path);
+  writeTrace({frames}, trace);
+  trace.close();
   std::map<int, std::string> tracks;
   for (const json& event : traceEvents(path)) {
     if (event["ph"] == "X") {

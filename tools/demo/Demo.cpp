@@ -8,7 +8,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <iomanip>
-#include <ostream>
+#include <nlohmann/json.hpp>
+#include <sstream>
 #include <stdexcept>
 #include <system_error>
 
@@ -17,21 +18,22 @@
 #include "OutputFile.h"
 #include "demo/Steps.h"
 #include "report/Record.h"
+#include "watch/Trace.h"
 
 namespace {
 
 struct Step {
-  const char* service;
-  const char* part;  ///< of the service, with a colon; empty for all of it
+  const char* service;  ///< empty for another part of the last one
+  std::string part;     ///< of the service, with a colon; empty for all of it
   const char* title;
   StepResult (*demonstrate)(DemoScene&);
 };
 
-constexpr Step kSteps[] = {
+const Step kSteps[] = {
     {"process lookup", "", "Process lookup: a name among the foreground tasks", demonstrateLookup},
     {"event sources", "thermal: ", "Event sources: temperatures", demonstrateThermal},
-    {"event sources", "vsync: ", "Event sources: vsync", demonstrateVsync},
-    {"event sources", "frames: ", "Event sources: graphics frames", demonstrateFrames},
+    {"", "vsync: ", "Event sources: vsync", demonstrateVsync},
+    {"", "frames: ", "Event sources: graphics frames", demonstrateFrames},
     {"statistics", "", "Statistics and memory", demonstrateStats},
     {"service tracker", "", "Service tracker: a sample that dies and returns", demonstrateServices},
     {"row store", "", "Row store: a table in a SQLite file", demonstrateStore},
@@ -47,51 +49,36 @@ void printHeadline(std::string title, Console& console) {
   console.out << "\n" << console.style.bold(title) << "\n";
 }
 
-/** Runs a step; a failure's reason goes to err. */
-StepResult run(const Step& step, DemoScene& scene) {
-  printHeadline(step.title, scene.console);
+/** Runs a step and adds its line to the summary; a failure's reason goes to err. */
+bool run(const Step& step, DemoScene& scene, std::ostream& summary) {
+  Console& console = scene.console;
+  printHeadline(step.title, console);
+  StepResult result = {"see the error above", false};
+  std::string outcome = console.style.warning("missing");
   try {
-    return step.demonstrate(scene);
+    result = step.demonstrate(scene);
+    outcome = result.worked ? console.style.good("ok") : console.style.error("failed");
+  } catch (const Missing& e) {
+    result = {e.what(), true};
   } catch (const std::system_error& e) {
-    scene.console.out << "left out   " << e.what() << "\n";
-    return {"needs a namespace of its own", Outcome::kMissing};
+    console.out << "left out   " << e.what() << "\n";
+    result = {"needs a namespace of its own", true};
   } catch (const std::exception& e) {
-    scene.console.out << std::flush;
-    scene.console.beginError("lmctl demo") << visible(e.what()) << "\n";
-    return {"see the error above", Outcome::kFailed};
+    console.out << std::flush;
+    console.beginError("lmctl demo") << visible(e.what()) << "\n";
+    outcome = console.style.error("failed");
   }
-}
-
-std::string outcomeText(Outcome outcome, const Style& style) {
-  if (outcome == Outcome::kFailed) {
-    return style.error("failed");
-  }
-  return outcome == Outcome::kOk ? style.good("ok") : style.warning("missing");
-}
-
-void printSummary(const std::vector<StepResult>& results, Console& console) {
-  printHeadline("Summary", console);
-  std::string_view service;
-  for (std::size_t i = 0; i < results.size(); ++i) {
-    const Step& step = kSteps[i];
-    console.out << std::left << std::setw(17) << (service == step.service ? "" : step.service)
-                << std::setw(56) << step.part + results[i].done
-                << outcomeText(results[i].outcome, console.style) << "\n";
-    service = step.service;
-  }
-  if (const std::size_t left = std::size(kSteps) - results.size(); left > 0) {
-    console.out << "stopped; " << left << " steps left out\n";
-  }
+  summary << std::left << std::setw(17) << step.service << std::setw(56) << step.part + result.done
+          << outcome << "\n";
+  return result.worked;
 }
 
 /** Throws std::runtime_error when folder does not have the nodes of the simulated device. */
 void requireDevice(const std::string& folder) {
-  for (const auto& [name, access] : {std::pair{"/vsync", R_OK},
-                                     {"/vsyncs", R_OK},
-                                     {"/vsync_rate", W_OK},
-                                     {"/frame_data", R_OK},
-                                     {"/frames", R_OK},
-                                     {"/frame_ctrl", W_OK}}) {
+  constexpr std::pair<const char*, int> kNodes[] = {{"/vsync", R_OK},      {"/vsyncs", R_OK},
+                                                    {"/vsync_rate", W_OK}, {"/frame_data", R_OK},
+                                                    {"/frames", R_OK},     {"/frame_ctrl", W_OK}};
+  for (const auto& [name, access] : kNodes) {
     if (const std::string problem = accessProblem(folder + name, access); !problem.empty()) {
       throw std::runtime_error("no simulated device: " + problem + "; load lmdevice.ko");
     }
@@ -119,33 +106,34 @@ int runDemo(const DemoOptions& options, Console& console) {
     requireDevice(options.device);
   }
   const std::string folder = makeFolder(options.output);
-  TraceWriter trace(folder + "/demo-trace.json", Clock::now(), console.out);
+  OutputFile trace(folder + "/demo-trace.json", console.out);
   OutputFile page(folder + "/demo-report.html", console.out);
   nlohmann::ordered_json record = beginRecord();
   StopSignals signals;
-  DemoScene scene{options, console, signals, trace, record};
+  DemoScene scene{options, console, signals, record};
   console.out << "The services of liblmsupport, on "
               << (options.device.empty() ? "sample data and nodes"
                                          : "the nodes of " + visible(options.device))
               << "\n";
-  std::vector<StepResult> results;
-  for (const Step& step : kSteps) {
-    results.push_back(run(step, scene));
-    if (signals.waitUntil(Clock::now())) {
-      break;
-    }
+  std::ostringstream summary;
+  bool worked = true;
+  std::size_t left = std::size(kSteps);
+  for (const Step* step = kSteps; left > 0 && !signals.waitUntil(Clock::now()); ++step, --left) {
+    worked = run(*step, scene, summary) && worked;
+  }
+  printHeadline("Summary", console);
+  console.out << summary.str();
+  if (left > 0) {
+    console.out << "stopped; " << left << " steps left out\n";
   }
 
-  printSummary(results, console);
+  writeTrace(scene.recordings, trace.stream());
   trace.finish();
-  completeRecord(record);
+  completeRecord(scene.recordings, record);
   page.stream() << reportPage(record);
   page.finish();
   console.out << "\n"
               << visible(folder) << "/demo-report.html   for a browser\n"
               << visible(folder) << "/demo-trace.json    for ui.perfetto.dev\n";
-  const bool failed = std::any_of(results.begin(), results.end(), [](const StepResult& result) {
-    return result.outcome == Outcome::kFailed;
-  });
-  return failed ? kFailure : kSuccess;
+  return worked ? kSuccess : kFailure;
 }

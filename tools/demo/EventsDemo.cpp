@@ -1,10 +1,11 @@
 #include <algorithm>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <ostream>
 #include <thread>
 
+#include "config/Nodes.h"
 #include "demo/Steps.h"
-#include "report/Record.h"
 #include "watch/Source.h"
 #include "watch/Summary.h"
 #include "watch/Thermal.h"
@@ -37,43 +38,38 @@ struct DeviceNodes {
   const char* rate;
 };
 
-/** What a source told, and how many events were made for it. */
-struct Watched {
-  Recording recording;
-  std::size_t made;
-};
-
 /**
- * Watches a sample, or these nodes of the simulated device, for the trace and the report, too. The
- * latest events are shown on a terminal only, as a pipe would keep every line.
+ * Watches a sample, or these nodes of the simulated device, for the scene's recordings, too. Returns
+ * what was told, and how many events were made. The latest ones are shown on a terminal only, as a pipe
+ * would keep every line.
  */
-Watched watch(const EventKind& kind, const DeviceNodes& nodes, DemoScene& scene) {
+std::pair<Recording, std::size_t> watch(const EventKind& kind, const DeviceNodes& nodes,
+                                        DemoScene& scene) {
   const auto& [seconds, device, output] = scene.options;
-  WatchedSource source(kind,
-                       {device.empty(), device + nodes.events, device + nodes.rate, Feed::kRateHz});
-  scene.console.out << "node       " << source.recording().node << ", at " << Feed::kRateHz
-                    << " Hz for " << seconds << " s\n";
+  std::list<WatchedSource> sources;
+  sources.emplace_back(kind, SourceOptions{device.empty(), device + nodes.events,
+                                           device + nodes.rate, Feed::kRateHz});
+  scene.console.out << "node       " << lmsupport::configuredNodePath(kind.item) << ", at "
+                    << Feed::kRateHz << " Hz for " << seconds << " s\n";
   const std::size_t before = numberIn(device + nodes.count);
-  watchSources({&source}, seconds, !scene.console.live, scene.signals, scene.console);
+  const auto recordings =
+      watchSources(sources, seconds, !scene.console.live, scene.signals, scene.console);
   const std::size_t made = numberIn(device + nodes.count) - before;
-  const Recording recording = source.recording();
-  scene.trace.add(recording);
-  addEvents(recording, scene.record);
+  const Recording& recording = scene.recordings.emplace_back(recordings[0]);
   return {recording, device.empty() ? recording.made.size() : made};
 }
 
 /**
- * From each notification to its event, the first one before the next notification. Those of other
- * programs, whose notifications of a host name arrive, too, do not count.
+ * From each notification to its event, the first one within a period. Those of other programs, whose
+ * notifications of a host name arrive, too, do not count.
  */
 std::vector<double> latenciesUs(const std::vector<Clock::time_point>& notified,
                                 const std::vector<Clock::time_point>& arrivals) {
   std::vector<double> us;
-  for (auto time = notified.begin(); time != notified.end(); ++time) {
-    const auto arrival = std::lower_bound(arrivals.begin(), arrivals.end(), *time);
-    const bool isLast = std::next(time) == notified.end();
-    if (arrival != arrivals.end() && (isLast || *arrival < *std::next(time))) {
-      us.push_back(toUs(*arrival - *time));
+  for (const Clock::time_point time : notified) {
+    const auto arrival = std::lower_bound(arrivals.begin(), arrivals.end(), time);
+    if (arrival != arrivals.end() && *arrival - time < Feed::kPeriod) {
+      us.push_back(toUs(*arrival - time));
     }
   }
   return us;
@@ -88,16 +84,16 @@ bool canBeAll(std::size_t received, std::size_t made) {
 
 StepResult demonstrateThermal(DemoScene& scene) {
   constexpr int kMilliCelsius[] = {41000, 46500, 55500};
-  SampleZone zone(kMilliCelsius[0]);
+  makeSampleZone(kMilliCelsius[0]);
   startThermal();
   if (thermalZones().is_null()) {
     pauseThermal();
-    return {"the platform's listener started", Outcome::kOk};
+    return {"the platform's listener started", true};
   }
   int arrived = 0;
   for (const int milliCelsius : kMilliCelsius) {
     const auto begin = Clock::now();
-    zone.set(milliCelsius);
+    setSampleZone(milliCelsius);
     if (waitForTemperature(milliCelsius)) {
       ++arrived;
       scene.console.out << "zone cpu   " << milliCelsius / 1000.0 << " C   read after "
@@ -105,8 +101,7 @@ StepResult demonstrateThermal(DemoScene& scene) {
     }
   }
   pauseThermal();
-  return {std::to_string(arrived) + " of 3 temperatures of a sample zone read",
-          outcomeOf(arrived == 3)};
+  return {std::to_string(arrived) + " of 3 temperatures of a sample zone read", arrived == 3};
 }
 
 StepResult demonstrateVsync(DemoScene& scene) {
@@ -115,23 +110,21 @@ StepResult demonstrateVsync(DemoScene& scene) {
   printSummary(recording, scene.console.out);
   const std::string received = " of " + std::to_string(raised) + " received";
   if (!scene.options.device.empty()) {
-    return {std::to_string(recording.events) + received,
-            outcomeOf(canBeAll(recording.events, raised))};
+    return {std::to_string(recording.events) + received, canBeAll(recording.events, raised)};
   }
-  scene.trace.addInstants("vsync raised", recording.made);
   const std::vector<double> us = latenciesUs(recording.made, recording.arrivals);
   const Distribution latency(us, kMicroseconds);
   scene.console.out << "latency    " << (us.empty() ? "none" : latency.summary()) << "\n";
   return {std::to_string(us.size()) + received + ", latency " + fixed(latency.median(), 1) + " us",
-          outcomeOf(canBeAll(us.size(), raised))};
+          canBeAll(us.size(), raised)};
 }
 
 StepResult demonstrateFrames(DemoScene& scene) {
   const auto [recording, made] = watch(kFrames, {"/frame_data", "/frames", "/frame_ctrl"}, scene);
   scene.console.out << "reported   " << made << " frames\n";
   printSummary(recording, scene.console.out);
-  const auto& late = scene.record["frames"]["late"];
+  const auto late = figuresOf(recording)["late"];
   return {std::to_string(recording.events) + " of " + std::to_string(made) + " started, " +
               (late.is_null() ? "none" : late.dump()) + " late",
-          outcomeOf(canBeAll(recording.events, made))};
+          canBeAll(recording.events, made)};
 }

@@ -52,13 +52,13 @@ StepResult demonstrateServices(DemoScene& scene) {
   const std::size_t after = askForClients("restarted  ", out);
   hosthidl::unregisterService(Tracker::descriptor);
   return {"a tracker asked before and after its death and return",
-          outcomeOf(isRegistered && before == 2 && dead == 0 && after == 2)};
+          isRegistered && before == 2 && dead == 0 && after == 2};
 }
 
 #else
 
 StepResult demonstrateServices(DemoScene&) {
-  return {"no sample tracker here; see lmctl services", Outcome::kMissing};
+  throw Missing("no sample tracker here; see lmctl services");
 }
 
 #endif

@@ -1,36 +1,34 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "Console.h"
 #include "demo/Demo.h"
 #include "watch/Progress.h"
-#include "watch/Trace.h"
+#include "watch/Recording.h"
 
 /** What the steps of a demo share. */
 struct DemoScene {
   const DemoOptions& options;
   Console& console;
   StopSignals& signals;
-  TraceWriter& trace;
-  nlohmann::ordered_json& record;  ///< for the report
+  nlohmann::ordered_json& record;       ///< for the report
+  std::vector<Recording> recordings{};  ///< for that and the trace
 };
 
-enum class Outcome {
-  kOk,
-  kMissing,  ///< this machine does not have what the step would show
-  kFailed
-};
-
-/** What a step did, in a few words, and how that went. */
+/** What a step did, in a few words, and whether it did what it should anywhere. */
 struct StepResult {
   std::string done;
-  Outcome outcome;
+  bool worked;
 };
 
-/** The outcome of something that should work everywhere. */
-inline Outcome outcomeOf(bool worked) { return worked ? Outcome::kOk : Outcome::kFailed; }
+/** Thrown by a step that would show what this machine does not have, in such words. */
+struct Missing : std::runtime_error {
+  using runtime_error::runtime_error;
+};
 
 /**
  * The steps, each of which prints what it shows. They throw std::system_error when they are refused a

@@ -9,7 +9,6 @@ constexpr char kStyle[] = R"css(
   color-scheme: light dark;
   --line: #8886; --soft: #808a94; --bar: #2f7fd0; --band: #2f7fd066; --late: #d9660a;
 }
-@media print { section, figure, tr { break-inside: avoid; } }
 body {
   margin: 0 auto; padding: 1.5rem 1rem 3rem; max-width: 64rem;
   background: Canvas; color: CanvasText; font: 1rem/1.5 system-ui, sans-serif;
@@ -36,8 +35,7 @@ svg text.mark { fill: CanvasText; stroke: Canvas; stroke-width: 3px; paint-order
 svg line.mark { stroke: CanvasText; stroke-dasharray: 4 3; }
 svg .bar { fill: var(--bar); }
 svg .band { fill: var(--band); }
-svg .late { fill: var(--late); }
-dd.late { color: var(--late); }
+.late { color: var(--late); fill: var(--late); }
 table { border-collapse: collapse; font-variant-numeric: tabular-nums; }
 th, td { padding: .2rem 1.5rem .2rem 0; border-bottom: 1px solid var(--line); text-align: left; }
 )css";

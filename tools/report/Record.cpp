@@ -5,7 +5,9 @@
 #include <cmath>
 #include <ctime>
 #include <fstream>
+#include <iomanip>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "Commands.h"
 #include "FetchPreferredApps.h"
@@ -30,12 +32,13 @@ Json series(const Durations& durations, Clock::time_point begin) {
   return {{"ends_s", ends}, {"values", values}};
 }
 
-std::string utcText(std::time_t time) {
-  std::tm utc = {};
-  gmtime_r(&time, &utc);
-  char text[sizeof("2000-01-01 00:00:00 UTC")];
-  std::strftime(text, sizeof(text), "%F %T UTC", &utc);
-  return text;
+Json eventsRecord(const Recording& recording) {
+  Json record = {{"node", recording.node}, {"seconds", recording.seconds()}};
+  record.update(figuresOf(recording));
+  record["intervals"] = series(recording.intervals, recording.begin);
+  record["stages_1_to_2"] = series(recording.firstToSecond, recording.begin);
+  record["stages_2_to_3"] = series(recording.secondToThird, recording.begin);
+  return record;
 }
 
 }  // namespace
@@ -43,12 +46,16 @@ std::string utcText(std::time_t time) {
 Json beginRecord() {
   utsname system = {};
   uname(&system);
+  const std::time_t now = std::time(nullptr);
+  std::tm utc = {};
+  std::ostringstream begun;
+  begun << std::put_time(gmtime_r(&now, &utc), "%F %T UTC");
   std::string model;
   std::getline(std::ifstream("/proc/device-tree/model"), model, '\0');
   return {
       {"device", model.empty() ? system.nodename : model},
       {"system", std::string(system.sysname) + " " + system.release + ", " + system.machine},
-      {"begun", utcText(std::time(nullptr))},
+      {"begun", begun.str()},
       {"vsync", nullptr},
       {"frames", nullptr},
       {"memory", nullptr},
@@ -58,20 +65,14 @@ Json beginRecord() {
   };
 }
 
-void addEvents(const Recording& recording, Json& record) {
-  Json& events = record[recording.kind.isFrames() ? "frames" : "vsync"];
-  events = {{"node", recording.node}, {"seconds", recording.seconds()}};
-  events.update(figuresOf(recording));
-  events["intervals"] = series(recording.intervals, recording.begin);
-  events["stages_1_to_2"] = series(recording.firstToSecond, recording.begin);
-  events["stages_2_to_3"] = series(recording.secondToThird, recording.begin);
-}
-
 void leaveOut(const std::string& part, const std::string& reason, Json& record) {
   record["left_out"].push_back({{"part", part}, {"reason", reason}});
 }
 
-void completeRecord(Json& record) {
+void completeRecord(const std::vector<Recording>& recordings, Json& record) {
+  for (const Recording& recording : recordings) {
+    record[recording.kind.part] = eventsRecord(recording);
+  }
   StatsProvider stats = probeQuietly();
   record["memory"] = memoryFigures(stats.getMemInfo());
   if (stats.supportsSysStats) {

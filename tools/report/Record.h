@@ -2,6 +2,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 #include <string>
+#include <vector>
 
 #include "watch/Recording.h"
 
@@ -12,13 +13,14 @@
  */
 nlohmann::ordered_json beginRecord();
 
-/** Adds the figures and durations of vsyncs, or of frames. */
-void addEvents(const Recording& recording, nlohmann::ordered_json& record);
-
+/** Notes why a part is not there. */
 void leaveOut(const std::string& part, const std::string& reason, nlohmann::ordered_json& record);
 
-/** Adds memory figures, statistics and favourites as they are now, or why they are left out. */
-void completeRecord(nlohmann::ordered_json& record);
+/**
+ * Adds what was watched, and memory figures, statistics and favourites as they are now, or why they are
+ * left out.
+ */
+void completeRecord(const std::vector<Recording>& recordings, nlohmann::ordered_json& record);
 
 /** A page that shows a record: one file that needs nothing from elsewhere, with the record in it. */
 std::string reportPage(const nlohmann::ordered_json& record);

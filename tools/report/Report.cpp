@@ -22,37 +22,30 @@ void requireUse(const ReportOptions& options) {
   }
 }
 
-/**
- * Whether a part has no problem; it is left out of the record when it has one. Throws
- * std::runtime_error when its node was named.
- */
-bool canWatch(const std::string& part, const std::string& problem, const std::string& named,
-              const std::string& option, nlohmann::ordered_json& record) {
-  const std::string advice = problem + "; name a node with " + option + " PATH";
-  if (!problem.empty() && !named.empty()) {
-    throw std::runtime_error("cannot watch " + part + ": " + advice);
-  }
-  if (!problem.empty()) {
-    leaveOut(part, advice, record);
-  }
-  return problem.empty();
-}
-
-/** The sources that can be watched. Throws std::runtime_error when there is none. */
-std::vector<WatchedSource*> usableSources(WatchedSource& vsyncs, WatchedSource& frames,
-                                          const ReportOptions& options,
-                                          nlohmann::ordered_json& record) {
-  std::vector<WatchedSource*> sources;
-  if (canWatch("vsync", vsyncs.problem(), options.vsyncNode, "--node", record)) {
-    sources.push_back(&vsyncs);
-  }
-  if (canWatch("frames", frames.problem(), options.frameNode, "--frame-node", record)) {
-    sources.push_back(&frames);
-    canWatch("control", frames.controlProblem(), options.controlNode, "--ctrl", record);
+/** The sources that can be watched. Throws std::runtime_error when none can, or not one that was named. */
+std::list<WatchedSource> usableSources(const ReportOptions& options,
+                                       nlohmann::ordered_json& record) {
+  const std::pair<EventKind, SourceOptions> wanted[] = {
+      {kVsyncs, {options.sample, options.vsyncNode}},
+      {kFrames, {options.sample, options.frameNode, options.controlNode, options.controlValue}}};
+  std::list<WatchedSource> sources;
+  std::string problems;
+  for (const auto& [kind, source] : wanted) {
+    try {
+      sources.emplace_back(kind, source);
+    } catch (const std::runtime_error& e) {
+      problems += std::string(problems.empty() ? "" : "; ") + e.what();
+      leaveOut(kind.part, e.what(), record);
+      if (!source.node.empty() || !source.control.empty()) {
+        throw;
+      }
+    }
   }
   if (sources.empty()) {
-    throw std::runtime_error("nothing to watch: " + vsyncs.problem() + "; " + frames.problem() +
-                             "; name nodes with --node and --frame-node, or try --sample");
+    throw std::runtime_error("nothing to watch: " + problems);
+  }
+  if (const std::string problem = sources.back().controlProblem(); !problem.empty()) {
+    leaveOut("control", problem + "; name a node with --ctrl PATH", record);
   }
   return sources;
 }
@@ -64,20 +57,13 @@ int makeReport(const ReportOptions& options, Console& console) {
   const bool isQuiet = options.json || isStandardOutput(options.output);
   nlohmann::ordered_json record = beginRecord();
   StopSignals signals;
-  WatchedSource vsyncs(kVsyncs, {options.sample, options.vsyncNode});
-  WatchedSource frames(
-      kFrames, {options.sample, options.frameNode, options.controlNode, options.controlValue});
-  const auto sources = usableSources(vsyncs, frames, options, record);
+  std::list<WatchedSource> sources = usableSources(options, record);
   std::optional<OutputFile> page;
   if (!options.output.empty()) {
     page.emplace(options.output, console.out);
   }
 
-  watchSources(sources, options.seconds, isQuiet, signals, console);
-  for (const WatchedSource* const source : sources) {
-    addEvents(source->recording(), record);
-  }
-  completeRecord(record);
+  completeRecord(watchSources(sources, options.seconds, isQuiet, signals, console), record);
   for (const auto& row : record["left_out"]) {
     console.beginNote() << "left out " << row["part"].get<std::string>() << ": "
                         << visible(row["reason"].get<std::string>()) << "\n";

@@ -51,7 +51,6 @@ const std::vector<Clock::time_point>& Feed::stop() {
 }
 
 void Feed::run() {
-  constexpr auto kPeriod = std::chrono::nanoseconds(1'000'000'000 / kRateHz);
   const auto begin = Clock::now();
   long long refresh = 0;
   while (!mStopped) {

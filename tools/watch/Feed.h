@@ -14,6 +14,7 @@
 class Feed {
  public:
   static constexpr int kRateHz = 60;
+  static constexpr Clock::duration kPeriod = std::chrono::nanoseconds(1'000'000'000 / kRateHz);
 
   /** Makes the event of a refresh, counted from 0; returns whether there is one. */
   using MakeEvent = std::function<bool(long long refresh)>;

@@ -1,6 +1,5 @@
 #include "watch/Recording.h"
 
-#include <algorithm>
 #include <numeric>
 
 #include "AsyncEventsMgr.h"
@@ -28,18 +27,6 @@ void Recording::add(const GfxFrameData* sample, Clock::time_point arrival) {
   arrivals.push_back(arrival);
 }
 
-std::optional<double> Recording::rateHz() const {
-  if (intervalSum <= 0) {
-    return std::nullopt;
-  }
-  return kind.unit.perSecond * static_cast<double>(events - 1) / intervalSum;
-}
-
-Recording Recording::latest(std::size_t most) const {
-  Recording last = {kind};
-  last.events = events;
-  last.intervalSum = intervalSum;
-  const auto count = static_cast<std::ptrdiff_t>(std::min(most, intervals.values.size()));
-  last.intervals.values.assign(intervals.values.end() - count, intervals.values.end());
-  return last;
+double Recording::rateHz() const {
+  return intervalSum > 0 ? kind.unit.perSecond * static_cast<double>(events - 1) / intervalSum : 0;
 }

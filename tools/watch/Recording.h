@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,14 +12,15 @@ struct GfxFrameData;
 /** What lmctl calls the events of a source, and their unit. */
 struct EventKind {
   const char* name;
+  const char* part;  ///< of a report
   const char* noun;  ///< of one event
   int item;          ///< of the source's node
   Unit unit;         ///< of durations
 
   bool isFrames() const { return item == kGfxDataNodeItem; }
 };
-inline constexpr EventKind kVsyncs = {"vsync", "event", kVsyncNodeItem, kMicroseconds};
-inline constexpr EventKind kFrames = {"gfx", "frame", kGfxDataNodeItem, kMilliseconds};
+inline constexpr EventKind kVsyncs = {"vsync", "vsync", "event", kVsyncNodeItem, kMicroseconds};
+inline constexpr EventKind kFrames = {"gfx", "frames", "frame", kGfxDataNodeItem, kMilliseconds};
 
 /** Durations in the order in which they became known. Those of one sample arrived together. */
 struct Durations {
@@ -53,9 +53,6 @@ struct Recording {
 
   double seconds() const { return toSeconds(end - begin); }
 
-  /** Events per second, as their intervals tell; none without an interval. */
-  std::optional<double> rateHz() const;
-
-  /** Count and rate of all events, and their last intervals, at most so many. */
-  Recording latest(std::size_t most) const;
+  /** Events per second, as their intervals tell; 0 without an interval. */
+  double rateHz() const;
 };

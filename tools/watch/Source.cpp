@@ -1,5 +1,6 @@
 #include "watch/Source.h"
 
+#include <stdexcept>
 #include <thread>
 
 #include "AsyncEventsMgr.h"
@@ -32,11 +33,18 @@ WatchedSource::WatchedSource(const EventKind& kind, const SourceOptions& options
     overrideNode(kGfxCtrlNodeItem, mControl);
   }
   mRecording.node = lmsupport::configuredNodePath(kind.item);
+  if (const std::string reason = problem(); !reason.empty()) {
+    throw std::runtime_error(reason + "; name a node with --item " + std::to_string(kind.item) +
+                             "=PATH, or try --sample");
+  }
 }
 
 std::string WatchedSource::problem() const {
-  return mRecording.kind.isFrames() ? blockingNodeProblem(kGfxDataNodeItem)
-                                    : notifyingNodeProblem(kVsyncNodeItem);
+  if (!mRecording.kind.isFrames()) {
+    return notifyingNodeProblem(kVsyncNodeItem);
+  }
+  const std::string problem = blockingNodeProblem(kGfxDataNodeItem);
+  return problem.empty() && !mControl.empty() ? controlProblem() : problem;
 }
 
 std::string WatchedSource::controlProblem() const {
@@ -53,7 +61,10 @@ void WatchedSource::start() {
     VsyncEvent::getInstance()->registerCallBack(onEvent, this);
     VsyncEvent::getInstance()->startEvent(onEvent);
     std::this_thread::sleep_for(kSettleTime);
-    clear();
+    {
+      std::lock_guard lock(mRecordingLck);
+      mRecording = {mRecording.kind, mRecording.node, Clock::now()};
+    }
     switchVsyncs(mControlValue);
   }
   if (mFeed) {
@@ -61,7 +72,7 @@ void WatchedSource::start() {
   }
 }
 
-void WatchedSource::stop() {
+Recording WatchedSource::stop() {
   mRecording.end = Clock::now();
   if (mFeed) {
     mRecording.made = mFeed->stop();
@@ -74,16 +85,13 @@ void WatchedSource::stop() {
     std::this_thread::sleep_for(kSettleTime);
     VsyncEvent::getInstance()->pauseEvent(onEvent);
   }
-}
-
-Recording WatchedSource::recording() const {
   std::lock_guard lock(mRecordingLck);
   return mRecording;
 }
 
-Recording WatchedSource::latest(std::size_t most) const {
+std::vector<std::string> WatchedSource::lines(const Console& console, std::size_t width) const {
   std::lock_guard lock(mRecordingLck);
-  return mRecording.latest(most);
+  return liveLines(mRecording, console.live ? kRecentIntervals : 0, console.style, width);
 }
 
 void WatchedSource::onEvent(int, void* payload, int, void* source) {
@@ -93,34 +101,29 @@ void WatchedSource::onEvent(int, void* payload, int, void* source) {
   self->mRecording.add(static_cast<const GfxFrameData*>(payload), now);
 }
 
-void WatchedSource::clear() {
-  std::lock_guard lock(mRecordingLck);
-  mRecording = {mRecording.kind, mRecording.node, Clock::now()};
-}
-
 void WatchedSource::switchVsyncs(int rateHz) const {
   if (!mControl.empty()) {
     AsyncEvent::updateSysNodes(mControl, rateHz);
   }
 }
 
-void watchSources(const std::vector<WatchedSource*>& sources, double seconds, bool quiet,
-                  StopSignals& signals, Console& console) {
+std::vector<Recording> watchSources(std::list<WatchedSource>& sources, double seconds, bool quiet,
+                                    StopSignals& signals, Console& console) {
   const auto lines = [&](std::size_t width) {
     std::vector<std::string> all;
-    for (const WatchedSource* const source : sources) {
-      const Recording latest = source->latest(console.live ? kRecentIntervals : 0);
-      for (const std::string& line : liveLines(latest, console.style, width)) {
-        all.push_back(line);
-      }
+    for (const WatchedSource& source : sources) {
+      const auto some = source.lines(console, width);
+      all.insert(all.end(), some.begin(), some.end());
     }
     return all;
   };
-  for (WatchedSource* const source : sources) {
-    source->start();
+  for (WatchedSource& source : sources) {
+    source.start();
   }
   showProgress(console, signals, seconds, quiet ? ProgressLines() : lines);
-  for (WatchedSource* const source : sources) {
-    source->stop();
+  std::vector<Recording> recordings;
+  for (WatchedSource& source : sources) {
+    recordings.push_back(source.stop());
   }
+  return recordings;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <list>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -18,31 +19,26 @@
  */
 class WatchedSource {
  public:
+  /** Throws std::runtime_error when it cannot be watched as options say. */
   WatchedSource(const EventKind& kind, const SourceOptions& options);
 
-  /** Why it cannot be watched; empty when it can. */
-  std::string problem() const;
-
-  /** Why reports of frames cannot be switched on; empty when they can. */
+  /** Why reports of frames cannot be switched on, which others may do; empty when they can. */
   std::string controlProblem() const;
 
   /** Starts the callback, then the sample's events. */
   void start();
 
-  /** Stops the sample's events, then pauses the callback. */
-  void stop();
+  /** Stops the sample's events, then pauses the callback; returns what it told. */
+  Recording stop();
 
-  /** What it told so far. */
-  Recording recording() const;
-
-  /** Its Recording::latest(). */
-  Recording latest(std::size_t most) const;
+  /** liveLines() of what it told so far. */
+  std::vector<std::string> lines(const Console& console, std::size_t width) const;
 
  private:
-  static void onEvent(int event, void* payload, int zero, void* source);
+  /** Why it cannot be watched; empty when it can. */
+  std::string problem() const;
 
-  /** Forgets the events so far. */
-  void clear();
+  static void onEvent(int event, void* payload, int zero, void* source);
 
   /** Has a driver that can do so make vsyncs at a rate; at 0 it makes none. */
   void switchVsyncs(int rateHz) const;
@@ -57,7 +53,7 @@ class WatchedSource {
 
 /**
  * Watches sources for so many seconds, or until a signal when these are 0, and shows the latest events
- * meanwhile, unless it is to be quiet.
+ * meanwhile, unless it is to be quiet. Returns what they told.
  */
-void watchSources(const std::vector<WatchedSource*>& sources, double seconds, bool quiet,
-                  StopSignals& signals, Console& console);
+std::vector<Recording> watchSources(std::list<WatchedSource>& sources, double seconds, bool quiet,
+                                    StopSignals& signals, Console& console);

@@ -44,8 +44,8 @@ std::string countText(std::size_t count, const std::string& noun) {
 }
 
 std::string rateText(const Recording& recording) {
-  const std::optional<double> hz = recording.rateHz();
-  return hz ? "   " + fixed(*hz, 1) + " Hz" : "";
+  const double hz = recording.rateHz();
+  return hz > 0 ? "   " + fixed(hz, 1) + " Hz" : "";
 }
 
 /** The bar of a part, from 0 to 1 or more, of the highest. */
@@ -79,12 +79,15 @@ std::string fixed(double value, int digits) {
   return text.str();
 }
 
-std::vector<std::string> liveLines(const Recording& latest, const Style& style, std::size_t width) {
-  const auto& [name, noun, item, unit] = latest.kind;
-  const std::vector<double>& recent = latest.intervals.values;
-  const std::string count =
-      latest.events == 0 ? "no " + std::string(noun) + " yet" : countText(latest.events, noun);
-  const std::string head = style.bold(label(name) + count + rateText(latest));
+std::vector<std::string> liveLines(const Recording& recording, std::size_t most, const Style& style,
+                                   std::size_t width) {
+  const auto& [name, part, noun, item, unit] = recording.kind;
+  const std::vector<double>& all = recording.intervals.values;
+  const auto tail = static_cast<std::ptrdiff_t>(std::min(most, all.size()));
+  const std::vector<double> recent(all.end() - tail, all.end());
+  const std::string count = recording.events == 0 ? "no " + std::string(noun) + " yet"
+                                                  : countText(recording.events, noun);
+  const std::string head = style.bold(label(name) + count + rateText(recording));
   if (recent.empty()) {
     return {head};
   }
@@ -105,7 +108,7 @@ std::vector<std::string> liveLines(const Recording& latest, const Style& style, 
 Json figuresOf(const Recording& recording) {
   const std::vector<double>& intervals = recording.intervals.values;
   const auto known = [&](const auto& value) { return intervals.empty() ? Json() : Json(value); };
-  const Json rate = known(recording.rateHz().value_or(0));
+  const Json rate = known(recording.rateHz());
   if (!recording.kind.isFrames()) {
     return {{"events", recording.events},
             {"rate_hz", rate},

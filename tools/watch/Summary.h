@@ -12,11 +12,12 @@
 std::string fixed(double value, int digits);
 
 /**
- * Count and rate; a bar, one column wide, for each of the latest intervals, the highest of which stands
- * for 1.75 medians and more; percentiles. Without an interval only the first line. The bars of late
+ * Count and rate; a bar, one column wide, for each of the latest intervals, at most so many, the highest
+ * of which stands for 1.75 medians and more; percentiles of these. Without an interval only the first line. The bars of late
  * events are marked by style.
  */
-std::vector<std::string> liveLines(const Recording& latest, const Style& style, std::size_t width);
+std::vector<std::string> liveLines(const Recording& recording, std::size_t most, const Style& style,
+                                   std::size_t width);
 
 /**
  * The figures of a recording; null for what is unknown without an interval. A frame is late that starts

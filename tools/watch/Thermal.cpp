@@ -38,7 +38,7 @@ std::string zonesLine() {
 
 }  // namespace
 
-SampleZone::SampleZone(int milliCelsius) {
+void makeSampleZone(int milliCelsius) {
   if (!makeFolderPrivate("/sys/class")) {
     throw std::system_error(errno, std::generic_category(),
                             "no private mount namespace; run as root or allow user namespaces");
@@ -46,10 +46,10 @@ SampleZone::SampleZone(int milliCelsius) {
   mkdir("/sys/class/thermal", S_IRWXU);
   mkdir("/sys/class/thermal/thermal_zone0", S_IRWXU);
   std::ofstream("/sys/class/thermal/thermal_zone0/type") << "cpu\n";
-  set(milliCelsius);
+  setSampleZone(milliCelsius);
 }
 
-void SampleZone::set(int milliCelsius) {
+void setSampleZone(int milliCelsius) {
   constexpr char kNew[] = "/sys/class/thermal/new";
   std::ofstream(kNew) << milliCelsius << "\n";
   std::rename(kNew, "/sys/class/thermal/thermal_zone0/temp");  // no reader meets half of it
@@ -76,16 +76,15 @@ Json thermalZones() {
 
 int watchThermal(const WatchOptions& options, Console& console) {
   StopSignals signals;
-  std::optional<SampleZone> sample;
   int milliCelsius = 41000;
   if (options.sample) {
-    sample.emplace(milliCelsius);
+    makeSampleZone(milliCelsius);
   }
   const Clock::time_point begin = Clock::now();
   const auto lines = [&](std::size_t) {
     const std::string line = zonesLine();
-    if (sample) {
-      sample->set(milliCelsius += 500);
+    if (options.sample) {
+      setSampleZone(milliCelsius += 500);
     }
     return std::vector{line};
   };

@@ -2,14 +2,14 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-/** A thermal zone "cpu" that only this process sees, in the place of all others. */
-class SampleZone {
- public:
-  /** To be made before any thread. Throws std::system_error when the namespace is refused. */
-  explicit SampleZone(int milliCelsius);
+/**
+ * Makes a thermal zone "cpu" that only this process sees, in the place of all others. To be called
+ * before there are threads. Throws std::system_error when the namespace is refused.
+ */
+void makeSampleZone(int milliCelsius);
 
-  void set(int milliCelsius);
-};
+/** Sets its temperature. */
+void setSampleZone(int milliCelsius);
 
 /** Have the thermal listener fetch until pauseThermal(). @{ */
 void startThermal();

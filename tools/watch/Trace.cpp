@@ -2,10 +2,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <numeric>
 #include <ostream>
 #include <span>
+#include <string>
+
+using Event = nlohmann::ordered_json;
 
 namespace {
 
@@ -28,88 +32,103 @@ long long sumUs(std::span<const double> durations) {
   return std::accumulate(durations.begin(), durations.end(), 0LL, add);
 }
 
+class TraceWriter {
+ public:
+  TraceWriter(Clock::time_point begin, std::ostream& out) : mBegin(begin), mOut(out) {
+    mOut << R"({"displayTimeUnit":"ms","traceEvents":[)";
+    addEvent("process_name", "M", 0, {{"args", {{"name", "lmctl"}}}});
+  }
+
+  /** Adds a track of points in time. */
+  void addInstants(const std::string& name, const std::vector<Clock::time_point>& times) {
+    const int track = addTrack(name);
+    for (const Clock::time_point time : times) {
+      addEvent(name, "i", track, {{"ts", sinceBeginUs(time)}, {"s", "t"}});
+    }
+  }
+
+  void addFrames(const Recording& frames) {
+    const int firstTrack = addTrack("stage 1-2");
+    const int secondTrack = addTrack("stage 2-3");
+    std::size_t count = 0;
+    for (const Clock::time_point arrival : frames.arrivals) {
+      const auto firsts = ofSample(frames.firstToSecond, arrival);
+      const auto seconds = ofSample(frames.secondToThird, arrival);
+      // Frames that have only a second stage here began in earlier samples; those that have only a
+      // first one are the last.
+      const std::size_t begunBefore = seconds.size() - std::min(firsts.size(), seconds.size());
+      count = std::max(count, begunBefore) - begunBefore;
+      long long us = sinceBeginUs(arrival) - sumUs(firsts) - sumUs(seconds);
+      for (std::size_t row = 0; row < begunBefore + firsts.size(); ++row) {
+        ++count;
+        if (row >= begunBefore) {
+          us = addStage(firstTrack, count, firsts[row - begunBefore], us);
+        }
+        if (row < seconds.size()) {
+          us = addStage(secondTrack, count, seconds[row], us);
+        }
+      }
+      addIntervals(ofSample(frames.intervals, arrival), sinceBeginUs(arrival));
+    }
+  }
+
+  void finish() { mOut << "\n]}\n"; }
+
+ private:
+  long long sinceBeginUs(Clock::time_point time) const { return std::llround(toUs(time - mBegin)); }
+
+  int addTrack(const std::string& name) {
+    addEvent("thread_name", "M", ++mTracks, {{"args", {{"name", name}}}});
+    return mTracks;
+  }
+
+  /** Adds a frame's stage that begins at beginUs; returns its end. */
+  long long addStage(int track, std::size_t frame, double ms, long long beginUs) {
+    long long& freeUs = mFreeUs[track];
+    const long long end = beginUs + toWholeUs(ms);
+    const long long begin = std::max(beginUs, freeUs);
+    freeUs = std::max(end, freeUs);
+    addEvent("frame " + std::to_string(frame), "X", track,
+             {{"ts", begin}, {"dur", freeUs - begin}, {"args", {{"ms", ms}}}});
+    return end;
+  }
+
+  void addIntervals(std::span<const double> intervals, long long endUs) {
+    long long us = endUs - sumUs(intervals);
+    for (const double ms : intervals) {
+      us += toWholeUs(ms);
+      addEvent("frame interval", "C", 0, {{"ts", std::max(us, 0LL)}, {"args", {{"ms", ms}}}});
+    }
+  }
+
+  /** Adds an event of a phase, with what else it has. */
+  void addEvent(const std::string& name, const char* phase, int track, const Event& members) {
+    Event event = {{"name", name}, {"ph", phase}, {"pid", 1}, {"tid", track}};
+    event.update(members);
+    mOut << (mEmpty ? "\n" : ",\n") << event.dump();
+    mEmpty = false;
+  }
+
+  const Clock::time_point mBegin;
+  std::ostream& mOut;
+  int mTracks = 0;
+  std::map<int, long long> mFreeUs{};  ///< where the stages so far of each track end
+  bool mEmpty = true;
+};
+
 }  // namespace
 
-TraceWriter::TraceWriter(const std::string& path, Clock::time_point begin,
-                         std::ostream& standardOutput)
-    : mFile(path, standardOutput), mBegin(begin) {
-  mFile.stream() << R"({"displayTimeUnit":"ms","traceEvents":[)";
-  addEvent("process_name", "M", 0, {{"args", {{"name", "lmctl"}}}});
-}
-
-void TraceWriter::addInstants(const std::string& name,
-                              const std::vector<Clock::time_point>& times) {
-  const int track = addTrack(name).number;
-  for (const Clock::time_point time : times) {
-    addEvent(name, "i", track, {{"ts", sinceBeginUs(time)}, {"s", "t"}});
-  }
-}
-
-void TraceWriter::add(const Recording& recording) {
-  if (recording.kind.isFrames()) {
-    addFrames(recording);
-  } else {
-    addInstants("vsync", recording.arrivals);
-  }
-}
-
-void TraceWriter::addFrames(const Recording& frames) {
-  Track firstTrack = addTrack("stage 1-2");
-  Track secondTrack = addTrack("stage 2-3");
-  std::size_t count = 0;
-  for (const Clock::time_point arrival : frames.arrivals) {
-    const auto firsts = ofSample(frames.firstToSecond, arrival);
-    const auto seconds = ofSample(frames.secondToThird, arrival);
-    // Frames that have only a second stage here began in earlier samples; those that have only a
-    // first one are the last.
-    const std::size_t begunBefore = seconds.size() - std::min(firsts.size(), seconds.size());
-    count = std::max(count, begunBefore) - begunBefore;
-    long long us = sinceBeginUs(arrival) - sumUs(firsts) - sumUs(seconds);
-    for (std::size_t row = 0; row < begunBefore + firsts.size(); ++row) {
-      ++count;
-      if (row >= begunBefore) {
-        addStage(firstTrack, count, firsts[row - begunBefore], us);
-      }
-      if (row < seconds.size()) {
-        addStage(secondTrack, count, seconds[row], us);
-      }
+void writeTrace(const std::vector<Recording>& recordings, std::ostream& out) {
+  TraceWriter trace(recordings.empty() ? Clock::now() : recordings.front().begin, out);
+  for (const Recording& recording : recordings) {
+    if (recording.kind.isFrames()) {
+      trace.addFrames(recording);
+      continue;
     }
-
-    const auto intervals = ofSample(frames.intervals, arrival);
-    us = sinceBeginUs(arrival) - sumUs(intervals);
-    for (const double interval : intervals) {
-      us += toWholeUs(interval);
-      addEvent("frame interval", "C", 0, {{"ts", std::max(us, 0LL)}, {"args", {{"ms", interval}}}});
+    trace.addInstants("vsync", recording.arrivals);
+    if (!recording.made.empty()) {
+      trace.addInstants("vsync raised", recording.made);
     }
   }
-}
-
-void TraceWriter::finish() {
-  mFile.stream() << "\n]}\n";
-  mFile.finish();
-}
-
-long long TraceWriter::sinceBeginUs(Clock::time_point time) const {
-  return std::llround(toUs(time - mBegin));
-}
-
-TraceWriter::Track TraceWriter::addTrack(const std::string& name) {
-  addEvent("thread_name", "M", ++mTracks, {{"args", {{"name", name}}}});
-  return {mTracks};
-}
-
-void TraceWriter::addStage(Track& track, std::size_t frame, double ms, long long& beginUs) {
-  const long long begin = std::max(beginUs, track.freeUs);
-  beginUs += toWholeUs(ms);
-  track.freeUs = std::max(beginUs, track.freeUs);
-  addEvent("frame " + std::to_string(frame), "X", track.number,
-           {{"ts", begin}, {"dur", track.freeUs - begin}, {"args", {{"ms", ms}}}});
-}
-
-void TraceWriter::addEvent(const std::string& name, const char* phase, int track,
-                           const Event& members) {
-  Event event = {{"name", name}, {"ph", phase}, {"pid", 1}, {"tid", track}};
-  event.update(members);
-  mFile.stream() << (mEmpty ? "\n" : ",\n") << event.dump();
-  mEmpty = false;
+  trace.finish();
 }

@@ -3,36 +3,14 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <ostream>
-#include <stdexcept>
 
 #include "Output.h"
+#include "OutputFile.h"
 #include "watch/Source.h"
 #include "watch/Summary.h"
 #include "watch/Trace.h"
 
 namespace {
-
-/** Throws std::runtime_error when there is nothing to watch. */
-void requireSource(const WatchedSource& source, const EventKind& kind) {
-  if (const std::string problem = source.problem(); !problem.empty()) {
-    throw std::runtime_error("cannot watch " + std::string(kind.name) + ": " + problem +
-                             "; name a node with --node PATH, or try --sample");
-  }
-}
-
-/** Notes that reports of frames are not switched on. Throws std::runtime_error when they should be. */
-void checkControl(const WatchedSource& source, const std::string& named, const Console& console) {
-  const std::string problem = source.controlProblem();
-  if (problem.empty()) {
-    return;
-  }
-  const std::string text = "no control node: " + problem;
-  if (!named.empty()) {
-    throw std::runtime_error(text + "; name another with --ctrl PATH");
-  }
-  console.beginNote() << visible(text)
-                      << "; reports are not switched on, name one with --ctrl PATH\n";
-}
 
 void printFigures(const Recording& recording, std::ostream& out) {
   nlohmann::ordered_json figures = {{"source", recording.kind.name},
@@ -43,24 +21,27 @@ void printFigures(const Recording& recording, std::ostream& out) {
 
 int watch(const EventKind& kind, const WatchOptions& options, Console& console) {
   StopSignals signals;
-  WatchedSource source(kind, options);
-  requireSource(source, kind);
-  checkControl(source, options.control, console);
-  const bool isTraceOnly = isStandardOutput(options.trace);
-  std::optional<TraceWriter> trace;
-  if (!options.trace.empty()) {
-    trace.emplace(options.trace, Clock::now(), console.out);
+  std::list<WatchedSource> sources;
+  sources.emplace_back(kind, options);
+  if (const std::string problem = sources.front().controlProblem(); !problem.empty()) {
+    console.beginNote() << "no control node: " << visible(problem)
+                        << "; reports are not switched on, name one with --ctrl PATH\n";
   }
-  watchSources({&source}, options.seconds, options.json || isTraceOnly, signals, console);
-  const Recording recording = source.recording();
+  const bool isTraceOnly = isStandardOutput(options.trace);
+  std::optional<OutputFile> trace;
+  if (!options.trace.empty()) {
+    trace.emplace(options.trace, console.out);
+  }
+  const auto recordings =
+      watchSources(sources, options.seconds, options.json || isTraceOnly, signals, console);
   if (trace) {
-    trace->add(recording);
+    writeTrace(recordings, trace->stream());
     trace->finish();
   }
   if (options.json && !isTraceOnly) {
-    printFigures(recording, console.out);
+    printFigures(recordings[0], console.out);
   } else if (!isTraceOnly) {
-    printSummary(recording, console.out);
+    printSummary(recordings[0], console.out);
   }
   return kSuccess;
 }
