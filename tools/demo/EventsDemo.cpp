@@ -48,9 +48,9 @@ std::pair<Recording, std::size_t> watch(const EventKind& kind, const DeviceNodes
   const auto& [seconds, device, output] = scene.options;
   std::list<WatchedSource> sources;
   sources.emplace_back(kind, SourceOptions{device.empty(), device + nodes.events,
-                                           device + nodes.rate, Feed::kRateHz});
+                                           device + nodes.rate, Sample::kRateHz});
   scene.console.out << "node       " << lmsupport::configuredNodePath(kind.item) << ", at "
-                    << Feed::kRateHz << " Hz for " << seconds << " s\n";
+                    << Sample::kRateHz << " Hz for " << seconds << " s\n";
   const std::size_t before = numberIn(device + nodes.count);
   const auto recordings =
       watchSources(sources, seconds, !scene.console.live, scene.signals, scene.console);
@@ -63,12 +63,12 @@ std::pair<Recording, std::size_t> watch(const EventKind& kind, const DeviceNodes
  * From each notification to its event, the first one within a period. Those of other programs, whose
  * notifications of a host name arrive, too, do not count.
  */
-std::vector<double> latenciesUs(const std::vector<Clock::time_point>& notified,
-                                const std::vector<Clock::time_point>& arrivals) {
+std::vector<double> latenciesUs(const Recording& recording) {
+  const std::vector<Clock::time_point>& arrivals = recording.arrivals;
   std::vector<double> us;
-  for (const Clock::time_point time : notified) {
+  for (const Clock::time_point time : recording.made) {
     const auto arrival = std::lower_bound(arrivals.begin(), arrivals.end(), time);
-    if (arrival != arrivals.end() && *arrival - time < Feed::kPeriod) {
+    if (arrival != arrivals.end() && *arrival - time < Sample::kPeriod) {
       us.push_back(toUs(*arrival - time));
     }
   }
@@ -112,7 +112,7 @@ StepResult demonstrateVsync(DemoScene& scene) {
   if (!scene.options.device.empty()) {
     return {std::to_string(recording.events) + received, canBeAll(recording.events, raised)};
   }
-  const std::vector<double> us = latenciesUs(recording.made, recording.arrivals);
+  const std::vector<double> us = latenciesUs(recording);
   const Distribution latency(us, kMicroseconds);
   scene.console.out << "latency    " << (us.empty() ? "none" : latency.summary()) << "\n";
   return {std::to_string(us.size()) + received + ", latency " + fixed(latency.median(), 1) + " us",

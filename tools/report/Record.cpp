@@ -52,17 +52,15 @@ Json beginRecord() {
   begun << std::put_time(gmtime_r(&now, &utc), "%F %T UTC");
   std::string model;
   std::getline(std::ifstream("/proc/device-tree/model"), model, '\0');
-  return {
-      {"device", model.empty() ? system.nodename : model},
-      {"system", std::string(system.sysname) + " " + system.release + ", " + system.machine},
-      {"begun", begun.str()},
-      {"vsync", nullptr},
-      {"frames", nullptr},
-      {"memory", nullptr},
-      {"favourites", nullptr},
-      {"statistics", nullptr},
-      {"left_out", Json::array()},
-  };
+  return {{"device", model.empty() ? system.nodename : model},
+          {"system", std::string(system.sysname) + " " + system.release + ", " + system.machine},
+          {"begun", begun.str()},
+          {"vsync", nullptr},
+          {"frames", nullptr},
+          {"memory", nullptr},
+          {"favourites", nullptr},
+          {"statistics", nullptr},
+          {"left_out", Json::array()}};
 }
 
 void leaveOut(const std::string& part, const std::string& reason, Json& record) {

@@ -65,11 +65,9 @@ function roundUp(value) {
 /** The multiples of a round step from low to high, about count. */
 function ticks(low, high, count) {
   const step = roundUp((high - low) / count);
-  const values = [];
-  for (let i = Math.ceil(low / step - 1e-9); i * step <= high + 1e-9 * step; ++i) {
-    values.push(Number((i * step).toPrecision(12)));
-  }
-  return values;
+  const first = Math.ceil(low / step - 1e-9);
+  const length = Math.floor(high / step + 1e-9) - first + 1;
+  return Array.from({length}, (_, i) => Number(((first + i) * step).toPrecision(12)));
 }
 
 /** Bins of a round width over a range that shows most values, up to atLeast, but not the outliers. */

@@ -27,7 +27,7 @@ std::string eraseText(const std::vector<std::string>& lines, std::size_t columns
   return rows > 0 ? "\r\033[" + std::to_string(rows) + "A\033[J" : "";
 }
 
-void print(const std::vector<std::string>& lines, Console& console) {
+void print(const std::vector<std::string>& lines, const Console& console) {
   for (const std::string& line : lines) {
     console.out << line << "\n";
   }
@@ -35,7 +35,7 @@ void print(const std::vector<std::string>& lines, Console& console) {
 }
 
 /** Draws lines over those of the last call, as many as the terminal has room for. */
-void redraw(std::vector<std::string>& shown, const ProgressLines& lines, Console& console) {
+void redraw(std::vector<std::string>& shown, const ProgressLines& lines, const Console& console) {
   const TerminalSize size = console.size();
   console.out << eraseText(shown, size.columns);
   shown = lines(size.columns - 1);  // in the last column a terminal would break the line
@@ -66,7 +66,7 @@ bool StopSignals::waitUntil(Clock::time_point end) {
   return mArrived;
 }
 
-void showProgress(Console& console, StopSignals& signals, double seconds,
+void showProgress(const Console& console, StopSignals& signals, double seconds,
                   const ProgressLines& lines) {
   const Clock::time_point begin = Clock::now();
   const auto end = seconds > 0 ? begin + fromSeconds(seconds) : Clock::time_point::max();

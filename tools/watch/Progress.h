@@ -39,5 +39,5 @@ using ProgressLines = std::function<std::vector<std::string>(std::size_t width)>
  * lines in place on a terminal, with how to end it, and erases them afterwards; elsewhere it prints them
  * each second. Nothing is shown when lines is empty.
  */
-void showProgress(Console& console, StopSignals& signals, double seconds,
+void showProgress(const Console& console, StopSignals& signals, double seconds,
                   const ProgressLines& lines);

@@ -1,7 +1,7 @@
 #include "watch/Source.h"
 
+#include <algorithm>
 #include <stdexcept>
-#include <thread>
 
 #include "AsyncEventsMgr.h"
 #include "ConfigOverrides.h"
@@ -18,33 +18,31 @@ constexpr auto kSettleTime = std::chrono::milliseconds(100);
 /** So many a live view shows, that it costs the same after a second and after a day. */
 constexpr std::size_t kRecentIntervals = 300;
 
-}  // namespace
-
-WatchedSource::WatchedSource(const EventKind& kind, const SourceOptions& options)
-    : mFeed(options.sample ? makeFeed(kind) : nullptr),
-      mControl(mFeed ? "/dev/null" : options.control),
-      mControlValue(options.controlValue),
-      mRecording{kind} {
-  const std::string& node = mFeed ? mFeed->node() : options.node;
-  if (!node.empty()) {
-    overrideNode(kind.item, node);
-  }
-  if (!mControl.empty()) {
-    overrideNode(kGfxCtrlNodeItem, mControl);
-  }
-  mRecording.node = lmsupport::configuredNodePath(kind.item);
-  if (const std::string reason = problem(); !reason.empty()) {
-    throw std::runtime_error(reason + "; name a node with --item " + std::to_string(kind.item) +
+/** Throws std::runtime_error when there is a problem with an item's node. */
+void requireGood(int item, const std::string& problem) {
+  if (!problem.empty()) {
+    throw std::runtime_error(problem + "; name a node with --item " + std::to_string(item) +
                              "=PATH, or try --sample");
   }
 }
 
-std::string WatchedSource::problem() const {
-  if (!mRecording.kind.isFrames()) {
-    return notifyingNodeProblem(kVsyncNodeItem);
+}  // namespace
+
+WatchedSource::WatchedSource(const EventKind& kind, const SourceOptions& options)
+    : mSample(options.sample ? makeSample(kind) : Sample{options.node, nullptr}),
+      mControl(options.sample ? "/dev/null" : options.control),
+      mControlValue(options.controlValue),
+      mRecording{kind} {
+  if (!mSample.node.empty()) {
+    overrideNode(kind.item, mSample.node);
   }
-  const std::string problem = blockingNodeProblem(kGfxDataNodeItem);
-  return problem.empty() && !mControl.empty() ? controlProblem() : problem;
+  requireGood(kind.item,
+              kind.isFrames() ? blockingNodeProblem(kind.item) : notifyingNodeProblem(kind.item));
+  if (!mControl.empty()) {
+    overrideNode(kGfxCtrlNodeItem, mControl);
+    requireGood(kGfxCtrlNodeItem, controlProblem());
+  }
+  mRecording.node = lmsupport::configuredNodePath(kind.item);
 }
 
 std::string WatchedSource::controlProblem() const {
@@ -67,16 +65,14 @@ void WatchedSource::start() {
     }
     switchVsyncs(mControlValue);
   }
-  if (mFeed) {
-    mFeed->start();
+  if (mSample.make) {
+    mSampleThread = std::thread([this] { makeEvents(); });
   }
 }
 
 Recording WatchedSource::stop() {
   mRecording.end = Clock::now();
-  if (mFeed) {
-    mRecording.made = mFeed->stop();
-  }
+  stopEvents();
   if (mRecording.kind.isFrames()) {
     std::this_thread::sleep_for(kSettleTime);
     GfxEvent::getInstance()->pauseEvent(onEvent);
@@ -99,6 +95,27 @@ void WatchedSource::onEvent(int, void* payload, int, void* source) {
   auto* const self = static_cast<WatchedSource*>(source);
   std::lock_guard lock(self->mRecordingLck);
   self->mRecording.add(static_cast<const GfxFrameData*>(payload), now);
+}
+
+void WatchedSource::makeEvents() {
+  const auto begin = Clock::now();
+  long long refresh = 0;
+  while (!mIsStopped) {
+    const auto now = Clock::now();
+    if (mSample.make(refresh)) {
+      mRecording.made.push_back(now);
+    }
+    // What it is too late for is skipped.
+    refresh = std::max<long long>(refresh + 1, (Clock::now() - begin) / Sample::kPeriod);
+    std::this_thread::sleep_until(begin + refresh * Sample::kPeriod);
+  }
+}
+
+void WatchedSource::stopEvents() {
+  mIsStopped = true;
+  if (mSampleThread.joinable()) {
+    mSampleThread.join();
+  }
 }
 
 void WatchedSource::switchVsyncs(int rateHz) const {

@@ -1,16 +1,17 @@
 #pragma once
 
+#include <atomic>
 #include <list>
-#include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <android-base/unique_fd.h>
 
-#include "watch/Feed.h"
 #include "watch/Progress.h"
 #include "watch/Recording.h"
+#include "watch/Sample.h"
 #include "watch/Watch.h"
 
 /**
@@ -21,6 +22,7 @@ class WatchedSource {
  public:
   /** Throws std::runtime_error when it cannot be watched as options say. */
   WatchedSource(const EventKind& kind, const SourceOptions& options);
+  ~WatchedSource() { stopEvents(); }
 
   /** Why reports of frames cannot be switched on, which others may do; empty when they can. */
   std::string controlProblem() const;
@@ -35,20 +37,23 @@ class WatchedSource {
   std::vector<std::string> lines(const Console& console, std::size_t width) const;
 
  private:
-  /** Why it cannot be watched; empty when it can. */
-  std::string problem() const;
+  /** Makes the sample's events, on a thread of its own. */
+  void makeEvents();
+  void stopEvents();
 
   static void onEvent(int event, void* payload, int zero, void* source);
 
   /** Has a driver that can do so make vsyncs at a rate; at 0 it makes none. */
   void switchVsyncs(int rateHz) const;
 
-  const std::unique_ptr<Feed> mFeed;
+  const Sample mSample;
   const std::string mControl;
   const int mControlValue;
   android::base::unique_fd mWriter{};  ///< of a FIFO, which would be at its end without one
   mutable std::mutex mRecordingLck{};
   Recording mRecording;
+  std::atomic<bool> mIsStopped = false;
+  std::thread mSampleThread{};
 };
 
 /**

@@ -88,10 +88,10 @@ int watchThermal(const WatchOptions& options, Console& console) {
     }
     return std::vector{line};
   };
-  Console plain = console;
-  plain.live = false;  // a line for each sample, on a terminal, too
   startThermal();
-  showProgress(plain, signals, options.seconds, options.json ? ProgressLines() : lines);
+  // A line for each sample, on a terminal, too.
+  showProgress({console.out, console.err, false}, signals, options.seconds,
+               options.json ? ProgressLines() : lines);
   pauseThermal();
 
   const Json zones = thermalZones();

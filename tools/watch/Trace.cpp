@@ -35,8 +35,8 @@ long long sumUs(std::span<const double> durations) {
 class TraceWriter {
  public:
   TraceWriter(Clock::time_point begin, std::ostream& out) : mBegin(begin), mOut(out) {
-    mOut << R"({"displayTimeUnit":"ms","traceEvents":[)";
-    addEvent("process_name", "M", 0, {{"args", {{"name", "lmctl"}}}});
+    mOut << R"({"displayTimeUnit":"ms","traceEvents":[
+{"name":"process_name","ph":"M","pid":1,"args":{"name":"lmctl"}})";
   }
 
   /** Adds a track of points in time. */
@@ -105,15 +105,13 @@ class TraceWriter {
   void addEvent(const std::string& name, const char* phase, int track, const Event& members) {
     Event event = {{"name", name}, {"ph", phase}, {"pid", 1}, {"tid", track}};
     event.update(members);
-    mOut << (mEmpty ? "\n" : ",\n") << event.dump();
-    mEmpty = false;
+    mOut << ",\n" << event.dump();
   }
 
   const Clock::time_point mBegin;
   std::ostream& mOut;
   int mTracks = 0;
   std::map<int, long long> mFreeUs{};  ///< where the stages so far of each track end
-  bool mEmpty = true;
 };
 
 }  // namespace

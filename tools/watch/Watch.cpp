@@ -12,13 +12,6 @@
 
 namespace {
 
-void printFigures(const Recording& recording, std::ostream& out) {
-  nlohmann::ordered_json figures = {{"source", recording.kind.name},
-                                    {"seconds", recording.seconds()}};
-  figures.update(figuresOf(recording));
-  printJson(figures, out);
-}
-
 int watch(const EventKind& kind, const WatchOptions& options, Console& console) {
   StopSignals signals;
   std::list<WatchedSource> sources;
@@ -38,10 +31,13 @@ int watch(const EventKind& kind, const WatchOptions& options, Console& console) 
     writeTrace(recordings, trace->stream());
     trace->finish();
   }
+  const Recording& recording = recordings.front();
   if (options.json && !isTraceOnly) {
-    printFigures(recordings[0], console.out);
+    nlohmann::ordered_json figures = {{"source", kind.name}, {"seconds", recording.seconds()}};
+    figures.update(figuresOf(recording));
+    printJson(figures, console.out);
   } else if (!isTraceOnly) {
-    printSummary(recordings[0], console.out);
+    printSummary(recording, console.out);
   }
   return kSuccess;
 }

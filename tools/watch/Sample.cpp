@@ -1,8 +1,7 @@
-#include "watch/Feed.h"
+#include "watch/Sample.h"
 
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <fstream>
 #include <memory>
 #include <stdexcept>
@@ -18,7 +17,7 @@ namespace {
  */
 std::string frameRecords(long long refresh) {
   constexpr long long kFirstStartUs = 1'000'000;
-  constexpr long long kPeriodUs = 1'000'000 / Feed::kRateHz;
+  constexpr long long kPeriodUs = 1'000'000 / Sample::kRateHz;
   const auto isSlow = [](long long frame) { return frame % 37 == 24; };
   if (isSlow(refresh - 1)) {
     return "";
@@ -38,47 +37,21 @@ std::string frameRecords(long long refresh) {
 
 }  // namespace
 
-void Feed::start() {
-  mThread = std::thread([this] { run(); });
-}
-
-const std::vector<Clock::time_point>& Feed::stop() {
-  mStopped = true;
-  if (mThread.joinable()) {
-    mThread.join();
-  }
-  return mTimes;
-}
-
-void Feed::run() {
-  const auto begin = Clock::now();
-  long long refresh = 0;
-  while (!mStopped) {
-    const auto now = Clock::now();
-    if (mMake(refresh)) {
-      mTimes.push_back(now);
-    }
-    // What it is too late for is skipped.
-    refresh = std::max<long long>(refresh + 1, (Clock::now() - begin) / kPeriod);
-    std::this_thread::sleep_until(begin + refresh * kPeriod);
-  }
-}
-
-std::unique_ptr<Feed> makeFeed(const EventKind& kind) {
+Sample makeSample(const EventKind& kind) {
   if (!kind.isFrames()) {
-    return std::make_unique<Feed>(HostNameNode::kPath, [display = HostNameNode()](long long) {
-      display.notify();
-      return true;
-    });
+    return {HostNameNode::kPath, [display = HostNameNode()](long long) {
+              display.notify();
+              return true;
+            }};
   }
   const auto folder = std::make_shared<TemporaryFolder>();
   const std::string node = folder->path() + "/frames";
   if (mkfifo(node.c_str(), S_IRUSR | S_IWUSR) != 0) {
     throw std::runtime_error("cannot make the FIFO " + node);
   }
-  return std::make_unique<Feed>(node, [folder, node](long long refresh) {
-    const std::string records = frameRecords(refresh);
-    std::ofstream(node) << records;
-    return !records.empty();
-  });
+  return {node, [folder, node](long long refresh) {
+            const std::string records = frameRecords(refresh);
+            std::ofstream(node) << records;
+            return !records.empty();
+          }};
 }
