@@ -285,14 +285,14 @@ class CommandLine {
     App& dump = add(db, "dump", "Print the rows that match the options.", dbDump, mDb);
     addKey(dump);
     dump.footer(
-        "With --json each row is an object on a line of its own. A payload that is neither\n"
+        "With --json each row is an object on its own line. A payload that is neither\n"
         "launches nor apps is in hexadecimal.");
     App& put = add(db, "put", "Add a row of these fields, or those of a file.", dbPut, mDb);
     addKey(put);
     put.add_option("VALUE", mDb.value, "A count for --app, a text of apps for --slot")
         ->option_text(" ");
     addOption(put, "--from FILE", mDb.from, "What dump --json prints; - for standard input");
-    put.footer("Nothing is written unless all rows of a file are good. Their rowids are not used.");
+    put.footer("Nothing is written unless all rows of a file are good. Their rowids go unused.");
     App& remove = add(db, "delete", "Delete the rows that match the options.", dbDelete, mDb);
     addKey(remove);
     remove.add_flag("--all", mDb.all, "Delete all rows");
