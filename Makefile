@@ -9,7 +9,7 @@ FORMATTED = $(shell git ls-files '*.cpp' '*.h')
 DEVICE_TESTS := lmsupport_test host_test lmctl_test device_test
 # What a host alone builds.
 HOST_ONLY := device/% examples/% fuzz/% host/hidl/% \
-  tests/Dependent% tests/Device% soak/% tests/tool/LmctlLookup%
+  tests/Dependent% tests/Device% soak/% tests/tool/LmctlServices%
 
 # The C library's heap returns no memory: which benchmark fetches it again is a matter of luck.
 bench bench-table: export MALLOC_TRIM_THRESHOLD_ = 1073741824

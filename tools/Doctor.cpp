@@ -148,7 +148,7 @@ int examine(const QueryOptions& options, Console& console) {
   std::string known;
   std::erase_if(report, [&](const ordered_json& row) {
     known += " " + row["service"].get<std::string>();
-    return std::erase(unknown, row["service"]) == 0 && !options.names.empty();
+    return std::erase(unknown, row["service"].get<std::string>()) == 0 && !options.names.empty();
   });
   if (!unknown.empty()) {
     throw UsageError("no service '" + unknown.front() + "'; there are" + known);
