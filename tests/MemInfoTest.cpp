@@ -49,13 +49,14 @@ class MemInfo : public testing::Test {
 };
 
 TEST_F(MemInfo, FiguresAreTakenFromTheirLines) {
-  const std::string manyLines(3 * 8192, '\n');  // more than one read takes
+  const std::string manyLines(3 * 8192 - 5, '\n');  // a read ends within the next one
   using Figure = std::uint64_t;
   const std::tuple<const char*, std::string, Figure, Figure, Figure> cases[] = {
       {"the kernel's form",
        "MemTotal:  9 kB\nSlab:  4 kB\nSwapTotal:       2097148 kB\nSwapFree:        1048576 kB\n"
        "VmallocTotal: 5 kB\nVmallocUsed:       65536 kB\n",
        1048572, 2097148, 65536},
+      {"no swap", "SwapTotal: 0 kB\nSwapFree: 0 kB\n", 0, 0, kNone},
       {"keys that only hold the name",
        "SwapCached: 7 kB\n\t ~SwapTotalX: 5\nSwapFree:5\nXSwapTotal: 1\nxVmallocUsed: 2\n", 0, 5,
        kNone},
