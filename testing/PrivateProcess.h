@@ -6,5 +6,5 @@
  */
 bool unshareMounts();
 
-/** Does this and mounts an empty folder at path, in memory. */
-bool makeFolderPrivate(const char* path);
+/** Does this and mounts an empty folder at path, in memory. Throws std::system_error when refused. */
+void makeFolderPrivate(const char* path);

@@ -39,7 +39,7 @@ constexpr char kTasks[] = "/dev/cpuset/top-app/tasks";
 class ProcessLookup : public testing::Test {
  protected:
   ProcessLookup() {
-    EXPECT_TRUE(makeFolderPrivate("/dev"));
+    makeFolderPrivate("/dev");
     makeFolders("/dev/cpuset/top-app");
   }
   ~ProcessLookup() override {

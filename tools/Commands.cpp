@@ -73,10 +73,8 @@ void writeThroughController(int item, const std::string& path, const std::string
 /** What a node holds, without the line's end; null for one that cannot be read or read again. */
 ordered_json contentsOf(const std::string& path) {
   struct stat file;
-  if (stat(path.c_str(), &file) != 0 || !S_ISREG(file.st_mode)) {
-    return nullptr;
-  }
-  std::ifstream stream(path);
+  const bool isPlain = stat(path.c_str(), &file) == 0 && S_ISREG(file.st_mode);
+  std::ifstream stream(isPlain ? path : "");
   std::string text;
   std::getline(stream, text, '\0');
   if (!stream.is_open() || stream.bad()) {
@@ -170,11 +168,11 @@ int writeNode(const QueryOptions& options, Console& console) {
   }
   const std::string path = lmsupport::configuredNodePath(options.number);
   writeThroughController(options.number, path, options.text);
-  const ordered_json result = {{"item", options.number},
-                               {"node", path},
-                               {"written", options.text},
-                               {"read", contentsOf(path)}};
-  return printResult(result, options.json, console);
+  return printResult({{"item", options.number},
+                      {"node", path},
+                      {"written", options.text},
+                      {"read", contentsOf(path)}},
+                     options.json, console);
 }
 
 ordered_json memoryFigures(const SysStatsRecord& record) {

@@ -1,5 +1,4 @@
 #include <dlfcn.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -61,10 +60,6 @@ ordered_json node(const char* service, int item, const std::string& problem,
       "give --item " + number + "=" + (isSimulated ? path : "PATH, or set it in the core library"));
 }
 
-ordered_json file(const char* service, const char* path, const char* whatToDo) {
-  return finding(service, path, accessProblem(path, R_OK), whatToDo);
-}
-
 /** A request of the kernel's statistics; each needs another version of their family. */
 ordered_json statistics(const char* service, bool isSupported, int version) {
   const std::string family = "netlink family SYSSTATS";
@@ -108,13 +103,14 @@ std::vector<ordered_json> examineAll() {
       node("frame-switch", kGfxCtrlNodeItem, nodeProblem(kGfxCtrlNodeItem, W_OK), "frame_ctrl"),
       finding("thermal", std::to_string(zones) + " zones", zones > 0 ? "" : "no zone can be read",
               "run it where the kernel has thermal zones; virtual machines have none"),
-      file("process-lookup", kForegroundTasks,
-           "run it where Android mounts its cpusets, or as a user who may read it"),
+      finding("process-lookup", kForegroundTasks, accessProblem(kForegroundTasks, R_OK),
+              "run it where Android mounts its cpusets, or as a user who may read it"),
       statistics("stats-pid", stats.supportsPidStats, version),
       statistics("stats-sys", stats.supportsSysStats, version),
       statistics("stats-range", stats.supportsPidStatsRange, version),
       statistics("stats-name", stats.supportsPidsByName, version),
-      file("memory", "/proc/meminfo", "mount /proc, or run it as a user who may read it"),
+      finding("memory", "/proc/meminfo", accessProblem("/proc/meminfo", R_OK),
+              "mount /proc, or run it as a user who may read it"),
       tracker("tracker-1.0", DependentServices::gServiceTrackerHalObject),
       tracker("tracker-1.1", DependentServices::gServiceTrackerHalObject_v1_1),
       finding("favourites", key + ", " + std::to_string(textSize) + " bytes",

@@ -20,7 +20,6 @@ using LaunchStore = FetchPreferredApps::LaunchStore;
 using SlotStore = FetchPreferredApps::SlotStore;
 
 constexpr char kFavouritesTable[] = "favourite_launches";
-constexpr char kHistoryTable[] = "launch_history";
 constexpr char kSlotsTable[] = "time_slots";
 
 /** Opens a table's store, in a file of its name below folder, or in memory without a folder. */
@@ -41,7 +40,7 @@ std::unique_ptr<Store> openStore(const char* table, const std::string& folder) {
 ordered_json populate(const std::string& folder,
                       const std::vector<std::pair<std::string, int>>& launches = {}) {
   const auto favourites = openStore<LaunchStore>(kFavouritesTable, folder);
-  const auto history = openStore<LaunchStore>(kHistoryTable, folder);
+  const auto history = openStore<LaunchStore>("launch_history", folder);
   const auto slots = openStore<SlotStore>(kSlotsTable, folder);
   for (const auto& [app, count] : launches) {
     const LaunchStore::Row row = {0, kNoIntcol1, app, "", {count}};

@@ -2,12 +2,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <stdexcept>
-#include <system_error>
 
 #include <android-base/scopeguard.h>
 
@@ -25,28 +23,8 @@
 #include "testing/TemporaryFolder.h"
 #include "watch/Summary.h"
 
-namespace {
-
-using Store = LMDatabase<_preKill_User_Launched_Data>;
-
-constexpr int kRows = 10000;
-
-void cacheNewRows(Store& store) {
-  for (int i = 0; i < kRows; ++i) {
-    std::unique_ptr<Store::Row> row(store.getRow());
-    row->appName = "com.example.app" + std::to_string(i);
-    row->payload.launchCount = i;
-    store.cacheRow(std::move(row));
-  }
-}
-
-}  // namespace
-
 StepResult demonstrateLookup(DemoScene& scene) {
-  if (!makeFolderPrivate("/dev")) {
-    throw std::system_error(errno, std::generic_category(),
-                            "no private mount namespace; run as root or allow user namespaces");
-  }
+  makeFolderPrivate("/dev");
   const auto uncover = android::base::make_scope_guard([] { umount2("/dev", MNT_DETACH); });
   mkdir("/dev/cpuset", S_IRWXU);
   mkdir("/dev/cpuset/top-app", S_IRWXU);
@@ -78,12 +56,17 @@ StepResult demonstrateStats(DemoScene& scene) {
 }
 
 StepResult demonstrateStore(DemoScene& scene) {
+  using Store = LMDatabase<_preKill_User_Launched_Data>;
+  constexpr int kRows = 10000;
   const TemporaryFolder folder;
   Store store("launches", folder.path() + "/", "launches.db");
   if (store.LMDatabaseInit() != LMDB_SUCCESS) {
     throw std::runtime_error("cannot open a database in " + folder.path());
   }
-  cacheNewRows(store);
+  for (int i = 0; i < kRows; ++i) {
+    const Store::Row row = {0, kNoIntcol1, "com.example.app" + std::to_string(i), "", {i}};
+    store.cacheRow(std::make_unique<Store::Row>(row));
+  }
   const auto begin = Clock::now();
   store.LMDatabaseWriteCachedToDisk();
   const std::string written = fixed(toUs(Clock::now() - begin) / 1000, 1) + " ms";

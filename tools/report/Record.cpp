@@ -78,12 +78,10 @@ void completeRecord(const std::vector<Recording>& recordings, Json& record) {
   } else {
     leaveOut("statistics", "this kernel does not have the netlink family SYSSTATS", record);
   }
-  if (!record["favourites"].is_null()) {
-    return;
-  }
-  if (FetchPreferredApps().getWeekTimePreferredApps().empty()) {
-    leaveOut("favourites", "the framework has no text of them", record);
-  } else {
+  const bool hasText = !FetchPreferredApps().getWeekTimePreferredApps().empty();
+  if (record["favourites"].is_null() && hasText) {
     record["favourites"] = computeFavourites({})["time_slots"];
+  } else if (record["favourites"].is_null()) {
+    leaveOut("favourites", "the framework has no text of them", record);
   }
 }

@@ -2,12 +2,10 @@
 
 #include <sys/stat.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <ostream>
-#include <system_error>
 
 #include "AsyncEventsMgr.h"
 #include "Output.h"
@@ -39,10 +37,7 @@ std::string zonesLine() {
 }  // namespace
 
 void makeSampleZone(int milliCelsius) {
-  if (!makeFolderPrivate("/sys/class")) {
-    throw std::system_error(errno, std::generic_category(),
-                            "no private mount namespace; run as root or allow user namespaces");
-  }
+  makeFolderPrivate("/sys/class");
   mkdir("/sys/class/thermal", S_IRWXU);
   mkdir("/sys/class/thermal/thermal_zone0", S_IRWXU);
   std::ofstream("/sys/class/thermal/thermal_zone0/type") << "cpu\n";
