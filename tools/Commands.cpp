@@ -1,5 +1,6 @@
 #include "Commands.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,12 +10,13 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <span>
 #include <stdexcept>
 #include <utility>
+
+#include <android-base/unique_fd.h>
 
 #include "AsyncEventsMgr.h"
 #include "CpPLHController.h"
@@ -74,12 +76,13 @@ void writeThroughController(int item, const std::string& path, const std::string
 ordered_json contentsOf(const std::string& path) {
   struct stat file;
   const bool isPlain = stat(path.c_str(), &file) == 0 && S_ISREG(file.st_mode);
-  std::ifstream stream(isPlain ? path : "");
-  std::string text;
-  std::getline(stream, text, '\0');
-  if (!stream.is_open() || stream.bad()) {
+  const android::base::unique_fd node(isPlain ? open(path.c_str(), O_RDONLY | O_CLOEXEC) : -1);
+  char contents[4096];  // no node of sysfs holds more
+  const ssize_t size = read(node.get(), contents, sizeof(contents));
+  if (size < 0) {
     return nullptr;
   }
+  std::string text(contents, static_cast<std::size_t>(size));
   text.resize(text.find_last_not_of('\n') + 1);
   return text;
 }
@@ -161,10 +164,9 @@ int servicesActive(const QueryOptions& options, Console& console) {
 }
 
 int writeNode(const QueryOptions& options, Console& console) {
-  const std::string item = std::to_string(options.number);
   if (const std::string problem = nodeProblem(options.number, W_OK); !problem.empty()) {
-    throw std::runtime_error("no node to write: " + problem + "; name one with --item " + item +
-                             "=PATH");
+    throw std::runtime_error("no node to write: " + problem + "; name one with --item " +
+                             std::to_string(options.number) + "=PATH");
   }
   const std::string path = lmsupport::configuredNodePath(options.number);
   writeThroughController(options.number, path, options.text);
