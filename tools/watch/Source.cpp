@@ -11,8 +11,7 @@
 
 namespace {
 
-/** For a source to open its node, whose first poll sysfs answers without an event, and at the end for
- * the last events to arrive. */
+/** For a source to open its node, whose first poll sysfs answers at once, and for the last events. */
 constexpr auto kSettleTime = std::chrono::milliseconds(100);
 
 /** So many a live view shows, that it costs the same after a second and after a day. */
