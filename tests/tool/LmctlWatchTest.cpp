@@ -96,8 +96,10 @@ TEST(LmctlWatch, ASampleNeedsNoNode) {
   EXPECT_THAT(runUntil("watch vsync --sample --trace " + trace, " Hz"),
               ContainsRegex("\nvsync .* events .* Hz\njitter .* us\ninterval  .* us\n"));
   EXPECT_GE(countOfPhase(traceEvents(trace), "i"), 2u);
+  EXPECT_EQ(memberNames(run("watch vsync --sample --seconds 0.1 --json").second),
+            "source seconds events rate_hz interval_us jitter_us");
   EXPECT_THAT(runUntil("watch gfx --sample", " Hz"), HasSubstr("\nframes  "));
-  EXPECT_THAT(runUntil("watch thermal --sample", "cpu 42.0 C"), HasSubstr("zone  milli"));
+  EXPECT_THAT(runUntil("watch thermal --sample", "cpu 41.5 C"), HasSubstr("zone  milli"));
 }
 
 TEST(LmctlWatch, WithoutAnIntervalThereAreNoFigures) {
@@ -114,8 +116,6 @@ TEST(LmctlWatch, WithoutAnIntervalThereAreNoFigures) {
   EXPECT_THAT(runUntil("watch gfx --node " + one.path, "1 frame\n"),
               HasSubstr("\nframes     1 started   0 finished\nstage 1-2  none\nstage 2-3  none\n"
                         "interval   none"));
-  const std::string vsync = run("watch vsync --sample --seconds 0.1 --json").second;
-  EXPECT_EQ(memberNames(vsync), "source seconds events rate_hz interval_us jitter_us");
   EXPECT_EQ(memberNames(run("watch thermal --seconds 0.1 --json").second), "source seconds zones");
 }
 
