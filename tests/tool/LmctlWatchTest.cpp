@@ -7,7 +7,6 @@
 #include <csignal>
 #include <cstring>
 #include <fstream>
-#include <iostream>
 #include <map>
 #include <sstream>
 
