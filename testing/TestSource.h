@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <string>
-#include <thread>
 
 #include <android-base/unique_fd.h>
 

@@ -115,10 +115,13 @@ TEST_F(RowStore, SendsTheseTextsInThisOrder) {
                   "CREATE TABLE IF NOT EXISTS m" + columns));
 }
 
-/** Two rows are cached, or for a read and a deletion written, before a call of SQLite fails. */
+/** Two rows are cached, or but for a write in the table, before a call of SQLite fails. */
 TEST_F(RowStore, AFailedCallIsLoggedAndEndsAReadOrDeletionButNotAWrite) {
   const auto run = [](const std::string& operation, LaunchStore& store) -> int {
-    if (operation == "write") {
+    if (operation == "update") {
+      add(store, {.rowId = 1, .appName = "c", .payload = {3}});
+    }
+    if (operation == "write" || operation == "update") {
       return store.LMDatabaseWriteCachedToDisk();
     }
     return operation == "read" ? static_cast<int>(read(store).size()) : remove(store);
@@ -152,6 +155,7 @@ TEST_F(RowStore, AFailedCallIsLoggedAndEndsAReadOrDeletionButNotAWrite) {
       {"write", "COMMIT", 1, LMDB_SUCCESS, 0, 0, {writing + text}},
       {"write", "finalize", 1, LMDB_FAILURE, 0, 2, {writing + code}},
       {"write", "finalize", 2, LMDB_FAILURE, 0, 2, {writing + code}},
+      {"update", "bind_int", 1, LMDB_SUCCESS, 0, 2, {writing + code}},
       {"read", "prepare", 1, 0, 0, 2, {reading + text}},
       {"read", "step", 1, 0, 0, 2, {}},
       {"read", "step", 2, 1, 0, 2, {}},
