@@ -59,7 +59,7 @@ using CallbacksPtr = std::unique_ptr<nl_cb, Release<nl_cb_put>>;
 /** What the steps of a request log as. */
 constexpr char kSendRecvData[] = "sendRecvData";
 
-/** Connects to the kernel; returns the family's identifier. */
+/** Connects to the kernel; returns the family's identifier, or a RequestError. */
 int connect(nl_sock* socket) {
   const int result = genl_connect(socket);
   if (result < 0) {
